@@ -1,0 +1,118 @@
+// The reading side of a shared-memory table, over bytes; ShoalTable.h has the typed form and shows
+// a reader's turn.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Export.h"
+#include "platform/ShoalFiles.h"
+#include "platform/ShoalSegment.h"
+#include "platform/ShoalWatch.h"
+
+namespace ZetShoal {
+
+class ShoalReader;
+
+// What the owner of a map wants of it: to be told each key that changes, or only to read values.
+enum class ShoalFollow { changes, values };
+
+// A table as one of its readers holds it. It may be made before the table is, outlives the table's
+// removal, and follows whatever takes its place. It writes nothing to the file system.
+//
+// A table of which any file is not what it should be, or is cut short while it is mapped, is
+// refused as a whole: refusal() says why, all reads miss, and no further change is handed over.
+// The owner then takes it that every key it had from this table has gone. The refusal ends in the
+// refresh() that finds another file, or none, in the place of the bad one.
+class BRINDLE_API ShoalReaderDir {
+ public:
+  // Throws ShoalError for a bad name only. `type` is what the table must hold.
+  ShoalReaderDir(ShoalWatch & watch, std::string const & root, std::string const & name,
+                 std::string const & type);
+  ~ShoalReaderDir();
+  ShoalReaderDir(ShoalReaderDir const &) = delete;
+  ShoalReaderDir & operator=(ShoalReaderDir const &) = delete;
+
+  // Whether a turn is worth while: files have come or gone, or a map has changes to hand over.
+  // Holds after a turn that was cut short: the descriptor does not become readable again for that.
+  bool due() const;
+  // To be called at the start of each turn: looks after files that have come or gone.
+  void refresh();
+  // Whether a map of the table stands and can be read.
+  bool present() const;
+  // Why the table is refused; empty if it is not.
+  std::string const & refusal() const { return refusal_; }
+
+  std::string const & path() const { return path_; }
+  std::string const & type() const { return type_; }
+
+ private:
+  friend class ShoalReader;
+  friend class ShoalWatch;
+  void refuse(std::string const & path, std::shared_ptr<ShoalSegment> culprit,
+              std::string const & reason);
+
+  ShoalWatch & watch_;
+  std::string const path_;
+  std::string const type_;
+  std::vector<ShoalReader *> maps_;
+  bool filesMoved_ = true;
+  std::string refusal_;
+  std::string culpritPath_;
+  std::shared_ptr<ShoalSegment> culprit_;
+};
+
+// One map of a table. Values are read by copy, each as it is now, never as it was when a change of
+// it was announced. What a writer wrote into one map before it wrote into another is seen in that
+// order, also when a map moves to a larger file in between.
+//
+// Changes: nextChange() hands over each key that was written or deleted since it was last handed
+// over, and at first each key of the table. Where the announcements were lost (the reader was
+// lapped, a new writer took the table over, the table was removed and made anew) it hands over all
+// keys that the table has and all that it had when it was last followed, deleted ones too. A key
+// may come more often than it changed, and in slices of any size: the walk goes on where it was.
+class BRINDLE_API ShoalReader {
+ public:
+  ShoalReader(ShoalReaderDir & dir, std::string const & map, U32 keySize, U32 recordSize,
+              ShoalFollow follow = ShoalFollow::changes);
+  ~ShoalReader();
+  ShoalReader(ShoalReader const &) = delete;
+  ShoalReader & operator=(ShoalReader const &) = delete;
+
+  bool read(void const * key, void * record);
+  // The next key whose value is to be looked up; false if there is none now.
+  bool nextChange(void * key);
+  bool pending() const;
+  // The next present member behind the cursor, in the map's own order (of first use).
+  bool next(ShoalCursor & cursor, void * key, void * record);
+  U32 size();
+  // How often all keys had to be handed over because announcements were lost.
+  U32 walks() const { return walks_; }
+
+ private:
+  friend class ShoalReaderDir;
+  void open();
+  void close();
+  ShoalSegment const * current();
+  bool sound(std::shared_ptr<ShoalSegment> const & segment);
+  bool walkOn(void * key);
+  bool follow();
+  void startWalk();
+
+  ShoalReaderDir & dir_;
+  std::string const path_;
+  ShoalShape const shape_;
+  ShoalFollow const follow_;
+  // The newest file, from which values are read.
+  std::shared_ptr<ShoalSegment> live_;
+  // The file whose changes are being handed over: an older one until all that must be is told.
+  std::shared_ptr<ShoalSegment> told_;
+  U64 position_ = 0;                 // in told_: the next change to hand over
+  U64 epoch_ = 0;                    // of told_, when position_ was set
+  U32 walk_ = ShoalSegment::noSlot;  // in told_: the next slot of a walk over all of it
+  bool walkedOut_ = false;           // told_ is an older file whose keys have all been told
+  U32 walks_ = 0;
+};
+
+}  // namespace ZetShoal
