@@ -6,6 +6,7 @@
 #pragma once
 #include <iterator>
 
+#include "platform/Hash.h"
 #include "platform/HashTable.h"
 #include "platform/Ptr.h"
 
@@ -100,7 +101,7 @@ template <class K, class M> class HashMap : public HashTable {
   }
 
  private:
-  static U32 order(K const & key) { return bitReverse(tableHash(key)); }
+  static U32 order(K const & key) { return bitReverse(hashOf(key)); }
   static M * memberAt(HashLink * l) { return static_cast<M *>(l); }
   static HashLink * linkOf(M * m) { return m; }
   static bool before(HashLink * l, U32 o, K const & key) {

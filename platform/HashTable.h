@@ -6,22 +6,11 @@
 // Growing and shrinking are spread over the operations that follow, a few buckets at a time:
 // members whose order is below a boundary stand in the new array, the others in the old one.
 #pragma once
-#include <type_traits>
-
 #include "platform/Bits.h"
 #include "platform/Export.h"
 #include "platform/Types.h"
 
 namespace Zet {
-
-// The hash by which a key goes into a table: its own, or a mix of a plain integer.
-template <class K> constexpr U32 tableHash(K const & key) {
-  if constexpr (std::is_integral_v<K>) {
-    return static_cast<U32>((static_cast<U64>(key) * 0x9e3779b97f4a7c15u) >> 32);
-  } else {
-    return static_cast<U32>(key.hash());
-  }
-}
 
 // A member's place in a table; members derive from it.
 class HashLink {
