@@ -133,30 +133,22 @@ class IntfTable {
     auto const [at, isNew] = indexes_.try_emplace(name, static_cast<U32>(entries_.size()));
     auto const index = at->second;
     if (isNew) {
-      Entry entry;
-      entry.name = name;
-      entry.hash = name.hash();
-      entries_.push_back(entry);
-      IntfId::entries_ = entries_.data();
+      entries_.push_back({.name = name, .hash = name.hash()});
       rankIs(index);
-      classify(index);
+      auto const traits = traitsOf(text);  // may add the related name
+      entries_[index].traits = traits;
+      IntfId::entries_ = entries_.data();
     }
     return index;
   }
 
-  // Forgets what a name says of itself, and what was declared before.
-  Entry & reclassify(U32 index, IntfKind kind) {
+  // Replaces what the name says of itself, and what was declared before.
+  void traitsIs(U32 index, IntfId::Traits const & traits) {
     ZET_ASSERT(index != 0, "index != 0");
-    auto & entry = entries_[index];
-    if (auto & routed = routedIntf_[entry.vlan.value()]; routed == index) routed = 0;
-    entry.kind = kind;
-    entry.related = 0;
-    entry.vlan = {};
-    return entry;
-  }
-  void routedVlanIs(U32 index, Bridging::VlanId vlan) {
-    reclassify(index, IntfKind::vlan).vlan = vlan;
-    routedIntf_[vlan.value()] = index;
+    auto & current = entries_[index].traits;
+    if (U32 & routed = routedIntf_[current.vlan.value()]; routed == index) routed = 0;
+    if (traits.vlan) routedIntf_[traits.vlan.value()] = index;
+    current = traits;
   }
   U32 routedIntf(Bridging::VlanId vlan) {
     U32 & index = routedIntf_[vlan.value()];
@@ -182,26 +174,21 @@ class IntfTable {
     for (U64 rank = 0; U32 sorted : sorted_) entries_[sorted].rank = rank += step;
   }
 
-  void classify(U32 index) {
-    auto const name = entries_[index].name.view();
-    Entry found = entries_[index];
-    if (name == "Cpu") {
-      found.kind = IntfKind::cpu;
-    } else if (name == "Null0") {
-      found.kind = IntfKind::null0;
-    } else if (auto const parent = parentName(name); !parent.empty()) {
-      found.kind = IntfKind::subIntf;
-      found.related = this->index(parent);
-    } else if (auto const * pattern = patternOf(name)) {
-      found.kind = pattern->kind;
-      if (pattern->kind == IntfKind::vlan) {
-        found.vlan = Bridging::VlanIdOrNone(vlanNumber(name.substr(pattern->word.size())));
-      } else if (name.starts_with(peerWord)) {
-        found.related = this->index(name.substr(peerWord.size()));
-      }
+  IntfId::Traits traitsOf(std::string_view name) {
+    if (name == "Cpu") return {.kind = IntfKind::cpu};
+    if (name == "Null0") return {.kind = IntfKind::null0};
+    if (auto const parent = parentName(name); !parent.empty()) {
+      return {.related = index(parent), .kind = IntfKind::subIntf};
     }
-    found.rank = entries_[index].rank;  // the related name may have moved it
-    entries_[index] = found;
+    auto const * pattern = patternOf(name);
+    if (!pattern) return {};
+    IntfId::Traits traits{.kind = pattern->kind};
+    if (traits.kind == IntfKind::vlan) {
+      traits.vlan = Bridging::VlanIdOrNone(vlanNumber(name.substr(pattern->word.size())));
+    } else if (name.starts_with(peerWord)) {
+      traits.related = index(name.substr(peerWord.size()));
+    }
+    return traits;
   }
 
   // 2^32 names can follow each other at the end before a rank overflows.
@@ -224,12 +211,14 @@ IntfId IntfId::ofVlan(Bridging::VlanId vlan) {
   return fromIndex(IntfTable::get().routedIntf(vlan));
 }
 
-void IntfId::kindIs(IntfKind kind) { IntfTable::get().reclassify(index_, kind); }
+void IntfId::kindIs(IntfKind kind) const { IntfTable::get().traitsIs(index_, {.kind = kind}); }
 
-void IntfId::routedVlanIs(Bridging::VlanId vlan) { IntfTable::get().routedVlanIs(index_, vlan); }
+void IntfId::routedVlanIs(Bridging::VlanId vlan) const {
+  IntfTable::get().traitsIs(index_, {.vlan = vlan, .kind = IntfKind::vlan});
+}
 
-void IntfId::parentIs(IntfId parent) {
-  IntfTable::get().reclassify(index_, IntfKind::subIntf).related = parent.index_;
+void IntfId::parentIs(IntfId parent) const {
+  IntfTable::get().traitsIs(index_, {.related = parent.index_, .kind = IntfKind::subIntf});
 }
 
 std::string IntfId::shortName() const {

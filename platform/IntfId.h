@@ -50,9 +50,9 @@ class BRINDLE_API IntfId {
   // Says of a name what it does not say itself, as an importer knows it: that "vx100" is a VXLAN
   // tunnel, "br100" the routed interface of VLAN 100, "et1.5" a sub-interface of "et1". To be said
   // before any record holds the interface, since nobody is told.
-  void kindIs(IntfKind kind);
-  void routedVlanIs(Bridging::VlanId vlan);
-  void parentIs(IntfId parent);
+  void kindIs(IntfKind kind) const;
+  void routedVlanIs(Bridging::VlanId vlan) const;
+  void parentIs(IntfId parent) const;
 
   bool empty() const { return index_ == 0; }
   explicit operator bool() const { return index_ != 0; }
@@ -62,13 +62,13 @@ class BRINDLE_API IntfId {
   // As operators abbreviate it: "Et1", "Po3", "Vl100", "Vx1", "PEt1"; others unchanged.
   std::string shortName() const;
 
-  IntfKind kind() const { return entry().kind; }
+  IntfKind kind() const { return entry().traits.kind; }
   bool isSubIntf() const { return kind() == IntfKind::subIntf; }
   bool isVxlanTunnel() const { return kind() == IntfKind::vxlanTunnel; }
   // The VLAN whose routed interface this is.
-  Bridging::VlanIdOrNone routedVlan() const { return entry().vlan; }
+  Bridging::VlanIdOrNone routedVlan() const { return entry().traits.vlan; }
   // Of a sub-interface; none for others.
-  IntfId parent() const { return isSubIntf() ? fromIndex(entry().related) : IntfId(); }
+  IntfId parent() const { return isSubIntf() ? fromIndex(entry().traits.related) : IntfId(); }
 
   // By name, the same in every run.
   U32 hash() const { return entry().hash; }
@@ -90,13 +90,16 @@ class BRINDLE_API IntfId {
   friend class PeerEthIntfId;
   friend class PeerPortChannelIntfId;
 
+  struct Traits {
+    U32 related = 0;  // index of the parent or peer
+    Bridging::VlanIdOrNone vlan{};
+    IntfKind kind = IntfKind::plain;
+  };
   struct Entry {
-    Zet::Name name;
+    Zet::Name name{};
     U64 rank = 0;  // rises in the order of names
     U32 hash = 0;
-    U32 related = 0;  // index of the parent or peer
-    Bridging::VlanIdOrNone vlan;
-    IntfKind kind = IntfKind::plain;
+    Traits traits{};
   };
   static IntfId fromIndex(U32 index) {
     IntfId intf;
@@ -120,7 +123,7 @@ class PeerEthIntfId {
   static bool isPeerEthIntfId(IntfId intf) { return intf.kind() == IntfKind::peerEthernet; }
   // The port as the peer itself names it; none if `intf` is no peer port.
   static IntfId peer(IntfId intf) {
-    return isPeerEthIntfId(intf) ? IntfId::fromIndex(intf.entry().related) : IntfId();
+    return isPeerEthIntfId(intf) ? IntfId::fromIndex(intf.entry().traits.related) : IntfId();
   }
 };
 
@@ -130,7 +133,8 @@ class PeerPortChannelIntfId {
     return intf.kind() == IntfKind::peerPortChannel;
   }
   static IntfId peer(IntfId intf) {
-    return isPeerPortChannelIntfId(intf) ? IntfId::fromIndex(intf.entry().related) : IntfId();
+    return isPeerPortChannelIntfId(intf) ? IntfId::fromIndex(intf.entry().traits.related)
+                                         : IntfId();
   }
 };
 
