@@ -1,0 +1,86 @@
+// What the paced passes share: a time to stop, a walk that resumes, and generations. Their policies
+// differ and stay with each pass.
+#pragma once
+#include <utility>
+
+#include "platform/Clock.h"
+#include "platform/Types.h"
+
+namespace Keel {
+
+// The end of a slice of work. Asking reads the clock.
+class Budget {
+ public:
+  // Begins now and lasts `quantum`.
+  explicit Budget(Zet::Seconds quantum) : deadline_(Zet::System::currentTime() + quantum) {}
+
+  Zet::Seconds deadline() const { return deadline_; }
+  // The deadline has come.
+  bool over() const { return Zet::System::currentTime() >= deadline_; }
+  // The deadline lies behind: with a quantum of 0 the first item is still handled.
+  bool passed() const { return Zet::System::currentTime() > deadline_; }
+
+ private:
+  Zet::Seconds deadline_;
+};
+
+// Counts what is handled, and says when it is time to look at the budget: with each `stride`-th
+// item, and with none but that.
+//
+//   if (routes.inc() && budget.over()) return pause();
+template <unsigned stride> class Paced {
+ public:
+  bool inc() { return ++count_ % stride == 0; }
+  U64 count() const { return count_; }
+
+ private:
+  U64 count_ = 0;
+};
+
+// Walks a HashMap as a ring, from any key. The member that it stands on may leave the table as
+// long as leave() is called first, so two of them, one standing where the walk began and one
+// walking, meet again whatever is deleted.
+template <class Map> class WrapIterator {
+ public:
+  using Key = typename Map::Key;
+  using Inner = typename Map::Iterator;
+
+  WrapIterator() = default;
+  // At the key; at the first member if the key is not in the map; null if the map is empty.
+  WrapIterator(Map const & map, Key const & key) : map_(&map), at_(map.startAt(key)) {
+    if (!at_ || !(at_.key() == key)) at_ = map.begin();
+  }
+
+  explicit operator bool() const { return static_cast<bool>(at_); }
+  auto * operator->() const { return at_.operator->(); }
+  auto & operator*() const { return *at_; }
+  auto const & ptr() const { return at_.ptr(); }
+  Key const & key() const { return at_.key(); }
+  bool operator==(WrapIterator const & o) const { return at_ == o.at_; }
+
+  // To the next member, or from the last to the first: true then.
+  bool advance() {
+    at_.advance();
+    if (at_) return false;
+    at_ = map_->begin();
+    return true;
+  }
+  // The member of this key is about to be deleted: if the walk stands on it, it moves on, to null
+  // if there is no other. True if it went from the last member to the first.
+  bool leave(Key const & key) {
+    if (!at_ || !(at_.key() == key)) return false;
+    Inner const old = at_;
+    bool const wrapped = advance();
+    if (at_ == old) at_ = Inner();
+    return wrapped;
+  }
+
+ private:
+  Map const * map_ = nullptr;
+  Inner at_;
+};
+
+// The generation behind `g`. 0 is none: it stands for what no pass has seen.
+constexpr U32 nextGeneration(U32 g) { return g + 1 ? g + 1 : 1; }
+
+}  // namespace Keel
