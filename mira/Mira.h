@@ -1,0 +1,308 @@
+// The resolver of one VRF.
+//
+// A Mira turns the routes that the protocols publish, joined with the state of the switch, into the
+// VRF's MrouteTable. MiraRoot makes and deletes it. What changes only marks: a changed route goes
+// into a queue of keys, a change of the switch into the table's DirtyInfo. The review, paced by
+// the clock, computes what the marks meet, in slices of loopQuantum(). Until the root's gate opens,
+// and while routing is off, the table stands as it is.
+//
+// It never talks to chips: the programmers see each route's `version`.
+#pragma once
+#include "mira/MfibShoalSm.h"
+#include "model/DirtyChangeSet.h"
+#include "model/DirtyInfo.h"
+#include "model/MrouteTable.h"
+#include "model/ReviewInfo.h"
+#include "model/StaticNatInfo.h"
+#include "platform/Clock.h"
+#include "platform/LinkQueue.h"
+#include "platform/Reactor.h"
+#include "platform/VrfName.h"
+#include "state/BoundaryFastdrop.h"
+#include "state/HardwareStatus.h"
+#include "state/IntfVlanId.h"
+#include "state/MulticastFib.h"
+#include "state/RouteKey.h"
+#include "state/Routing.h"
+#include "state/ShoalFib.h"
+
+namespace Brindle {
+
+class MiraRoot;
+class MrouteTableReview;
+
+// A route that waits in the queue of a Mira.
+struct ZetDirtyMroute {
+  Routing::Multicast::Fib::IpGenRouteKey key;
+};
+
+// The sequence numbers of that queue: the oldest entry's, and the next one's.
+struct DirtyMrouteMetadata {
+  U32 head = 0;
+  U32 tail = 0;
+  U32 size() const { return tail - head; }
+};
+
+class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
+ public:
+  // What is this VRF's own; the rest is the root's.
+  struct Inputs {
+    MiraRoot * miraRoot;
+    Zet::Ptr<MrouteTable> mrouteTable;
+    Zet::Ptr<Routing::Multicast::Fib::Config const> mfibConfig;
+    Zet::Ptr<Routing::RoutingGenInfo const> routingGenInfo;
+    // Optional.
+    Zet::Ptr<BoundaryFastdrop::Status> boundaryFastdropStatus;
+  };
+  Mira(L3::VrfName const & vrf, Inputs const &);
+  L3::VrfName const & fwkKey() const { return vrf_; }
+  Zet::Name name() const override { return vrf_.name(); }
+  L3::VrfName const & vrfName() const { return vrf_; }
+  MiraRoot * miraRoot() const { return miraRoot_; }
+  Zet::Ptr<MrouteTable> const & mrouteTable() const { return mrouteTable_; }
+
+  // Inputs that it shares with the other VRFs: the root's (MiraRoot.h)
+  Zet::Ptr<Zet::Clock const> const & clock() const;
+  Zet::Ptr<Routing::Multicast::Fib::Hardware::Status> const & status() const;
+  Zet::Ptr<IntfVlanId::Table const> const & intfVlanIdTable() const;
+  Zet::Ptr<StaticNatInfo const> const & staticNatInfo() const;
+  Zet::Ptr<ReviewInfo> const & reviewInfo() const;
+  Zet::Ptr<Ip::Status const> const & ipStatus() const;
+  Zet::Ptr<Routing::Multicast::Fib::PimIntf::Status> const & pimIntfStatus() const;
+  Zet::Ptr<Routing::Multicast::Fib::MbrIntf const> const & mbrIntf() const;
+  Zet::Ptr<Routing::Multicast::Fib::SparseModeStatus const> const & sparseModeStatus() const;
+
+  // Lifecycle
+  void handleInitialized();
+  bool initialized() const { return initialized_; }
+  // The VRF is going: its routes are being deleted. One that comes back reads its tables again.
+  bool markedForDeletion() const { return markedForDeletion_; }
+  void markedForDeletionIs(bool v);
+
+  // Whether routes are computed: the gate is open and routing is on.
+  void handleRouting();
+  void handleL3Enabled();
+  bool nsfMiraEnabled() const { return nsfMiraEnabled_; }
+  void nsfMiraEnabledIs(bool v);
+  bool l3Enabled() const { return l3Enabled_; }
+  void l3EnabledIs(bool v);
+  Routing::Multicast::Fib::Config const * mfibConfig() const { return zetMfibConfig_.target(); }
+  void mfibConfigIs(Zet::Ptr<Routing::Multicast::Fib::Config const> const & v) {
+    zetMfibConfig_.attach(v);
+  }
+  Routing::RoutingGenInfo const * routingGenInfo() const { return zetRoutingGenInfo_.target(); }
+  void routingGenInfoIs(Zet::Ptr<Routing::RoutingGenInfo const> const & v) {
+    zetRoutingGenInfo_.attach(v);
+  }
+
+  // Ingest: one machine for each table of the VRF in shared memory, while l3Enabled().
+  using MfibShoalColl = Shoal::Multicast::Fib::MfibShoalColl;
+  using StatusKey = Shoal::Multicast::Fib::StatusKey;
+  void handleMfibShoal();
+  void handleMfibShoal(StatusKey const & table);
+  MfibShoalColl const * mfibShoalDir() const { return zetMfibShoalDir_.target(); }
+  void mfibShoalDirIs(Zet::Ptr<MfibShoalColl const> const & v);
+  auto const & mfibShoalSm() const { return mfibShoalSm_; }
+  // Returns the machine that stands. Throws RangeException if it stands with other inputs.
+  Zet::Ptr<MfibShoalSm> mfibShoalSmIs(StatusKey const & table, MfibShoalSm::Inputs const &);
+  void mfibShoalSmDel(StatusKey const & table);
+
+  // Marks: what changed is noted in the table's DirtyInfo and in the journal, and a review asked
+  // for where that is news.
+  void doMarkVlanDirty(Bridging::VlanIdOrNone vid);
+  void doMarkVlanPortDirty(Bridging::VlanIdOrNone vid, Nettle::IntfId port);
+  void doMarkVlanGroupDirty(Bridging::VlanIdOrNone vid, Nettle::EthAddr const & group);
+  void doMarkLagDirty(Nettle::IntfId lag);
+  void doMarkAllVlansDirty();
+  void doMarkGroupSetDirty(Nettle::IpGenAddr const & group);
+  void doMarkAllRoutesDirty();
+  // The route is to be computed, or deleted if it is marked for that. Null does nothing.
+  void markMrouteDirty(Zet::Ptr<Mroute> const & mroute);
+
+  // Review
+  void doKickReview();
+  void handleClock();
+  void doReview();
+  // Publishes that a pass runs, by its number, or that none does.
+  void doMaybeAddReviewInfo();
+  void doMaybeDeleteReviewInfo();
+  Zet::Seconds nextReview() const { return nextReview_; }
+  // Number of the pass; never 0 in one.
+  U32 review() const { return review_; }
+  void reviewIs(U32 v) { review_ = v; }
+  // Between slices.
+  Zet::Seconds reviewDelay() const { return reviewDelay_; }
+  void reviewDelayIs(Zet::Seconds v) { reviewDelay_ = v; }
+  bool reviewDisabled() const { return reviewDisabled_; }
+  void reviewDisabledIs(bool v) { reviewDisabled_ = v; }
+  // Length of a slice.
+  Zet::Seconds loopQuantum() const { return loopQuantum_; }
+  void loopQuantumIs(Zet::Seconds v) { loopQuantum_ = v; }
+  // A review is wanted or runs; a pass has begun and not ended.
+  bool reviewPending() const { return reviewPending_; }
+  bool reviewInProgress() const { return reviewInProgress_; }
+  // The keys at which a pass began and at which it stands between slices; the default key is the
+  // beginning of the table.
+  Routing::Multicast::Fib::IpGenRouteKey const & startingBookmark() const {
+    return startingBookmark_;
+  }
+  Routing::Multicast::Fib::IpGenRouteKey const & currentBookmark() const {
+    return currentBookmark_;
+  }
+  // What the pass that runs looks for.
+  Zet::Ptr<DirtyInfo> const & dirtyInfo() const { return dirtyInfo_; }
+  // Journal of all marks.
+  Zet::Ptr<DirtyChangeSet> const & dirtyChangeSet() const { return dirtyChangeSet_; }
+  bool vxlanIntfDirty() const { return vxlanIntfDirty_; }
+  void vxlanIntfDirtyIs(bool v) { vxlanIntfDirty_ = v; }
+
+  // Keys of the routes to be computed first, oldest first. One key may stand in it twice.
+  static constexpr U32 dirtyMrouteLimit = 10000;
+  DirtyMrouteMetadata const & dirtyMrouteMetadata() const { return dirtyMrouteMetadata_; }
+  // The n-th entry, counted from 0 at the oldest; null beyond the newest.
+  ZetDirtyMroute const * dirtyMroute(U32 n) const {
+    return dirtyMroute_.find(dirtyMrouteMetadata_.head + n);
+  }
+  void dirtyMrouteEnq(Routing::Multicast::Fib::IpGenRouteKey const & key) {
+    dirtyMroute_.push(dirtyMrouteMetadata_.tail++, {key});
+  }
+  // REQUIRES: the queue is not empty.
+  Routing::Multicast::Fib::IpGenRouteKey dirtyMrouteDeq() {
+    auto key = dirtyMroute_.front()->key;
+    dirtyMroute_.pop();
+    ++dirtyMrouteMetadata_.head;
+    return key;
+  }
+  void dirtyMrouteDelAll() {
+    dirtyMroute_.clear();
+    dirtyMrouteMetadata_.head = dirtyMrouteMetadata_.tail;
+  }
+
+  // Computation
+  void doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute);
+  // True if the route's programming changed. `allowOptimize`: a small change may be patched in.
+  bool computePortVlanSetMroute(Zet::Ptr<Mroute> const & mroute, bool allowOptimize);
+  bool optimizeComputePortVlanSet() const { return optimizeComputePortVlanSet_; }
+  void optimizeComputePortVlanSetIs(bool v) { optimizeComputePortVlanSet_ = v; }
+  // Accept-only interfaces that were left out since their route had one already.
+  U32 ignoredAccepting() const { return ignoredAccepting_; }
+  void ignoredAcceptingInc(U32 n) { ignoredAccepting_ += n; }
+
+  // Multicast border router interfaces, by their VLAN
+  void handleMbr(Nettle::IntfId intf);
+  void handleMbr();
+  auto const & mbrVlan() const { return mbrVlan_; }
+  bool mbrVlan(Bridging::VlanIdOrNone vid) const { return mbrVlan_.contains(vid); }
+
+  // The root's table as this Mira last saw it: a change of it needs the old value.
+  auto const & internalVlanId() const { return internalVlanId_; }
+  Bridging::VlanIdOrNone internalVlanId(Nettle::IntfId intf) const {
+    return lookup(internalVlanId_, intf);
+  }
+
+  // RPF failures and fastdrops
+  // All that were reported for this VRF.
+  U64 rpfFailureCount() const { return rpfFailureCount_; }
+  void rpfFailureCountInc(U64 n) { rpfFailureCount_ += n; }
+  // Failures of a route in a VLAN that make a fastdrop.
+  U32 fastdropRpfFailureThreshold() const { return fastdropRpfFailureThreshold_; }
+  void fastdropRpfFailureThresholdIs(U32 v) { fastdropRpfFailureThreshold_ = v; }
+  // In seconds.
+  U32 fastdropPollingInterval() const { return fastdropPollingInterval_; }
+  void fastdropPollingIntervalIs(U32 v) { fastdropPollingInterval_ = v; }
+  U32 fastdropClockLogDelay() const { return fastdropClockLogDelay_; }
+  void fastdropClockLogDelayIs(U32 v) { fastdropClockLogDelay_ = v; }
+  // VLANs in which none are made.
+  auto const & noFastdropVlan() const { return noFastdropVlan_; }
+  bool noFastdropVlan(Bridging::VlanId vid) const { return noFastdropVlan_.contains(vid); }
+  void noFastdropVlanIs(Bridging::VlanId vid, bool v) {
+    v ? noFastdropVlan_.insert(vid) : noFastdropVlan_.del(vid);
+  }
+  // The operator has been told that there are too many.
+  bool fastdropLimitReached() const { return fastdropLimitReached_; }
+  void fastdropLimitReachedIs(bool v) { fastdropLimitReached_ = v; }
+  Zet::Ptr<BoundaryFastdrop::Status> const & boundaryFastdropStatus() const {
+    return boundaryFastdropStatus_;
+  }
+
+ private:
+  friend class MrouteTableReview;
+  struct ZetMfibConfig : Zet::Reactor<Routing::Multicast::Fib::Config const, Mira> {
+    using Reactor::Reactor;
+    void onRouting() override { sm()->handleRouting(); }
+    void immediatePass() override { sm()->handleRouting(); }
+  };
+  struct ZetRoutingGenInfo : Zet::Reactor<Routing::RoutingGenInfo const, Mira> {
+    using Reactor::Reactor;
+    void onRouting() override { sm()->handleRouting(); }
+    void immediatePass() override { sm()->handleRouting(); }
+  };
+  struct ZetStatus : Zet::Reactor<Routing::Multicast::Fib::Hardware::Status const, Mira> {
+    using Reactor::Reactor;
+    void onHwRouting() override { sm()->handleRouting(); }
+  };
+  struct ZetClock : Zet::Reactor<Zet::Clock const, Mira> {
+    using Reactor::Reactor;
+    void onTime() override {
+      timeMinIs(Zet::Clock::never);
+      sm()->handleClock();
+    }
+  };
+  struct ZetMfibShoalDir : Zet::Reactor<MfibShoalColl const, Mira> {
+    using Reactor::Reactor;
+    void onShoalPtr(StatusKey const & table) override { sm()->handleMfibShoal(table); }
+    void immediatePass() override { sm()->handleMfibShoal(); }
+  };
+
+  // Parts of doReview()
+  bool mayReview() const;
+  void nextPass();
+  void pauseReview(MrouteTableReview const & slice);
+  void finishReview(MrouteTableReview const & slice);
+
+  // Fixed at construction
+  L3::VrfName const vrf_;
+  MiraRoot * const miraRoot_;
+  Zet::Ptr<MrouteTable> const mrouteTable_;
+  Zet::Ptr<BoundaryFastdrop::Status> const boundaryFastdropStatus_;
+
+  // State
+  Zet::Seconds nextReview_ = 0;
+  Zet::Seconds reviewDelay_ = 0;
+  Zet::Seconds loopQuantum_ = 0.05;
+  U32 review_ = 0;
+  bool reviewDisabled_ = false;
+  bool reviewPending_ = false;
+  bool reviewInProgress_ = false;
+  bool markedForDeletion_ = false;
+  bool optimizeComputePortVlanSet_ = true;
+  bool l3Enabled_ = false;
+  bool nsfMiraEnabled_ = false;
+  bool vxlanIntfDirty_ = false;
+  bool initialized_ = false;
+  U32 ignoredAccepting_ = 0;
+  U64 rpfFailureCount_ = 0;
+  U32 fastdropRpfFailureThreshold_ = 1;
+  U32 fastdropPollingInterval_ = 60;
+  U32 fastdropClockLogDelay_ = 60;
+  bool fastdropLimitReached_ = false;
+  Zet::OrderedSet<Bridging::VlanId> noFastdropVlan_;
+  Routing::Multicast::Fib::IpGenRouteKey currentBookmark_;
+  Routing::Multicast::Fib::IpGenRouteKey startingBookmark_;
+  DirtyMrouteMetadata dirtyMrouteMetadata_;
+  Zet::LinkQueue<U32, ZetDirtyMroute> dirtyMroute_;
+  Zet::Ptr<DirtyInfo> dirtyInfo_;
+  Zet::Ptr<DirtyChangeSet> dirtyChangeSet_;
+  Zet::RbTreeMap<Nettle::IntfId, Bridging::VlanIdOrNone> internalVlanId_;
+  Zet::OrderedSet<Bridging::VlanIdOrNone> mbrVlan_;
+  Zet::HashMap<StatusKey, MfibShoalSm> mfibShoalSm_;
+
+  // Reactors
+  Zet::ReactorPtr<ZetMfibConfig> zetMfibConfig_{this};
+  Zet::ReactorPtr<ZetRoutingGenInfo> zetRoutingGenInfo_{this};
+  Zet::ReactorPtr<ZetStatus> zetStatus_{this};
+  Zet::ReactorPtr<ZetClock> zetClock_{this};
+  Zet::ReactorPtr<ZetMfibShoalDir> zetMfibShoalDir_{this};
+};
+
+}  // namespace Brindle
