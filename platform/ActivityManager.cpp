@@ -10,6 +10,7 @@
 
 #include "platform/Exception.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Skein.h"
 
 namespace Zet {
 
@@ -102,6 +103,7 @@ bool ActivityManager::dispatch(Seconds wait) {
   epoll_event events[16];
   int const count = epoll_wait(epoll_, events, std::size(events), milliseconds(wait));
   if (count < 0 && errno != EINTR) throwErrnoException("epoll_wait", errno);
+  if (count > 0) Skein::timeIs(clock()->shown());
   bool ran = false;
   for (int i = 0; i < count; ++i) {
     if (events[i].data.u64 == kWakeUp) {

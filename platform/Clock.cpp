@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "platform/ActivityManager.h"
+#include "platform/Skein.h"
 
 namespace Zet {
 
@@ -68,12 +69,14 @@ void Clock::remove(NotifieeConst * n) const {
 }
 
 bool Clock::doRunDue() {
-  while (!due_.empty() && due_.front().time <= shown()) {
+  Seconds const now = shown();
+  while (!due_.empty() && due_.front().time <= now) {
     Due due = due_.front();
     if (!due.reactor->queued()) {  // it watches another clock by now, or none
       remove(due.reactor);
       continue;
     }
+    Skein::timeIs(now);
     Ptr<Clock> self(this);
     Ptr<NotifieeConst> n(due.reactor);
     auto failed = [&](char const * what) {
@@ -149,6 +152,11 @@ void SimClock::followIs(bool follow) {
 Seconds System::currentTime() {
   Clock const * clock = ActivityManager::processClock();
   return clock ? clock->now() : monotonicTime();
+}
+
+Seconds System::shownTime() {
+  Clock const * clock = ActivityManager::processClock();
+  return clock ? clock->shown() : monotonicTime();
 }
 
 }  // namespace Zet
