@@ -79,7 +79,17 @@ template <class T> class CompactVector {
       std::rotate(d + at, d + n, d + n + 1);
     }
   }
-  void push_back(T v) { insert(size(), std::move(v)); }
+  void push_back(T v) {
+    if (!block_ || block_->size == block_->capacity) reserve(grown());
+    new (data() + block_->size) T(std::move(v));
+    ++block_->size;
+  }
+  void append(T const * from, U32 n) {
+    if (n == 0) return;
+    if (!block_ || block_->capacity - block_->size < n) reserve(std::max(grown(), size() + n));
+    std::uninitialized_copy_n(from, n, end());
+    block_->size += n;
+  }
   void remove(U32 at) {
     T * d = data();
     std::move(d + at + 1, d + size(), d + at);
