@@ -1,0 +1,86 @@
+#include "model/MrouteTable.h"
+
+#include <bit>
+
+#include "platform/Assert.h"
+
+namespace Brindle {
+
+MrouteTable::MrouteTable(L3::VrfName vrf)
+    : vrf_(vrf),
+      dirtyInfo_(Zet::make<DirtyInfo>()),
+      boundaryDirtyInfo_(Zet::make<DirtyInfo>()) {}
+
+// Routes may outlive their table in other hands.
+MrouteTable::~MrouteTable() {
+  for (auto i = mroute_.begin(); i; i.advance()) i->parentIs(nullptr);
+  for (auto i = boundaryMroute_.begin(); i; i.advance()) i->parentIs(nullptr);
+}
+
+void MrouteTable::mrouteDel(Key const & key) {
+  Zet::Ptr<Mroute> m = mroute_.find(key);
+  if (!m) return;
+  Zet::Ptr<MrouteTable> self(this);
+  m->parentIs(nullptr);
+  erase<&NotifieeConst::onMroute>(mroute_, m->key());
+  fastdropCountInc(-static_cast<int>(m->fastdropCount()));
+}
+
+void MrouteTable::mrouteDelAll() {
+  Zet::Ptr<MrouteTable> self(this);
+  for (auto i = mroute_.begin(); i; i.advance()) mrouteDel(i.key());
+}
+
+void MrouteTable::boundaryMrouteDel(Key const & key) {
+  Zet::Ptr<BoundaryMroute> m = boundaryMroute_.find(key);
+  if (!m) return;
+  Zet::Ptr<MrouteTable> self(this);
+  m->parentIs(nullptr);
+  erase<&NotifieeConst::onBoundaryMroute>(boundaryMroute_, m->key());
+  boundaryFastdropCountInc(-static_cast<int>(m->fastdropCount()));
+}
+
+void MrouteTable::boundaryMrouteDelAll() {
+  Zet::Ptr<MrouteTable> self(this);
+  for (auto i = boundaryMroute_.begin(); i; i.advance()) boundaryMrouteDel(i.key());
+}
+
+void MrouteTable::doUpdateVrfVlanFilter(U32 filter, U32 changed) {
+  Zet::Ptr<MrouteTable> self(this);
+  U32 present = vlanFilter_;
+  for (U32 rest = changed; rest; rest &= rest - 1) {
+    U8 const bit = static_cast<U8>(std::countr_zero(rest));
+    U32 const mask = 1u << bit;
+    U32 & counter = vlanFilterCounter_[bit];
+    if (filter & mask) {
+      ++counter;
+      present |= mask;
+    } else {
+      ZET_ASSERT(counter != 0, "counter != 0");
+      if (--counter == 0) present &= ~mask;
+    }
+    notify<&NotifieeConst::onVlanFilterCounter>(bit);
+  }
+  assign(vlanFilter_, present, &NotifieeConst::onVlanFilter);
+}
+
+// A route that has left its table has no parent.
+void Mroute::handleFastdropCount(int change) {
+  if (auto * table = static_cast<MrouteTable *>(parent())) table->fastdropCountInc(change);
+}
+
+void BoundaryMroute::handleFastdropCount(int change) {
+  if (auto * table = static_cast<MrouteTable *>(parent())) table->boundaryFastdropCountInc(change);
+}
+
+void Mroute::oifIndexIntfIdCacheDelAll(U32 expected) {
+  auto & items = oifIndexIntfIdCache_.itemsForBuild();
+  items.clear();
+  if (expected) {
+    items.reserve(expected);
+  } else {
+    items.shrink();
+  }
+}
+
+}  // namespace Brindle
