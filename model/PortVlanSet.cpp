@@ -98,10 +98,32 @@ void PortVlanSet::portVlanDelAll() {
   hashSaved_ = false;
 }
 
+U32 PortVlanSet::vlanDel(Bridging::VlanIdOrNone vid) {
+  OutLif const outLif(vid);
+  if (!settled_) {
+    return portVlanDelIf([outLif](PortVlan const & pv) { return pv.outLif == outLif; });
+  }
+  // The members of a VLAN stand side by side.
+  auto & items = portVlan_.itemsForBuild();
+  PortVlan * first =
+      std::lower_bound(items.begin(), items.end(), outLif,
+                       [](PortVlan const & pv, OutLif const & lif) { return pv.outLif < lif; });
+  PortVlan * last = first;
+  while (last != items.end() && last->outLif == outLif) memberSum_ -= (last++)->hash();
+  if (first == last) return 0;
+  U32 const count = static_cast<U32>(last - first);
+  std::memmove(first, last, static_cast<std::size_t>(items.end() - last) * sizeof(PortVlan));
+  items.truncate(items.size() - count);
+  hashSaved_ = false;
+  return count;
+}
+
 void PortVlanSet::append(PortVlan const & pv) {
-  portVlan_.itemsForBuild().push_back(pv);
+  auto & items = portVlan_.itemsForBuild();
+  settled_ = settled_ && (items.empty() || items[items.size() - 1] < pv);
+  items.push_back(pv);
   memberSum_ += pv.hash();
-  settled_ = hashSaved_ = false;
+  hashSaved_ = false;
 }
 
 void PortVlanSet::append(PortVlan const * run, U32 count) {

@@ -54,8 +54,11 @@ class BRINDLE_API PortVlanSet {
   // their number.
   template <class F> U32 portVlanDelIf(F remove);
 
+  // Removes the members of a VLAN, settled or not. Returns their number.
+  U32 vlanDel(Bridging::VlanIdOrNone);
+
   // Adds members behind the others, for whoever adds many: order and duplicates are settled at the
-  // end, in one merge of the ascending runs that were added.
+  // end, in one merge of the ascending runs that were added, if there is more than one.
   void append(PortVlan const &);
   void append(PortVlan const * run, U32 count);
   void settle() {

@@ -79,7 +79,14 @@ TEST(PortVlanSet, HoldsWhatAModelHoldsHoweverItIsBuiltAndPatched) {
     if (round % 2) {
       EXPECT_EQ(set.portVlanDelIf(ofSomeVlans) > 0, std::erase_if(model, ofSomeVlans) > 0);
     }
+    auto const delVlan = [&](PortVlanSet & s) {
+      Brindle::OutLif const vlan(Bridging::VlanIdOrNone(random.below(vlans)));
+      EXPECT_EQ(s.vlanDel(vlan.vlanId()) > 0,
+                std::erase_if(model, [&](auto & m) { return m.outLif == vlan; }) > 0);
+    };
+    delVlan(set);
     expectHolds(set, model);
+    delVlan(set);
 
     PortVlanSet patched = set;
     for (int n = 0; n < 30; ++n) {
