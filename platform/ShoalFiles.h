@@ -35,15 +35,15 @@ BRINDLE_API std::string shoalMapPath(std::string_view tablePath, std::string_vie
 std::string withErrno(std::string text);
 
 // An open file descriptor, closed with its holder; -1 holds none.
-class FileDescriptor {
+class OpenFile {
  public:
-  explicit FileDescriptor(int fd = -1) : fd_(fd) {}
-  FileDescriptor(FileDescriptor && other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  FileDescriptor & operator=(FileDescriptor && other) noexcept {
+  explicit OpenFile(int fd = -1) : fd_(fd) {}
+  OpenFile(OpenFile && other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  OpenFile & operator=(OpenFile && other) noexcept {
     std::swap(fd_, other.fd_);
     return *this;
   }
-  BRINDLE_API ~FileDescriptor();
+  BRINDLE_API ~OpenFile();
 
   int fd() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }

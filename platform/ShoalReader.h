@@ -23,8 +23,9 @@ enum class ShoalFollow { changes, values };
 //
 // A table of which any file is not what it should be, or is cut short while it is mapped, is
 // refused as a whole: refusal() says why, all reads miss, and no further change is handed over.
-// The owner then takes it that every key it had from this table has gone. The refusal ends in the
-// refresh() that finds another file, or none, in the place of the bad one.
+// The owner then takes it that every key it had from this table has gone. The refusal ends in a
+// refresh() that finds another file, or none, in the place of the bad one; not before the owner has
+// had a turn in which it could see the refusal.
 class BRINDLE_API ShoalReaderDir {
  public:
   // Throws ShoalError for a bad name only. `type` is what the table must hold.
@@ -34,10 +35,12 @@ class BRINDLE_API ShoalReaderDir {
   ShoalReaderDir(ShoalReaderDir const &) = delete;
   ShoalReaderDir & operator=(ShoalReaderDir const &) = delete;
 
-  // Whether a turn is worth while: files have come or gone, or a map has changes to hand over.
-  // Holds after a turn that was cut short: the descriptor does not become readable again for that.
+  // Whether a turn is worth while: files have come or gone, the table has been refused, or a map
+  // has changes to hand over. Holds after a turn that left some of them: the descriptor does not
+  // become readable again for those.
   bool due() const;
-  // To be called at the start of each turn: looks after files that have come or gone.
+  // To be called at the start of each turn, before a look at refusal(): looks after files that have
+  // come or gone.
   void refresh();
   // Whether a map of the table stands and can be read.
   bool present() const;
@@ -50,8 +53,8 @@ class BRINDLE_API ShoalReaderDir {
  private:
   friend class ShoalReader;
   friend class ShoalWatch;
-  void refuse(std::string const & path, std::shared_ptr<ShoalSegment> culprit,
-              std::string const & reason);
+  void refuse(std::string const & path, std::string const & reason,
+              std::shared_ptr<ShoalSegment> culprit);
 
   ShoalWatch & watch_;
   std::string const path_;
@@ -59,6 +62,7 @@ class BRINDLE_API ShoalReaderDir {
   std::vector<ShoalReader *> maps_;
   bool filesMoved_ = true;
   std::string refusal_;
+  bool refusalUnseen_ = false;
   std::string culpritPath_;
   std::shared_ptr<ShoalSegment> culprit_;
 };
@@ -87,7 +91,7 @@ class BRINDLE_API ShoalReader {
   // The next present member behind the cursor, in the map's own order (of first use).
   bool next(ShoalCursor & cursor, void * key, void * record);
   U32 size();
-  // How often all keys had to be handed over because announcements were lost.
+  // How often it has begun to hand over all keys: at first, and when announcements were lost.
   U32 walks() const { return walks_; }
 
  private:
@@ -95,10 +99,13 @@ class BRINDLE_API ShoalReader {
   void open();
   void close();
   ShoalSegment const * current();
-  bool sound(std::shared_ptr<ShoalSegment> const & segment);
+  // Refuses the table if the segment is not sound.
+  bool sound(std::shared_ptr<ShoalSegment> segment);
   bool walkOn(void * key);
-  bool follow();
+  bool changeOn(void * key);
   void startWalk();
+  bool goesOn() const;
+  void moveOn();
 
   ShoalReaderDir & dir_;
   std::string const path_;
@@ -106,12 +113,15 @@ class BRINDLE_API ShoalReader {
   ShoalFollow const follow_;
   // The newest file, from which values are read.
   std::shared_ptr<ShoalSegment> live_;
-  // The file whose changes are being handed over: an older one until all that must be is told.
+  U64 opened_ = 0;  // how often live_ has become another one
+  // The file whose keys are being handed over: an older one until all that must be is told.
   std::shared_ptr<ShoalSegment> told_;
-  U64 position_ = 0;                 // in told_: the next change to hand over
-  U64 epoch_ = 0;                    // of told_, when position_ was set
-  U32 walk_ = ShoalSegment::noSlot;  // in told_: the next slot of a walk over all of it
-  bool walkedOut_ = false;           // told_ is an older file whose keys have all been told
+  bool walkedOut_ = false;           // told_ is an older file, walked because changes were lost
+  U32 walk_ = ShoalSegment::noSlot;  // the next slot of a walk over all of told_
+  // From where changes are handed over: a number, good for one epoch, and opened_ of that time.
+  U64 position_ = 0;
+  U64 epoch_ = 0;
+  U64 followed_ = 0;
   U32 walks_ = 0;
 };
 

@@ -116,13 +116,16 @@ class ShoalSegment {
   using Word = std::atomic<U64>;
   static_assert(Word::is_always_lock_free && sizeof(Word) == sizeof(U64));
 
-  struct Header {
+  struct Fixed {
     U64 magic;
     U32 version;
     U32 keySize;
     U32 recordSize;
     U32 slotCount;
     char type[64];
+  };
+  struct Header {
+    Fixed fixed;
     alignas(64) Word retired;
     Word epoch;
     alignas(64) Word changes;
@@ -133,12 +136,19 @@ class ShoalSegment {
   static constexpr U64 liveBit = 2;
   static constexpr U64 step = 4;
 
-  ShoalSegment(ShoalShape const & shape);
-  void map(FileDescriptor file, ShoalMapping::Access access, std::size_t size);
-  std::string check(FileDescriptor & file, ShoalShape const & shape, std::size_t & size);
+  static constexpr U64 magic = 0x6c616f6873746579;
+  static constexpr U32 version = 1;
+
+  explicit ShoalSegment(ShoalShape const & shape);
+  // Takes the file in, or returns why not.
+  std::string check(OpenFile const & file, ShoalShape const & shape);
+  std::string checkHeader(Fixed const & fixed, ShoalShape const & shape) const;
+  std::string map(OpenFile const & file, ShoalMapping::Access access);
+  std::string format(OpenFile const & file, ShoalShape const & shape) const;
   void slotCountIs(U32 slotCount);
+  void sizeInc(U64 n);
   std::size_t fileSize() const;
-  bool holdsKey(U32 slot, void const * key) const;
+  U64 hash(void const * key) const;
   void faultIs(std::string text) const;
 
   Word * words(std::size_t at) const { return reinterpret_cast<Word *>(mapping_.data() + at); }
@@ -161,7 +171,7 @@ class ShoalSegment {
   std::size_t slotsAt_ = 0;
   U64 device_ = 0;
   U64 inode_ = 0;
-  FileDescriptor unmapped_;  // keeps the inode of a refused file from being given away anew
+  OpenFile unmapped_;  // keeps the inode of a refused file from being given away anew
   ShoalMapping mapping_;
 
   mutable std::string fault_;

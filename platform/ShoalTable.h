@@ -20,8 +20,8 @@
 //   watch.collect();                                                   // when readable
 //   if (dir.due()) {                                                   // one turn of this table
 //     dir.refresh();
-//     for (U32 n = 0; n < 256 && routes.nextChange(key); ++n) ...      // routes.read(key, route)
 //     if (!dir.refusal().empty()) ...                                  // its keys have all gone
+//     for (U32 n = 0; n < 256 && routes.nextChange(key); ++n) ...      // routes.read(key, route)
 //   }
 //
 // The first turn follows at once on the making of the reader. What one turn does not hand over

@@ -35,10 +35,12 @@ class BRINDLE_API ShoalWatch {
   // Watches the table's directory or, while it is missing, its nearest ancestor. Returns the
   // reason if that fails.
   std::string add(ShoalReaderDir & dir, std::string const & path);
-  void remove(ShoalReaderDir & dir);
-  void handleEvent(int watch, U32 mask, char const * name);
+  // Forgets the table; `kept` is a watch that stays.
+  void remove(ShoalReaderDir & dir, int kept = -1);
+  void release(int watch);
+  void handleEvent(int watch, U32 mask);
 
-  FileDescriptor inotify_;
+  OpenFile inotify_;
   std::vector<Entry> entries_;
 };
 

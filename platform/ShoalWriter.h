@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/Export.h"
 #include "platform/ShoalFiles.h"
@@ -41,11 +42,12 @@ class BRINDLE_API ShoalWriterDir {
  private:
   friend class ShoalWriter;
   void lock();
+  bool ring();
 
   std::string const path_;
   std::string const type_;
-  FileDescriptor lock_;
-  FileDescriptor bell_;
+  OpenFile lock_;
+  OpenFile bell_;
   bool changed_ = false;
 };
 
@@ -76,8 +78,11 @@ class BRINDLE_API ShoalWriter {
  private:
   void takeOver();
   void startAnew(U32 slots);
-  void publish(std::shared_ptr<ShoalSegment> segment);
   void succeed();
+  U64 keepUntold(std::vector<U32> & places) const;
+  U32 roomFor(U32 kept) const;
+  void copyMembers(ShoalSegment & to, std::vector<U32> const & places) const;
+  void publish(std::shared_ptr<ShoalSegment> segment, U32 used);
   void changed(U32 slot);
   void throwUnlessSound() const;
 
