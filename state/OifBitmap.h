@@ -51,6 +51,10 @@ class BRINDLE_API OifBitmap {
   U64 const * words() const { return isInline() ? inline_ : heap_; }
   // Takes the members from `count` words. Allocates only if they do not fit the present size.
   void assignWords(U64 const * words, U32 count) {
+    if (count == inlineWords && isInline()) {
+      std::copy_n(words, inlineWords, inline_);
+      return;
+    }
     if (count > wordCount_) grow(count);
     U64 * to = mutableWords();
     std::copy_n(words, count, to);

@@ -65,7 +65,11 @@ class BRINDLE_API Status : public Zet::Entity {
   // The place of a key that is present.
   virtual Place routePlace(RouteKey const &) const = 0;
 
+  void routeNotify(RouteKey const & key) const { notify<&NotifieeConst::onRoute>(key); }
+  void routesLostNotify() const { notify(&NotifieeConst::onRoutesLost); }
+
   void keepOifIndexIntf(OifIndex, OifIndexIntf const &);
+  void oifIndexIntfDelAll() { oifIndexIntf_.clear(); }
 
  private:
   U32 const number_;

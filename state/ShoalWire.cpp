@@ -1,0 +1,126 @@
+#include "state/ShoalWire.h"
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+namespace Shoal::Multicast::Fib {
+
+namespace {
+
+using Nettle::IntfId;
+
+static_assert(sizeof(RouteKey) + sizeof(U32) == sizeof(WireRouteKey));
+static_assert(std::is_trivially_copyable_v<RouteKey>);
+
+// Whether a prefix of the family has it in this form: nothing set behind its length.
+bool canonical(WireRouteKey::Prefix const & prefix, Nettle::AddressFamily family) {
+  U64 words[2];
+  std::memcpy(words, prefix.address.data(), sizeof words);
+  if (family == Nettle::ipv4()) {
+    U64 const address = __builtin_bswap32(static_cast<U32>(words[0]));
+    return prefix.length <= 32 && !(words[0] >> 32 | words[1]) &&
+           !static_cast<U32>(address << prefix.length);
+  }
+  if (prefix.length > 128) return false;
+  U32 const length = prefix.length;
+  U64 const high = __builtin_bswap64(words[0]), low = __builtin_bswap64(words[1]);
+  if (length >= 64) return length == 128 || !(low << (length - 64));
+  return !low && !(high << length);
+}
+
+}  // namespace
+
+void WireIntfs::intfIs(WireIntf number, IntfId intf) {
+  while (intfs_.size() <= number) intfs_.push_back({});
+  while (numbers_.size() <= intf.index()) numbers_.push_back(0);
+  if (IntfId const before = intfs_[number]) numbers_[before.index()] = 0;
+  intfs_[number] = intf;
+  if (intf) numbers_[intf.index()] = number;
+}
+
+bool fromWire(WireName const & wire, IntfId & intf) {
+  auto const end = std::find(wire.text.begin(), wire.text.end(), 0);
+  std::string_view const name(wire.text.data(), static_cast<std::size_t>(end - wire.text.begin()));
+  bool const good =
+      !name.empty() && end != wire.text.end() &&
+      std::all_of(end, wire.text.end(), [](char c) { return c == 0; }) &&
+      std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < 127; });
+  if (good) intf = IntfId(name);
+  return good;
+}
+
+bool fromWire(WireRouteKey const & wire, RouteKey & key) {
+  auto const family = static_cast<Nettle::AddressFamily>(wire.source.family);
+  bool const known = family == Nettle::ipv4() || family == Nettle::ipv6();
+  if (!known || wire.group.family != wire.source.family || wire.zero ||
+      !canonical(wire.source, family) || !canonical(wire.group, family)) {
+    return false;
+  }
+  std::memcpy(static_cast<void *>(&key), &wire, sizeof key);
+  return key.kind() == Routing::Multicast::Fib::mroute_;
+}
+
+bool fromWire(WireOif const & wire, WireIntfs const & intfs, OifIndexIntf & oif) {
+  constexpr U32 known = 2 * oifFrr - 1;
+  oif.properties = static_cast<U8>(wire.properties);
+  return !(wire.properties & ~known) && intfs.find(wire.intf, oif.intf);
+}
+
+bool fromWire(WireRoute const & wire, U32 oifWords, WireIntfs const & intfs, Route & route) {
+  IntfId iif, iifFrr, notify, staticFastdropIntf;
+  if (wire.notifyProgrammable > 1 || !intfs.find(wire.iif, iif) ||
+      !intfs.find(wire.iifFrr, iifFrr) || !intfs.find(wire.notify, notify) ||
+      !intfs.find(wire.staticFastdropIntf, staticFastdropIntf)) {
+    return false;
+  }
+  route.iifIs(iif);
+  route.iifFrrIs(iifFrr);
+  route.notifyIs(notify);
+  route.staticFastdropIntfIs(staticFastdropIntf);
+  route.flagsIs(wire.flags);
+  route.rpaIdIs(wire.rpaId);
+  route.priorityIs(RoutePriority(wire.priority));
+  route.notifyProgrammableIs(wire.notifyProgrammable);
+  route.oifsIs(wire.oifs.data(), oifWords);
+  return true;
+}
+
+bool toWire(IntfId intf, WireName & wire) {
+  auto const name = intf.view();
+  if (name.empty() || name.size() > WireName::maxLength) return false;
+  wire = {};
+  std::copy(name.begin(), name.end(), wire.text.begin());
+  return true;
+}
+
+bool toWire(RouteKey const & key, WireRouteKey & wire) {
+  std::memcpy(&wire, static_cast<void const *>(&key), sizeof key);
+  wire.zero = 0;
+  return wire.source.family == wire.group.family && key.kind() == Routing::Multicast::Fib::mroute_;
+}
+
+WireOif toWire(OifIndexIntf const & oif, WireIntfs const & intfs) {
+  return {intfs.number(oif.intf), oif.properties};
+}
+
+U32 toWire(Route const & route, WireIntfs const & intfs, WireRoute & wire) {
+  wire.iif = intfs.number(route.iif());
+  wire.iifFrr = intfs.number(route.iifFrr());
+  wire.notify = intfs.number(route.notify());
+  wire.staticFastdropIntf = intfs.number(route.staticFastdropIntf());
+  wire.flags = route.flags();
+  wire.rpaId = route.rpaId();
+  wire.priority = route.priority().value;
+  wire.notifyProgrammable = route.notifyProgrammable();
+  U32 const bound = route.oifs().bound();
+  U32 map = 0;
+  while (64 * wireRouteMaps[map].words < bound) ++map;
+  U32 const words = wireRouteMaps[map].words;
+  U32 const present = std::min(words, route.oifs().wordCount());
+  std::copy_n(route.oifs().words(), present, wire.oifs.begin());
+  std::fill(wire.oifs.begin() + present, wire.oifs.begin() + words, 0);
+  return map;
+}
+
+}  // namespace Shoal::Multicast::Fib

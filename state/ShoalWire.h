@@ -1,0 +1,113 @@
+// Routes as they cross shared memory between processes: plain data, without numbers that mean
+// something to one process only. What comes in was written by others and is checked here.
+//
+// A table "<protocol>.<VRF>" holds the maps
+//   intfs   interfaces by number, from 1, which the writer deals once for good; 0 is no interface
+//   oifs    outputs by OifIndex
+//   routes, routes.4096, routes.65536
+//           routes, by the size of their bitmaps. A route stands in the smallest that has room for
+//           it, so that wide ones cost the others nothing.
+// Nothing is written before what it refers to.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "platform/RbTreeMap.h"
+#include "state/ShoalRoute.h"
+
+namespace Shoal::Multicast::Fib {
+
+// What the tables hold; changes with the layout of anything below.
+constexpr char const * wireTableType = "Shoal::Multicast::Fib::Status/1";
+constexpr char const * wireIntfMap = "intfs";
+constexpr char const * wireOifMap = "oifs";
+struct WireRouteMap {
+  char const * name;
+  U32 words;  // of the bitmap
+};
+constexpr std::array wireRouteMaps = {WireRouteMap{"routes", OifBitmap::inlineWords},
+                                      WireRouteMap{"routes.4096", 64},
+                                      WireRouteMap{"routes.65536", OifBitmap::maxWords}};
+
+// Number of an interface in its table.
+using WireIntf = U16;
+
+// An interface's name, at most 31 bytes, filled up with NULs.
+struct WireName {
+  static constexpr std::size_t maxLength = 31;
+  std::array<char, maxLength + 1> text;
+};
+
+struct WireOif {
+  WireIntf intf;
+  U16 properties;
+};
+
+// A RouteKey as it stands in memory, with what fills it up to whole words.
+struct WireRouteKey {
+  struct Prefix {
+    std::array<U8, 16> address;
+    U8 family;  // of Nettle::AddressFamily
+    U8 length;
+  };
+  Prefix source;
+  Prefix group;
+  U32 zero;
+};
+
+// The maps hold its front, as far as their bitmap goes.
+struct WireRoute {
+  WireIntf iif;
+  WireIntf iifFrr;
+  WireIntf notify;
+  WireIntf staticFastdropIntf;
+  U32 flags;
+  RpaIndex rpaId;
+  U8 priority;
+  U8 notifyProgrammable;
+  std::array<U64, OifBitmap::maxWords> oifs;
+
+  static constexpr U32 size(U32 oifWords) {
+    return static_cast<U32>(offsetof(WireRoute, oifs) + oifWords * sizeof(U64));
+  }
+};
+
+// The interfaces of one table, by number and by IntfId.
+class BRINDLE_API WireIntfs {
+ public:
+  // False if the number is not known.
+  bool find(WireIntf number, Nettle::IntfId & intf) const {
+    intf = number < intfs_.size() ? intfs_[number] : Nettle::IntfId();
+    return intf || !number;
+  }
+  // 0 if the interface has no number.
+  WireIntf number(Nettle::IntfId intf) const {
+    return intf.index() < numbers_.size() ? numbers_[intf.index()] : WireIntf{0};
+  }
+  // One more than the greatest number; 1 at least.
+  U32 bound() const { return std::max(intfs_.size(), 1u); }
+  void intfIs(WireIntf number, Nettle::IntfId);
+  void clear() { *this = WireIntfs(); }
+
+ private:
+  Zet::CompactVector<Nettle::IntfId> intfs_;
+  Zet::CompactVector<WireIntf> numbers_;  // by IntfId::index()
+};
+
+// Reading: false, with the result as it was or in part, if the record is malformed.
+BRINDLE_API bool fromWire(WireName const &, Nettle::IntfId &);
+BRINDLE_API bool fromWire(WireRouteKey const &, RouteKey &);
+BRINDLE_API bool fromWire(WireOif const &, WireIntfs const &, OifIndexIntf &);
+// `route` has its key already.
+BRINDLE_API bool fromWire(WireRoute const &, U32 oifWords, WireIntfs const &, Route & route);
+
+// Writing, where all interfaces have their numbers. False for a name that is empty or too long, and
+// for a key that is no multicast route's.
+BRINDLE_API bool toWire(Nettle::IntfId, WireName &);
+BRINDLE_API bool toWire(RouteKey const &, WireRouteKey &);
+BRINDLE_API WireOif toWire(OifIndexIntf const &, WireIntfs const &);
+// Returns the index of the map that the route belongs to; of the bitmap only its part is written.
+BRINDLE_API U32 toWire(Route const &, WireIntfs const &, WireRoute &);
+
+}  // namespace Shoal::Multicast::Fib
