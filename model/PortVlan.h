@@ -1,7 +1,6 @@
 // One output of a route.
 #pragma once
 
-#include <compare>
 #include <type_traits>
 
 #include "platform/IntfId.h"
@@ -53,14 +52,13 @@ struct PortVlan {
   Bridging::VlanIdOrNone vlanId() const { return outLif.vlanId(); }
 
   U32 hash() const {
-    return Zet::hashFold((U64{port.hash()} << 32 | outLif.value()) +
-                         portProperty * 0x9e3779b97f4a7c15u);
+    return Zet::hashFold((U64{port.hash()} << 32 | outLif.value()) ^ U64{portProperty} << 20);
   }
   bool operator==(PortVlan const &) const = default;
-  std::strong_ordering operator<=>(PortVlan const & o) const {
-    if (outLif != o.outLif) return outLif <=> o.outLif;
-    if (port != o.port) return port <=> o.port;
-    return portProperty <=> o.portProperty;
+  bool operator<(PortVlan const & o) const {
+    if (outLif != o.outLif) return outLif < o.outLif;
+    if (port != o.port) return port < o.port;
+    return portProperty < o.portProperty;
   }
 
   static constexpr char const * zetType = "Brindle::PortVlan";

@@ -25,9 +25,9 @@ bool same(PortVlanSet::PortVlans const & a, PortVlanSet::PortVlans const & b) {
                                                            a.size() * sizeof(PortVlan)) == 0);
 }
 
-template <class Set> std::strong_ordering order(Set const & a, Set const & b) {
-  return std::lexicographical_compare_three_way(a.items().begin(), a.items().end(),
-                                                b.items().begin(), b.items().end());
+template <class Set> bool less(Set const & a, Set const & b) {
+  return std::lexicographical_compare(a.items().begin(), a.items().end(), b.items().begin(),
+                                      b.items().end());
 }
 
 PortVlan * copy(PortVlan const * from, PortVlan const * end, PortVlan * to) {
@@ -41,12 +41,11 @@ PortVlan * merge(PortVlan const * a, PortVlan const * endA, PortVlan const * b,
   if (endA[-1] < *b) return copy(b, endB, copy(a, endA, to));
   if (endB[-1] < *a) return copy(a, endA, copy(b, endB, to));
   while (a != endA && b != endB) {
-    auto const order = *a <=> *b;
-    if (order == 0) {
+    if (*a == *b) {
       dropped += b->hash();
       ++b;
     } else {
-      *to++ = order < 0 ? *a++ : *b++;
+      *to++ = *a < *b ? *a++ : *b++;
     }
   }
   return copy(b, endB, copy(a, endA, to));
@@ -58,6 +57,7 @@ void PortVlanSet::swap(PortVlanSet & o) noexcept {
   std::swap(portVlan_, o.portVlan_);
   std::swap(natVlan_, o.natVlan_);
   std::swap(portVlanFrr_, o.portVlanFrr_);
+  std::swap(settledSize_, o.settledSize_);
   std::swap(memberSum_, o.memberSum_);
   std::swap(hash_, o.hash_);
   std::swap(flags_, o.flags_);
@@ -67,19 +67,25 @@ void PortVlanSet::swap(PortVlanSet & o) noexcept {
   std::swap(toCpu_, o.toCpu_);
   std::swap(fastdropSet_, o.fastdropSet_);
   std::swap(allowSharing_, o.allowSharing_);
-  std::swap(settled_, o.settled_);
   std::swap(hashSaved_, o.hashSaved_);
 }
 
 void PortVlanSet::clear() {
-  static PortVlanSet const empty;
-  *this = empty;
+  portVlanDelAll();
+  natVlan_.itemsForBuild().clear();
+  portVlanFrr_.itemsForBuild().clear();
+  flags_ = featureFlag_ = 0;
+  vlan_ = 0;
+  keyKind_ = Routing::Multicast::Fib::unknown_;
+  toCpu_ = fastdropSet_ = allowSharing_ = false;
 }
 
 bool PortVlanSet::portVlan(PortVlan const & pv) const {
-  if (settled_) return portVlan_.contains(pv);
-  auto const & all = portVlan_.items();
-  return std::find(all.begin(), all.end(), pv) != all.end();
+  if (settled()) return portVlan_.contains(pv);
+  auto const & items = portVlan_.items();
+  PortVlan * const tail = items.begin() + settledSize_;
+  return std::binary_search(items.begin(), tail, pv) ||
+         std::find(tail, items.end(), pv) != items.end();
 }
 
 bool PortVlanSet::portVlanIs(PortVlan const & member, bool present) {
@@ -87,23 +93,20 @@ bool PortVlanSet::portVlanIs(PortVlan const & member, bool present) {
   PortVlan const pv = member;  // it may stand in the set
   if (!(present ? portVlan_.insert(pv) : portVlan_.del(pv))) return false;
   memberSum_ += present ? pv.hash() : -pv.hash();
+  settledSize_ = portVlan_.size();
   hashSaved_ = false;
   return true;
 }
 
 void PortVlanSet::portVlanDelAll() {
   portVlan_.itemsForBuild().clear();
-  memberSum_ = 0;
-  settled_ = true;
+  settledSize_ = memberSum_ = 0;
   hashSaved_ = false;
 }
 
 U32 PortVlanSet::vlanDel(Bridging::VlanIdOrNone vid) {
+  settle();
   OutLif const outLif(vid);
-  if (!settled_) {
-    return portVlanDelIf([outLif](PortVlan const & pv) { return pv.outLif == outLif; });
-  }
-  // The members of a VLAN stand side by side.
   auto & items = portVlan_.itemsForBuild();
   PortVlan * first =
       std::lower_bound(items.begin(), items.end(), outLif,
@@ -112,40 +115,42 @@ U32 PortVlanSet::vlanDel(Bridging::VlanIdOrNone vid) {
   while (last != items.end() && last->outLif == outLif) memberSum_ -= (last++)->hash();
   if (first == last) return 0;
   U32 const count = static_cast<U32>(last - first);
-  std::memmove(first, last, static_cast<std::size_t>(items.end() - last) * sizeof(PortVlan));
+  std::memmove(first, last, static_cast<std::size_t>(items.end() - last) * sizeof *last);
   items.truncate(items.size() - count);
+  settledSize_ = items.size();
   hashSaved_ = false;
   return count;
 }
 
-void PortVlanSet::append(PortVlan const & pv) {
+// The members that are settled are the first of the ascending runs, or the start of it.
+void PortVlanSet::settleTail() {
   auto & items = portVlan_.itemsForBuild();
-  settled_ = settled_ && (items.empty() || items[items.size() - 1] < pv);
-  items.push_back(pv);
-  memberSum_ += pv.hash();
-  hashSaved_ = false;
-}
-
-void PortVlanSet::append(PortVlan const * run, U32 count) {
-  portVlan_.itemsForBuild().append(run, count);
-  for (U32 i = 0; i < count; ++i) memberSum_ += run[i].hash();
-  settled_ = hashSaved_ = false;
-}
-
-void PortVlanSet::mergeRuns() {
-  settled_ = true;
-  auto & items = portVlan_.itemsForBuild();
-  U32 starts[kMaxRuns + 1] = {};
-  U32 runs = 1;
-  for (U32 i = 1; i < items.size(); ++i) {
-    if (items[i - 1] < items[i]) continue;
-    if (runs == kMaxRuns) return sortAll();
-    starts[runs++] = i;
+  PortVlan const * const end = items.end();
+  PortVlan const * pv = items.begin() + settledSize_;
+  U32 starts[kMaxRuns + 1];
+  U32 runs = 0;
+  starts[runs++] = 0;
+  U32 sum = memberSum_;
+  if (settledSize_ == 0) sum += (pv++)->hash();
+  for (; pv != end; ++pv) {
+    sum += pv->hash();
+    if (pv[-1] < *pv) continue;
+    if (runs < kMaxRuns) starts[runs] = static_cast<U32>(pv - items.begin());
+    ++runs;
   }
-  if (runs == 1) return;
-  starts[runs] = items.size();
+  memberSum_ = sum;
+  if (runs > kMaxRuns) {
+    sortAll();
+  } else if (runs > 1) {
+    starts[runs] = items.size();
+    mergeRuns(starts, runs);
+  }
+  settledSize_ = items.size();
+}
 
+void PortVlanSet::mergeRuns(U32 * starts, U32 runs) {
   // The second half of the block is the other side of the merge.
+  auto & items = portVlan_.itemsForBuild();
   items.reserve(2 * items.size());
   PortVlan * from = items.begin();
   PortVlan * to = items.end();
@@ -169,16 +174,19 @@ void PortVlanSet::mergeRuns() {
 void PortVlanSet::sortAll() {
   auto & items = portVlan_.itemsForBuild();
   std::sort(items.begin(), items.end());
-  PortVlan const * last = nullptr;
-  portVlanDelIf([&last](PortVlan const & pv) {
-    bool const again = last && *last == pv;
-    last = &pv;
-    return again;
-  });
+  U32 kept = 0;
+  for (PortVlan const & pv : items) {
+    if (kept && items[kept - 1] == pv) {
+      memberSum_ -= pv.hash();
+    } else {
+      items[kept++] = pv;
+    }
+  }
+  items.truncate(kept);
 }
 
 U32 PortVlanSet::computedHash() const {
-  ZET_ASSERT(settled_, "settled");
+  ZET_ASSERT(settled(), "settled()");
   U32 h = Zet::hashMix(memberSum_, portVlan_.size());
   h = Zet::hashMix(h, U32{vlan_} << 6 | U32{keyKind_} << 3 | U32{toCpu_} << 2 |
                           U32{fastdropSet_} << 1 | U32{allowSharing_});
@@ -212,18 +220,18 @@ bool PortVlanSet::operator==(PortVlanSet const & o) const {
          same(natVlan_, o.natVlan_) && same(portVlanFrr_, o.portVlanFrr_);
 }
 
-std::strong_ordering PortVlanSet::operator<=>(PortVlanSet const & o) const {
-  if (auto const c = plain() <=> o.plain(); c != 0) return c;
-  if (auto const c = order(portVlan(), o.portVlan()); c != 0) return c;
-  if (auto const c = order(natVlan_, o.natVlan_); c != 0) return c;
-  return order(portVlanFrr_, o.portVlanFrr_);
+bool PortVlanSet::operator<(PortVlanSet const & o) const {
+  if (plain() != o.plain()) return plain() < o.plain();
+  if (!same(portVlan(), o.portVlan())) return less(portVlan(), o.portVlan());
+  if (!same(natVlan_, o.natVlan_)) return less(natVlan_, o.natVlan_);
+  return less(portVlanFrr_, o.portVlanFrr_);
 }
 
 void strepToValue(Zet::StrepReader & reader, PortVlanSet & set) {
   set.clear();
   auto const & fields = Zet::fieldTable<PortVlanSet>;
   Zet::strepToFields(reader, PortVlanSet::zetType, fields.data(), fields.size(), &set);
-  set.memberSum_ = sumOf(set.portVlan_);
+  set.settle();
 }
 
 namespace {

@@ -6,7 +6,6 @@
 // one addition to the hash.
 #pragma once
 
-#include <compare>
 #include <string>
 #include <tuple>
 
@@ -40,29 +39,34 @@ class BRINDLE_API PortVlanSet {
 
   // The members. REQUIRES: settled.
   PortVlans const & portVlan() const {
-    ZET_ASSERT(settled_, "settled");
+    ZET_ASSERT(settled(), "settled()");
     return portVlan_;
   }
-  // Whether the set holds the member, settled or not; unsettled it walks all members.
+  // Whether the set holds the member, settled or not; it walks the members that are not.
   bool portVlan(PortVlan const &) const;
   U32 portVlans() const { return portVlan_.size(); }
   // True if that changed the set.
   bool portVlanIs(PortVlan const &, bool present);
   bool portVlanDel(PortVlan const & pv) { return portVlanIs(pv, false); }
   void portVlanDelAll();
-  // Removes the members for which `remove(member)` holds, in one pass, settled or not. Returns
-  // their number.
+  // Settles the set and removes the members for which `remove(member)` holds, in one pass, or
+  // those of a VLAN, which stand side by side. Returns their number.
   template <class F> U32 portVlanDelIf(F remove);
-
-  // Removes the members of a VLAN, settled or not. Returns their number.
   U32 vlanDel(Bridging::VlanIdOrNone);
 
   // Adds members behind the others, for whoever adds many: order and duplicates are settled at the
   // end, in one merge of the ascending runs that were added, if there is more than one.
-  void append(PortVlan const &);
-  void append(PortVlan const * run, U32 count);
+  void append(PortVlan const & pv) {
+    portVlan_.itemsForBuild().push_back(pv);
+    hashSaved_ = false;
+  }
+  void append(PortVlan const * run, U32 count) {
+    portVlan_.itemsForBuild().append(run, count);
+    hashSaved_ = false;
+  }
+  bool settled() const { return settledSize_ == portVlan_.size(); }
   void settle() {
-    if (!settled_) mergeRuns();
+    if (!settled()) settleTail();
   }
 
   // VLANs that need NAT treatment.
@@ -107,7 +111,7 @@ class BRINDLE_API PortVlanSet {
   // By content, and by all plain members: each of them may keep a chip from sharing an entry.
   // REQUIRES: both settled.
   bool operator==(PortVlanSet const &) const;
-  std::strong_ordering operator<=>(PortVlanSet const &) const;
+  bool operator<(PortVlanSet const &) const;
 
   // For operators: "vlan 10: Et1 Et2; vlan 20: Et7; cpu".
   std::string pretty() const;
@@ -134,7 +138,8 @@ class BRINDLE_API PortVlanSet {
     member = value;
     hashSaved_ = false;
   }
-  void mergeRuns();
+  void settleTail();
+  void mergeRuns(U32 * starts, U32 runs);
   void sortAll();
   U32 computedHash() const;
   auto plain() const {
@@ -144,7 +149,8 @@ class BRINDLE_API PortVlanSet {
   PortVlans portVlan_;
   Vlans natVlan_;
   PortVlans portVlanFrr_;
-  U32 memberSum_ = 0;  // of the hashes of portVlan_
+  U32 settledSize_ = 0;  // so many members are in order, without duplicates, and in the sum
+  U32 memberSum_ = 0;    // of the hashes of portVlan_
   U32 hash_ = 0;
   U32 flags_ = 0;
   U32 featureFlag_ = 0;
@@ -153,15 +159,14 @@ class BRINDLE_API PortVlanSet {
   bool toCpu_ = false;
   bool fastdropSet_ = false;
   bool allowSharing_ = false;
-  bool settled_ = true;
   bool hashSaved_ = false;
 };
 
 BRINDLE_API void strepToValue(Zet::StrepReader &, PortVlanSet &);
 
 template <class F> U32 PortVlanSet::portVlanDelIf(F remove) {
+  settle();
   auto & items = portVlan_.itemsForBuild();
-  U32 const size = items.size();
   U32 kept = 0;
   for (PortVlan const & pv : items) {
     if (remove(pv)) {
@@ -170,9 +175,11 @@ template <class F> U32 PortVlanSet::portVlanDelIf(F remove) {
       items[kept++] = pv;
     }
   }
+  U32 const removed = items.size() - kept;
+  if (removed) hashSaved_ = false;
   items.truncate(kept);
-  if (kept != size) hashSaved_ = false;
-  return size - kept;
+  settledSize_ = kept;
+  return removed;
 }
 
 }  // namespace Brindle
