@@ -1,0 +1,123 @@
+#include "programmer/ChipInfo.h"
+
+#include "platform/Exception.h"
+#include "platform/Trace.h"
+
+namespace Brindle {
+
+using Bridging::VlanId;
+
+namespace {
+
+Zet::TraceHandle traceHandle("ChipInfo", false);
+
+}  // namespace
+
+VlanInfo * VlanInfos::find(EntryKind kind) const {
+  for (VlanInfo & v : *this) {
+    if (v.kind == kind) return &v;
+  }
+  return nullptr;
+}
+
+VlanInfo * VlanInfos::find(EntryKind kind, VlanId vlan) const {
+  VlanInfo * v = notBefore(kind, vlan);
+  return v != end() && v->kind == kind && v->vlanId == vlan ? v : nullptr;
+}
+
+VlanInfo * VlanInfos::notBefore(EntryKind kind, VlanId vlan) const {
+  return std::find_if(begin(), end(), [&](VlanInfo const & v) {
+    return v.kind > kind || (v.kind == kind && v.vlanId >= vlan);
+  });
+}
+
+VlanInfo & VlanInfos::vlanInfoIs(EntryKind kind, VlanId vlan, RouteHandle handle) {
+  if (VlanInfo * v = find(kind, vlan)) {
+    if (v->routeHandle != handle) {
+      Zet::throwReinstantiatingMember("routeHandle", Zet::valueToStrep(handle),
+                                      Zet::valueToStrep(v->routeHandle));
+    }
+    return *v;
+  }
+  auto const at = static_cast<U32>(notBefore(kind, vlan) - begin());
+  entries_.insert(at, {vlan, kind, handle, nullptr});
+  return entries_[at];
+}
+
+Zet::Ptr<MtableOifSet> VlanInfos::vlanInfoDel(VlanInfo * v) {
+  Zet::Ptr<MtableOifSet> set = std::move(v->mtableOifSet);
+  entries_.remove(static_cast<U32>(v - begin()));
+  if (empty()) entries_.shrink();
+  return set;
+}
+
+void ChipInfo::doDelete(VlanInfo * v) {
+  chip().doDeleteRoute(v->routeHandle);
+  vlanInfoDel(v);
+}
+
+void ChipInfo::doDeleteFastdrops() {
+  while (VlanInfo * v = entries_.find(EntryKind::fastdrop)) {
+    ZET_TRACE(9, "   Deleting fastdrop on vlan " << v->vlanId);
+    doDelete(v);
+  }
+}
+
+void ChipInfo::doDeleteAll() {
+  if (!rpfRouteHandle_.isNull()) {
+    ZET_TRACE(9, "   Deleting Route handle " << rpfRouteHandle_);
+    chip().doDeleteRoute(rpfRouteHandle_);
+    rpfRouteHandleIs(RouteHandle());
+  }
+  mtableOifSet_ = nullptr;
+  while (!entries_.empty()) {
+    VlanInfo * v = entries_.begin();
+    if (v->kind == EntryKind::frr) {
+      ZET_TRACE(9, "   Deleting Frr Route handle " << v->routeHandle);
+    }
+    doDelete(v);
+  }
+}
+
+ChipInfo * ChipInfos::find(ZetChip const & chip) const {
+  for (ChipInfo & info : *this) {
+    if (&info.zetChip() == &chip) return &info;
+  }
+  return nullptr;
+}
+
+ChipInfo & ChipInfos::chipInfoIs(ZetChips const & chips, U32 position) {
+  if (position < size() && &infos_[position].zetChip() == chips[position]) return infos_[position];
+  infos_.reserve(chips.size());
+  infos_.insert(position, ChipInfo(chips[position]));
+  return infos_[position];
+}
+
+Zet::OrderedSet<VlanId> ChipInfos::fastdropVlans() const {
+  Zet::OrderedSet<VlanId> vlans;
+  if (empty()) return vlans;
+  for (VlanInfo const & v : infos_[0].entries()) {
+    if (v.kind == EntryKind::fastdrop) vlans.insert(v.vlanId);
+  }
+  return vlans;
+}
+
+void ChipInfos::doDropGone() {
+  for (U32 i = size(); i-- > 0;) {
+    if (infos_[i].zetChip().present()) continue;
+    infos_[i].doDeleteAll();
+    infos_.remove(i);
+  }
+}
+
+void ChipInfos::doDeleteAll() {
+  for (ChipInfo & info : *this) {
+    ZET_TRACE(9, ", Delete chipInfo " << info.zetChip().key());
+    info.doDeleteAll();
+  }
+  ZET_TRACE(9, "   Deleting Chip Info");
+  infos_.clear();
+  infos_.shrink();
+}
+
+}  // namespace Brindle

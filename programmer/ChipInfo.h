@@ -1,0 +1,123 @@
+// What one route holds on one chip: its own entry and those beside it, with the output sets that
+// they point at. A switch has one ChipInfo for each route and chip, so those of a route stand side
+// by side in one block.
+#pragma once
+
+#include "programmer/ZetChip.h"
+
+namespace Brindle {
+
+// What an entry beside the route's own is for.
+enum class EntryKind : U8 {
+  fastdrop,        // drops what comes in on a wrong VLAN; there may be several
+  notify,          // reports data to the control plane
+  staticFastdrop,  // drops for as long as the route stands
+  frr,             // accepts on the backup input
+};
+
+struct VlanInfo {
+  Bridging::VlanId vlanId;
+  EntryKind kind;
+  RouteHandle routeHandle;
+  Zet::Ptr<MtableOifSet> mtableOifSet;  // null until the entry has been activated
+};
+
+// The entries beside the route's own, in the order of their kinds and VLANs. One pointer when
+// empty.
+class BRINDLE_API VlanInfos {
+ public:
+  bool empty() const { return entries_.empty(); }
+  U32 size() const { return entries_.size(); }
+  VlanInfo & operator[](U32 i) const { return entries_[i]; }
+  VlanInfo * begin() const { return entries_.begin(); }
+  VlanInfo * end() const { return entries_.end(); }
+  // The first entry of the kind; the entry of the kind and VLAN. Null if there is none.
+  VlanInfo * find(EntryKind) const;
+  VlanInfo * find(EntryKind, Bridging::VlanId) const;
+  // Throws RangeException if the entry stands with another handle. Moves the other entries.
+  VlanInfo & vlanInfoIs(EntryKind, Bridging::VlanId, RouteHandle);
+  // Gives the set that the entry pointed at to the caller. Moves the other entries.
+  Zet::Ptr<MtableOifSet> vlanInfoDel(VlanInfo *);
+
+ private:
+  VlanInfo * notBefore(EntryKind, Bridging::VlanId) const;
+
+  Zet::CompactVector<VlanInfo> entries_;
+};
+
+class BRINDLE_API ChipInfo {
+ public:
+  explicit ChipInfo(ZetChip * zetChip) : zetChip_(zetChip) {}
+
+  ZetChip & zetChip() const { return *zetChip_; }
+  SwitchChip & chip() const { return zetChip_->chip(); }
+
+  // The entry of the route itself, the RPF entry; null if it has none.
+  RouteHandle rpfRouteHandle() const { return rpfRouteHandle_; }
+  void rpfRouteHandleIs(RouteHandle v) {
+    if (rpfRouteHandle_ == v) return;
+    rpfRouteHandle_ = v;
+    rpfActivated_ = false;
+  }
+  bool rpfActivated() const { return rpfActivated_; }
+  void rpfActivatedIs(bool v) { rpfActivated_ = v; }
+  // The set that this entry points at; the reference keeps it alive in the chip.
+  Zet::Ptr<MtableOifSet> const & mtableOifSet() const { return mtableOifSet_; }
+  // Returns the one before.
+  Zet::Ptr<MtableOifSet> mtableOifSetIs(Zet::Ptr<MtableOifSet> v) {
+    return std::exchange(mtableOifSet_, std::move(v));
+  }
+
+  VlanInfos const & entries() const { return entries_; }
+  VlanInfo * fastdrop(Bridging::VlanId vlan) const {
+    return entries_.find(EntryKind::fastdrop, vlan);
+  }
+  VlanInfo * notify() const { return entries_.find(EntryKind::notify); }
+  VlanInfo * staticFastdrop() const { return entries_.find(EntryKind::staticFastdrop); }
+  VlanInfo * frr() const { return entries_.find(EntryKind::frr); }
+  VlanInfo & vlanInfoIs(EntryKind kind, Bridging::VlanId vlan, RouteHandle handle) {
+    return entries_.vlanInfoIs(kind, vlan, handle);
+  }
+  // Takes the entry out here, and leaves it on the chip.
+  Zet::Ptr<MtableOifSet> vlanInfoDel(VlanInfo * v) { return entries_.vlanInfoDel(v); }
+
+  // Takes the entry off the chip, too.
+  void doDelete(VlanInfo *);
+  void doDeleteFastdrops();
+  // Takes everything off the chip.
+  void doDeleteAll();
+
+ private:
+  Zet::Ptr<ZetChip> zetChip_;
+  Zet::Ptr<MtableOifSet> mtableOifSet_;
+  VlanInfos entries_;
+  RouteHandle rpfRouteHandle_;
+  bool rpfActivated_ = false;
+};
+static_assert(sizeof(ChipInfo) <= 32);
+
+// The ChipInfos of one route, in the order of the fabric's chips.
+class BRINDLE_API ChipInfos {
+ public:
+  bool empty() const { return infos_.empty(); }
+  U32 size() const { return infos_.size(); }
+  ChipInfo * begin() const { return infos_.begin(); }
+  ChipInfo * end() const { return infos_.end(); }
+  ChipInfo & operator[](U32 i) const { return infos_[i]; }
+  // Null if the route has nothing on the chip.
+  ChipInfo * find(ZetChip const &) const;
+  // Finds or makes the one of the chip that stands at this position of `chips`. REQUIRES: those of
+  // the chips before it are here, and none of a chip that is not in `chips`.
+  ChipInfo & chipInfoIs(ZetChips const & chips, U32 position);
+  // The VLANs of the fastdrops. These are on all chips or on none: the first one speaks for all.
+  Zet::OrderedSet<Bridging::VlanId> fastdropVlans() const;
+  // Takes everything off chips that have left the fabric.
+  void doDropGone();
+  // Takes everything off all chips.
+  void doDeleteAll();
+
+ private:
+  Zet::CompactVector<ChipInfo> infos_;
+};
+
+}  // namespace Brindle

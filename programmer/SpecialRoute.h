@@ -1,0 +1,42 @@
+// The three entries that a route may have beside its own and its fastdrops, as rows of one table:
+// they are programmed alike and differ in data only.
+#pragma once
+
+#include <array>
+
+#include "model/Mroute.h"
+#include "programmer/ChipInfo.h"
+#include "state/HardwareStatus.h"
+
+namespace Brindle {
+
+struct SpecialRoute {
+  using RouteStatus = Routing::Multicast::Fib::Hardware::RouteStatus;
+
+  EntryKind kind;
+  // What the route wants: the input VLAN, 0 for no entry, and the output set.
+  Bridging::VlanIdOrNone (Mroute::*vlan)() const;
+  Zet::Ptr<OifSet> const & (Mroute::*oifSet)() const;
+  // Where the status says which interface the entry stands for.
+  void (RouteStatus::*intfIdIs)(Nettle::IntfId);
+  // How the entry differs on the chip.
+  bool fastdrop;
+  bool takesRpaId;
+
+  // Traces
+  char const * deleting;
+  char const * mismatch;
+  char const * allocating;
+  char const * failed;
+  char const * succeeded;
+  char const * finished;
+};
+
+// By kind, in the order in which they are programmed.
+extern std::array<SpecialRoute, 3> const specialRoutes;
+
+inline SpecialRoute const & specialRoute(EntryKind kind) {
+  return specialRoutes[static_cast<U32>(kind) - static_cast<U32>(EntryKind::notify)];
+}
+
+}  // namespace Brindle

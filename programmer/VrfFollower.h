@@ -1,0 +1,50 @@
+// Where VRFs come and go: what the root of a programmer does with them.
+#pragma once
+
+#include "model/MrouteTableColl.h"
+#include "platform/Reactor.h"
+#include "state/HardwareStatus.h"
+
+namespace Brindle {
+
+// Base of the programmers' roots. Keeps one machine for each VRF as long as the VRF's route table
+// stands, and the VRF's place in the published hardware status in step with it.
+class BRINDLE_API VrfFollower : public Zet::Sm {
+ public:
+  using HardwareStatus = Routing::Multicast::Fib::Hardware::Status;
+
+  Zet::Ptr<MrouteTableColl const> const & mrouteTableColl() const { return mrouteTableColl_; }
+  Zet::Ptr<HardwareStatus> const & mfib() const { return mfib_; }
+
+  void handleVrf(L3::VrfName vrf);
+  void handleVrf();
+
+ protected:
+  // What the machine of a VRF works on. The table of L2 routes is the default VRF's only.
+  struct Tables {
+    Zet::Ptr<MrouteTable const> mrouteTable;
+    Zet::Ptr<MrouteTable const> l2FloodsetTable;
+  };
+  VrfFollower(Zet::Ptr<MrouteTableColl const> const & coll, Zet::Ptr<HardwareStatus> const & mfib)
+      : mrouteTableColl_(coll),
+        mfib_(mfib) {}
+  // Makes the machines of the tables that stand, and follows those that come and go.
+  void doFollow() { zetMrouteTableColl_.attach(mrouteTableColl_); }
+
+  virtual bool hasMachine(L3::VrfName vrf) const = 0;
+  virtual void machineIs(L3::VrfName vrf, Tables const &) = 0;
+  virtual void machineDel(L3::VrfName vrf) = 0;
+
+ private:
+  struct ZetMrouteTableColl final : Zet::Reactor<MrouteTableColl const, VrfFollower> {
+    using Reactor::Reactor;
+    void onVrfMrouteTable(L3::VrfName const & vrf) override { sm()->handleVrf(vrf); }
+    void immediatePass() override { sm()->handleVrf(); }
+  };
+
+  Zet::Ptr<MrouteTableColl const> const mrouteTableColl_;
+  Zet::Ptr<HardwareStatus> const mfib_;
+  Zet::ReactorPtr<ZetMrouteTableColl> zetMrouteTableColl_{this};
+};
+
+}  // namespace Brindle
