@@ -1,0 +1,110 @@
+// The notify, persistent fastdrop and fast-reroute entries of a route.
+#include "platform/Trace.h"
+#include "programmer/MrouteSm.h"
+#include "programmer/SpecialRoute.h"
+
+namespace Brindle {
+
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+
+namespace {
+
+Zet::TraceHandle traceHandle("ZetMrouteSpecial", false);
+
+}  // namespace
+
+void ZetMroute::doUpdateFabricWithNotifyRoute() {
+  doUpdateFabricWithNotifyRoute(*sm()->statusWriter().routeStatusIs(key()));
+}
+
+void ZetMroute::doUpdateFabricWithStaticFastdrop() {
+  auto const status = sm()->statusWriter().routeStatusIs(key());
+  doUpdateFabricWith(specialRoute(EntryKind::staticFastdrop), *status);
+}
+
+void ZetMroute::doUpdateFabricWithFrr() {
+  auto const status = sm()->statusWriter().routeStatusIs(key());
+  doUpdateFabricWith(specialRoute(EntryKind::frr), *status);
+}
+
+void ZetMroute::doUpdateFabricWithNotifyRoute(RouteStatus & status) {
+  bool const notifies = doUpdateFabricWith(specialRoute(EntryKind::notify), status);
+  if (notifies) doUpdateFabricWith(specialRoute(EntryKind::staticFastdrop), status);
+}
+
+bool ZetMroute::doUpdateFabricWith(SpecialRoute const & special, RouteStatus & status) {
+  Zet::Ptr<OifSet> const & set = (mroute_.get()->*special.oifSet)();
+  VlanIdOrNone const vlan = set ? (mroute_.get()->*special.vlan)() : VlanIdOrNone();
+  U32 failed = 0;
+  doDeleteOtherThan(special, vlan);
+  if (vlan) {
+    for (ChipInfo & info : chipInfo_) {
+      failed = doProgram(special, info, VlanId(vlan), set);
+      if (failed) break;
+    }
+    releaseChips();
+    ZET_TRACE(9, special.finished << key());
+  }
+  if (failed) {
+    ZET_TRACE(5, special.failed << failed);
+    reasonIs(failed);
+    // An unchanged reason tells nobody, and the entry must be there for the retry.
+    sm()->failedMrouteIs({key(), reason_, this});
+    return false;
+  }
+  if (vlan) ZET_TRACE(9, special.succeeded << key());
+  (status.*special.intfIdIs)(sm()->statusWriter().intfId(vlan));
+  reasonIs(0);
+  return true;
+}
+
+// Returns the chip's bit if it refuses.
+U32 ZetMroute::doProgram(SpecialRoute const & special, ChipInfo & info, VlanId vlan,
+                         Zet::Ptr<OifSet> const & oifSet) {
+  ZetChip & zetChip = info.zetChip();
+  SwitchChip & chip = info.chip();
+  chip.doAllocateMtableOifSet(oifSet);
+  Zet::Ptr<MtableOifSet> const set = chip.mtableOifSet();
+  if (!set) {
+    ZET_TRACE(5, "oifSet alloc failed for " << key());
+    zetChip.oifFailedInc(1);
+    zetChip.lastOifFailureIs(oifSet->portVlanSet().portVlans());
+    return zetChip.chipFailedOifSetMask();
+  }
+  if (VlanInfo * entry = info.entries().find(special.kind)) {
+    if (entry->mtableOifSet == set) return 0;
+    chip.doSetMtableOifSet(entry->routeHandle, set);
+    entry->mtableOifSet = set;
+    return 0;
+  }
+  ZET_TRACE(9, special.allocating << vlan << " for " << key());
+  chip.doAllocateRoute(key(), vlan, false, set, special.fastdrop, mroute_->noRpf(),
+                       special.takesRpaId ? mroute_->rpaId() : Shoal::Multicast::Fib::rpaNone,
+                       sm()->vrfName());
+  RouteHandle const handle = chip.routeHandle();
+  if (handle.isNull()) {
+    ZET_TRACE(5, "route alloc failed for " << key());
+    zetChip.routeFailedInc(1);
+    return zetChip.chipFailedRouteMask();
+  }
+  chip.doSetMtableOifSet(handle, set);
+  chip.doActivateRoute(handle);
+  info.vlanInfoIs(special.kind, vlan, handle).mtableOifSet = set;
+  return 0;
+}
+
+// Deletes entries on another VLAN than the wanted one, or the one to keep.
+void ZetMroute::doDeleteOtherThan(SpecialRoute const & special, VlanIdOrNone wanted,
+                                  VlanIdOrNone keep) {
+  for (ChipInfo & info : chipInfo_) {
+    VlanInfo * entry = info.entries().find(special.kind);
+    if (!entry || entry->vlanId == wanted || entry->vlanId == keep) continue;
+    ZET_TRACE(
+        9, special.deleting << key() << " on vlan " << entry->vlanId << special.mismatch << wanted);
+    info.doDelete(entry);
+    if (auto status = sm()->statusWriter().routeStatus(key())) (*status.*special.intfIdIs)({});
+  }
+}
+
+}  // namespace Brindle
