@@ -1,0 +1,234 @@
+// What holds the programming of routes: VRFs, tables and chips that come and go, the list of failed
+// routes with its retries, the messages to the operator, and the status left by an earlier life.
+#include "tests/ProgrammerFixture.h"
+
+namespace {
+
+using ProgrammerFrame = ProgrammerFixture;
+using Routing::Multicast::Fib::makeRouteKeyMulticastFloodset;
+using Routing::Multicast::Fib::makeRouteKeyVlanFloodset;
+
+}  // namespace
+
+TEST_F(ProgrammerFrame, AMachineLivesAsLongAsTheTableOfItsVrf) {
+  chip("A");
+  auto red = coll->vrfMrouteTableIs("red");
+  Mroute & m = *red->mrouteIs(key(1));
+  m.acceptingVlanIdIs(VlanIdOrNone(10));
+  m.oifSetIs(set({1}));
+  publish(m);
+  EXPECT_EQ(entries("A"), "1@10:1");
+  EXPECT_TRUE(mfib->vrfStatus("red")->route(key(1)));
+
+  coll->vrfMrouteTableDel("red");
+  EXPECT_EQ(programmer->rootSm()->mrouteSm("red"), nullptr);
+  EXPECT_EQ(mfib->vrfStatus("red"), nullptr);
+  EXPECT_EQ(entries("A"), "1@10:1") << "chips stay as they stand";
+  publish(m);
+  leavesEntries = true;
+}
+
+TEST_F(ProgrammerFrame, OnlyTheDefaultVrfProgramsL2Routes) {
+  chip("A");
+  coll->vrfMrouteTableIs("red");
+  Mroute & m = *l2Table->mrouteIs(makeRouteKeyMulticastFloodset(VlanId(30)));
+  m.acceptingVlanIdIs(VlanIdOrNone(30));
+  m.oifSetIs(set({1}));
+  publish(m);
+  EXPECT_EQ(entries("A"), "L30@30:1");
+  EXPECT_TRUE(sm("red").zetMroute().empty());
+  publish(1, 10, {1});
+  EXPECT_EQ(sm().zetMroute().size(), 2u);
+  l2Table->mrouteDelAll();
+  EXPECT_EQ(entries("A"), "1@10:1");
+}
+
+TEST_F(ProgrammerFrame, ANewLifeProgramsWhatStandsAndForgetsTheStatusOfTheRest) {
+  chip("A");
+  publish(1, 10, {1});
+  Mroute & floodset = *l2Table->mrouteIs(makeRouteKeyVlanFloodset(VlanId(30)));
+  floodset.acceptingVlanIdIs(VlanIdOrNone(30));
+  floodset.oifSetIs(set({1}));
+  publish(floodset);
+  auto & boundary = *table->boundaryMrouteIs(key(2));
+  boundary.fastdropIs(VlanId(20), set({}));
+  auto vrf = mfib->vrfStatusIs("default");
+  programmer->rootSmDel();
+  vrf->routeIs(key(3));
+  for (auto & r : chip("A").simRoute()) chip("A").doDeleteRoute(r.routeHandle());
+  chip("A").orphans = 0;
+
+  start();
+  EXPECT_EQ(vrf->route(key(3)), nullptr);
+  EXPECT_TRUE(vrf->route(key(1)));
+  EXPECT_TRUE(vrf->route(key(2))) << "a boundary route is held, too";
+  EXPECT_EQ(entries("A"), "1@10:1 2@20:0 L30@30:1");
+}
+
+TEST_F(ProgrammerFrame, ABatchIsCommittedOnAllChips) {
+  chips({"A", "B"});
+  table->mrouteBatchVersionInc(1);
+  EXPECT_EQ(takeCalls(), "A batch, B batch");
+  start();
+  EXPECT_EQ(takeCalls(), "A batch, B batch") << "once when the table is attached";
+}
+
+TEST_F(ProgrammerFrame, SixteenChipsEndTheProcess) {
+  for (U32 i = 0; i < 15; ++i) fabric->chipIs(Zet::make<FaultyChip>(std::to_string(i).c_str(), i));
+  auto one = Zet::make<FaultyChip>("last", 15);
+  EXPECT_DEATH(fabric->chipIs(one), "chips\\(\\) < 16");
+  programmer->rootSmDel();
+  fabric->chipIs(one);
+  fabric->chipIs(Zet::make<FaultyChip>("one more", 15));
+  EXPECT_DEATH(start(), "chips\\(\\) < 16");
+}
+
+TEST_F(ProgrammerFrame, BadArgumentsAreRefused) {
+  EXPECT_THROW(sm().mrouteIs(nullptr), Zet::RangeException);
+  EXPECT_THROW(sm().boundaryMrouteIs(nullptr), Zet::RangeException);
+  EXPECT_THROW(sm().chipIs(nullptr), Zet::RangeException);
+  EXPECT_THROW(programmer->rootSmIs({}), Zet::RangeException) << "one root at a time";
+}
+
+// --- Retries
+
+TEST_F(ProgrammerFrame, ARetryPassEndsAtTheFirstRouteThatFailsAgain) {
+  FaultyChip & a = chip("A");
+  a.refuseRoutes = true;
+  for (U32 n = 1; n <= 3; ++n) publish(n, 10, {1});
+  EXPECT_EQ(failed(), "1 2 3");
+  auto first = sm().failedMroute().begin().key();
+  auto second = (++sm().failedMroute().begin()).key();
+
+  a.mrouteTcamFreeIs(true);
+  a.refuseRoutes = false;
+  a.refuseRouteIn = 2;
+  takeCalls();
+  settle();
+  EXPECT_EQ(takeCalls(), "A set, A route 10, A point 1, A activate 1, A set, A route 10");
+  EXPECT_EQ(sm().failedMroute().size(), 2u);
+  EXPECT_FALSE(sm().failedMroute().contains(first));
+  EXPECT_TRUE(sm().failedMroute().contains(second));
+}
+
+TEST_F(ProgrammerFrame, OnlyWhatMayHelpStartsARetry) {
+  FaultyChip & a = chip("A");
+  a.refuseSets = true;
+  publish(1, 10, {1});
+  auto & timer = *sm().reviewTimer();
+  a.mrouteReviewKickIs(1);
+  a.mrouteTcamFreeIs(false);
+  a.mrouteTcamFreeIs(true);
+  EXPECT_FALSE(timer.reviewPending()) << "no route waits for an entry";
+  a.mtableFreeIs(true);
+  EXPECT_TRUE(timer.reviewPending());
+  settle();
+  EXPECT_FALSE(timer.reviewPending()) << "no pass asks for another one";
+
+  a.roomIs();
+  settle();
+  a.refuseRoutes = true;
+  publish(2, 10, {1});
+  a.mtableFreeIs(false);
+  a.mtableFreeIs(true);
+  EXPECT_FALSE(timer.reviewPending()) << "no route waits for a set";
+  a.mrouteReviewKickIs(2);
+  EXPECT_TRUE(timer.reviewPending());
+  settle();
+  a.mrouteTcamFreeIs(true);
+  EXPECT_TRUE(timer.reviewPending());
+  EXPECT_EQ(failed(), "2");
+}
+
+TEST_F(ProgrammerFrame, ARouteThatGoesMakesRoomForOthers) {
+  chips({"A", "B"});
+  for (U32 n : {1, 2}) publish(n, 10, {1, 2});
+  chip("B").refuseRoutes = true;
+  publish(3, 10, {1});
+  auto & timer = *sm().reviewTimer();
+  del(3);
+  EXPECT_FALSE(timer.reviewPending()) << "it had held nothing, and nobody waits";
+  publish(3, 10, {1});
+  allChips["A"]->routeTotalIs(2);
+  chip("B").refuseRoutes = false;
+  del(1);
+  EXPECT_TRUE(timer.reviewPending());
+  settle();
+  EXPECT_EQ(entries("B"), "2@10:2 3@10:1");
+}
+
+// The resolver is about to give such a route a new version, which will program it.
+TEST_F(ProgrammerFrame, DirtyRoutesAreNotRetried) {
+  FaultyChip & a = chip("A");
+  programmer->initDirtyInfo(*table);
+  programmer->initDirtyInfo(*l2Table);
+  a.refuseRoutes = true;
+  publish(1, 10, {1});
+  Mroute & floodset = *l2Table->mrouteIs(makeRouteKeyVlanFloodset(VlanId(30)));
+  floodset.acceptingVlanIdIs(VlanIdOrNone(30));
+  floodset.oifSetIs(set({1}));
+  publish(floodset);
+
+  table->dirtyInfo()->allRoutesDirtyIs(true);
+  a.roomIs();
+  settle();
+  EXPECT_EQ(entries("A"), "L30@30:1") << "its own table has no dirty route";
+  EXPECT_TRUE(sm().failedMroute().empty());
+  EXPECT_EQ(status(1)->hwFlags(), 1u);
+  publish(1, 10, {1});
+  EXPECT_EQ(entries("A"), "1@10:1 L30@30:1");
+
+  EXPECT_TRUE(sm().isDirty(route(1)));
+  EXPECT_FALSE(sm().isDirty(floodset));
+  l2Table->dirtyInfo()->allRoutesDirtyIs(true);
+  EXPECT_TRUE(sm().isDirty(floodset));
+}
+
+// --- Messages
+
+TEST_F(ProgrammerFrame, TheOperatorHearsOfTheFirstFailureAndOfTheLastSuccess) {
+  FaultyChip & a = chip("A");
+  a.refuseSets = true;
+  publish(1, 10, {1});
+  EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_FULL");
+  publish(2, 10, {1});
+  EXPECT_TRUE(mfib->hwResourceFull());
+  a.roomIs();
+  publish(1, 10, {1});
+  EXPECT_EQ(takeLog(), "");
+  del(2);
+  EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_NORMAL");
+  EXPECT_FALSE(mfib->hwResourceFull());
+}
+
+TEST_F(ProgrammerFrame, OutputSetsMayBeKeptOutOfTheLog) {
+  programmer->rootSmDel();
+  start(true);
+  FaultyChip & a = chip("A");
+  a.refuseSets = true;
+  publish(1, 10, {1});
+  EXPECT_EQ(takeLog(), "");
+  EXPECT_FALSE(mfib->hwResourceFull());
+  a.roomIs();
+  a.refuseRoutes = true;
+  publish(2, 10, {1});
+  EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_FULL");
+  a.refuseSets = true;
+  a.mrouteTcamFreeIs(true);
+  publish(2, 10, {1});
+  EXPECT_EQ(failed(), "1 2");
+  EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_NORMAL") << "it now wants for a set alone";
+}
+
+TEST_F(ProgrammerFrame, AVrfThatGoesTakesItsFailuresAlong) {
+  chip("A").refuseRoutes = true;
+  auto red = coll->vrfMrouteTableIs("red");
+  Mroute & m = *red->mrouteIs(key(1));
+  m.oifSetIs(set({1}));
+  m.acceptingVlanIdIs(VlanIdOrNone(10));
+  publish(m);
+  takeLog();
+  coll->vrfMrouteTableDel("red");
+  EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_NORMAL");
+  EXPECT_FALSE(mfib->hwResourceFull());
+}

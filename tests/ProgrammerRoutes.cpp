@@ -1,0 +1,269 @@
+// The entry of a route itself: order of calls, changes of its input, and every refusal of a chip.
+#include "tests/ProgrammerFixture.h"
+
+namespace {
+
+using ProgrammerRoutes = ProgrammerFixture;
+using testing::HasSubstr;
+
+}  // namespace
+
+TEST_F(ProgrammerRoutes, AllChipsGiveBeforeAnyIsCommitted) {
+  chips({"A", "B"});
+  publish(1, 10, {1, 2});
+  EXPECT_EQ(
+      takeCalls(),
+      "A set, B set, A route 10, B route 10, A point 1, A activate 1, B point 1, B activate 1");
+  EXPECT_EQ(entries("A"), "1@10:2");
+  EXPECT_EQ(status(1)->hwFlags(), 0u);
+  EXPECT_EQ(status(1)->acceptingIntfId(), IntfId("Vlan10"));
+  EXPECT_EQ(status(1)->lastPollTime(), 1000);
+
+  publish(1, 10, {3});
+  EXPECT_EQ(takeCalls(), "A set, B set, A point 1, B point 1");
+  EXPECT_EQ(chip("A").pvNumFree(), 999u);
+}
+
+TEST_F(ProgrammerRoutes, ANewInputIsActiveBeforeTheOldGoes) {
+  chips({"A", "B"});
+  publish(1, 10, {1});
+  takeCalls();
+  publish(1, 20, {1});
+  EXPECT_EQ(takeCalls(),
+            "A set, B set, A route 20, B route 20, A point 2, A activate 2, A delete 1, "
+            "B point 2, B activate 2, B delete 1");
+}
+
+TEST_F(ProgrammerRoutes, WhereDuplicatesAreForbiddenTheOldGoesFirst) {
+  mfib->avoidDuplicatesIs(true);
+  chip("A").reusesHandles = true;
+  publish(1, 10, {1});
+  takeCalls();
+  publish(1, 20, {1});
+  EXPECT_EQ(takeCalls(), "A set, A delete 1, A route 20, A point 1, A activate 1");
+  EXPECT_EQ(entries("A"), "1@20:1");
+}
+
+TEST_F(ProgrammerRoutes, ATableFullOfTheRouteItselfBreaksBeforeItMakes) {
+  chip("A").routeTotalIs(1);
+  chip("A").reusesHandles = true;
+  publish(1, 10, {1});
+  takeCalls();
+  publish(1, 20, {1});
+  EXPECT_EQ(takeCalls(), "A set, A route 20, A delete 1, A route 20, A point 1, A activate 1");
+  EXPECT_EQ(entries("A"), "1@20:1");
+  EXPECT_EQ(failed(), "");
+}
+
+TEST_F(ProgrammerRoutes, ALostInputTakesTheEntryAndItsSetButIsNoFailure) {
+  chips({"A", "B"});
+  publish(1, 10, {1, 2});
+  publish(1, 0, {1, 2});
+  EXPECT_EQ(entries("A") + entries("B"), "");
+  EXPECT_EQ(chip("B").pvNumFree(), 1000u);
+  EXPECT_EQ(failed(), "");
+  EXPECT_EQ(status(1)->hwFlags(), 0u);
+  EXPECT_EQ(status(1)->acceptingIntfId(), IntfId());
+  publish(1, 10, {1, 2});
+  EXPECT_EQ(entries("B"), "1@10:2");
+}
+
+TEST_F(ProgrammerRoutes, TheBackupEntryBecomesTheRoutesOwn) {
+  chips({"A", "B"});
+  Mroute & m = publish(1, 10, {1});
+  m.frrVlanIdIs(VlanIdOrNone(20));
+  m.frrOifSetIs(set({1, 2}));
+  publish(m);
+  EXPECT_EQ(entries("A"), "1@10:1 1@20:2");
+  EXPECT_EQ(status(1)->frrIntfId(), IntfId("Vlan20"));
+  takeCalls();
+
+  m.frrVlanIdIs(VlanIdOrNone());
+  publish(1, 20, {3});
+  EXPECT_EQ(takeCalls(), "A set, B set, A point 2, A delete 1, B point 2, B delete 1");
+  EXPECT_EQ(entries("B"), "1@20:1");
+  EXPECT_EQ(status(1)->frrIntfId(), IntfId());
+}
+
+TEST_F(ProgrammerRoutes, SomeRoutesStayAwayFromTheChips) {
+  chip("A");
+  route(1).acceptingVlanIdIs(VlanIdOrNone(10));  // version 0
+  Mroute & waits = route(2);
+  waits.rpaIdIs(Shoal::Multicast::Fib::rpaNotSet);
+  publish(waits);
+  EXPECT_EQ(takeLog(), "");
+  waits.rpaIdIs(Shoal::Multicast::Fib::rpaInvalid);
+  publish(waits);
+  EXPECT_EQ(takeLog(), "BIDIR_RPA_RESOURCE_FULL");
+  Mroute & prefix = *table->mrouteIs(Key(Nettle::IpGenPrefix("10.0.0.0/24"), group(3)));
+  prefix.oifSetIs(set({1}));
+  publish(prefix);
+  EXPECT_EQ(takeCalls(), "");
+  EXPECT_EQ(failed(), "");
+
+  Mroute & starG = *table->mrouteIs(Key(Nettle::IpGenPrefix("0.0.0.0/0"), group(4)));
+  starG.oifSetIs(set({1}));
+  starG.noRpfIs(true);
+  publish(starG);
+  waits.rpaIdIs(7);
+  waits.oifSetIs(set({1}));
+  publish(waits);
+  EXPECT_EQ(entries("A"), "2@0:1 4@0:1");
+}
+
+TEST_F(ProgrammerRoutes, ARouteThatWasNotComputedWithASetEndsTheProcess) {
+  route(1).acceptingVlanIdIs(VlanIdOrNone(10));
+  EXPECT_DEATH(publish(route(1)), "mroute->oifSet\\(\\)");
+}
+
+// Any chip may refuse any route of one to three chips: none keeps it, and it goes in later.
+TEST_F(ProgrammerRoutes, ARefusedNewRouteIsOnNoChip) {
+  char const * const names[] = {"A", "B", "C"};
+  for (U32 count = 1; count <= 3; ++count) {
+    chip(names[count - 1]);
+    for (U32 refusing = 0; refusing < count; ++refusing) {
+      for (bool refusesSet : {true, false}) {
+        FaultyChip & faulty = chip(names[refusing]);
+        (refusesSet ? faulty.refuseSetIn : faulty.refuseRouteIn) = 1;
+        publish(1, 10, {1, 2});
+        std::string const what = std::string(names[refusing]) + (refusesSet ? " set" : " route") +
+                                 " of " + std::to_string(count);
+        EXPECT_EQ(reason(1), (refusesSet ? 1u : 0x10000u) << refusing) << what;
+        EXPECT_EQ(status(1)->hwFlags(), refusesSet ? 2u : 1u) << what;
+        Brindle::ZetChip & waited = *sm().chips()[refusing];
+        EXPECT_EQ(refusesSet ? waited.oifFailed() : waited.routeFailed(), 1u) << what;
+        for (U32 i = 0; i < count; ++i) EXPECT_EQ(entries(names[i]), "") << what;
+
+        faulty.roomIs();
+        settle();
+        EXPECT_EQ(failed(), "") << what;
+        EXPECT_EQ(status(1)->hwFlags(), 0u) << what;
+        EXPECT_EQ(waited.oifFailed() + waited.routeFailed(), 0u) << what;
+        for (U32 i = 0; i < count; ++i) EXPECT_EQ(entries(names[i]), "1@10:2") << what;
+        del(1);
+      }
+    }
+  }
+}
+
+TEST_F(ProgrammerRoutes, ARefusedChangeTakesTheRouteOffAllChips) {
+  mfib->avoidDuplicatesIs(true);
+  chips({"A", "B"});
+  for (bool refusesSet : {true, false}) {
+    publish(1, 10, {1});
+    (refusesSet ? chip("B").refuseSetIn : chip("B").refuseRouteIn) = 1;
+    publish(1, 20, {1, 2});
+    EXPECT_EQ(entries("A") + entries("B"), "");
+    EXPECT_EQ(failed(), "1");
+    settle();
+    EXPECT_EQ(entries("A"), refusesSet ? "1@20:2" : "") << "the set that it held gave room";
+    chip("B").roomIs();
+    settle();
+    EXPECT_EQ(failed(), "");
+  }
+}
+
+// A chip refuses an entry while one before it has two of the route: nobody knows any more which of
+// them stands.
+TEST_F(ProgrammerRoutes, AChangeRefusedAfterAnotherChipMadeItEndsTheProcess) {
+  chips({"A", "B"});
+  publish(1, 10, {1});
+  chip("B").refuseRoutes = true;
+  EXPECT_DEATH(publish(1, 20, {1}), "!routeSaver->routeHandles\\(\\)");
+  EXPECT_DEATH(
+      {
+        chip("C").refuseRoutes = true;
+        publish(1, 10, {1});
+      },
+      "!routeSaver->routeHandles\\(\\)");
+}
+
+TEST_F(ProgrammerRoutes, AFullChipIsAskedOnlyForSmallerSets) {
+  FaultyChip & a = chip("A");
+  slotsIs(a, 5);
+  publish(1, 10, {1, 2, 3});
+  publish(2, 10, {1, 2, 3, 4});
+  EXPECT_EQ(sm().chips()[0]->lastOifFailure(), 4u);
+  takeCalls();
+  publish(3, 10, {1, 2, 3, 4});
+  publish(4, 10, {1, 2, 3, 4, 5});
+  EXPECT_EQ(takeCalls(), "");
+  publish(5, 10, {1, 2, 3});
+  EXPECT_EQ(takeCalls(), "A set");
+  EXPECT_EQ(sm().chips()[0]->lastOifFailure(), 3u);
+  publish(6, 10, {1, 2});
+  EXPECT_EQ(entries("A"), "1@10:3 6@10:2");
+  EXPECT_EQ(failed(), "2 3 4 5");
+
+  del(1);
+  EXPECT_EQ(sm().chips()[0]->lastOifFailure(), 0u);
+  publish(3, 10, {1, 2, 3});
+  EXPECT_EQ(entries("A"), "3@10:3 6@10:2");
+}
+
+TEST_F(ProgrammerRoutes, AFullTableIsNotAskedForNewEntries) {
+  FaultyChip & a = chip("A");
+  a.routeTotalIs(2);
+  publish(1, 10, {1});
+  publish(2, 10, {1});
+  publish(3, 10, {1});
+  takeCalls();
+  publish(4, 10, {1});
+  EXPECT_EQ(takeCalls(), "");
+  EXPECT_EQ(status(4)->hwFlags(), 1u);
+  publish(1, 10, {2, 3});  // needs none
+  EXPECT_EQ(entries("A"), "1@10:2 2@10:1");
+  EXPECT_EQ(sm().chips()[0]->routeFailed(), 2u);
+}
+
+// The masks of the highest chip reach the ends of both halves.
+TEST_F(ProgrammerRoutes, TheLastChipHasBitsOfItsOwn) {
+  auto last = Zet::make<FaultyChip>("Z", 15);
+  fabric->chipIs(last);
+  last->refuseSets = true;
+  publish(1, 10, {1});
+  EXPECT_EQ(reason(1), 0x8000u);
+  last->roomIs();
+  last->refuseRoutes = true;
+  publish(1, 10, {1});
+  EXPECT_EQ(reason(1), 0x80000000u);
+  EXPECT_EQ(Zet::valueToStrep(*sm().failedMroute().find(key(1))),
+            "Value('Brindle::MrouteSm::FailedMroute', ** {'key': " + Zet::valueToStrep(key(1)) +
+                ", 'reason': 2147483648, 'mroute': '" + route(1).fullName() + "'})");
+}
+
+TEST_F(ProgrammerRoutes, WhatStandsOnAChipThatLeftIsTakenOffIt) {
+  chips({"A", "B"});
+  publish(1, 10, {1});
+  fabric->chipDel("A");
+  publish(1, 20, {1});
+  EXPECT_EQ(entries("A"), "");
+  EXPECT_EQ(entries("B"), "1@20:1");
+  fabric->chipIs(allChips["A"]);
+  EXPECT_EQ(entries("A"), "");
+  publish(1, 20, {1, 2});
+  EXPECT_EQ(entries("A"), "1@20:2");
+  EXPECT_EQ(entries("B"), "1@20:2");
+}
+
+TEST_F(ProgrammerRoutes, ARefusedFloodsetKeepsForwardingUnlessToldOtherwise) {
+  chips({"A", "B"});
+  for (bool deletes : {false, true}) {
+    mfib->deleteL2RouteOnFailureIs(deletes);
+    Mroute & m = *l2Table->mrouteIs(Routing::Multicast::Fib::makeRouteKeyVlanFloodset(VlanId(30)));
+    m.acceptingVlanIdIs(VlanIdOrNone(30));
+    m.oifSetIs(set({1}));
+    publish(m);
+    chip("B").refuseSetIn = 1;
+    m.oifSetIs(set({1, 2}));
+    publish(m);
+    EXPECT_EQ(entries("A"), deletes ? "" : "L30@30:1");
+    EXPECT_EQ(entries("B"), entries("A"));
+    EXPECT_EQ(sm().failedMroute().size(), 1u);
+    chip("B").roomIs();
+    settle();
+    EXPECT_EQ(entries("B"), "L30@30:2");
+    EXPECT_EQ(sm().failedMroute().size(), 0u);
+    l2Table->mrouteDelAll();
+  }
+}
