@@ -31,10 +31,10 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   using IntfStatus = Routing::Multicast::Fib::PimIntf::IntfStatus;
 
   struct Inputs {
-    Zet::Ptr<MfibStatus const> mfibShoal;
-    Zet::Ptr<MrouteTable> mrouteTable;
-    Zet::Ptr<Ip::Status const> ipStatus;
-    Zet::Ptr<PimIntfStatus> pimIntfStatus;
+    Zet::Ptr<MfibStatus const> mfibShoal{};
+    Zet::Ptr<MrouteTable> mrouteTable{};
+    Zet::Ptr<Ip::Status const> ipStatus{};
+    Zet::Ptr<PimIntfStatus> pimIntfStatus{};
   };
   MfibShoalSm(Key const & key, Inputs const &, Mira * mira);
   Key const & fwkKey() const { return key_; }

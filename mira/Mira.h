@@ -8,6 +8,8 @@
 //
 // It never talks to chips: the programmers see each route's `version`.
 #pragma once
+#include <vector>
+
 #include "mira/MfibShoalSm.h"
 #include "model/DirtyChangeSet.h"
 #include "model/DirtyInfo.h"
@@ -15,7 +17,6 @@
 #include "model/ReviewInfo.h"
 #include "model/StaticNatInfo.h"
 #include "platform/Clock.h"
-#include "platform/LinkQueue.h"
 #include "platform/Reactor.h"
 #include "platform/VrfName.h"
 #include "state/BoundaryFastdrop.h"
@@ -47,12 +48,12 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
  public:
   // What is this VRF's own; the rest is the root's.
   struct Inputs {
-    MiraRoot * miraRoot;
-    Zet::Ptr<MrouteTable> mrouteTable;
-    Zet::Ptr<Routing::Multicast::Fib::Config const> mfibConfig;
-    Zet::Ptr<Routing::RoutingGenInfo const> routingGenInfo;
+    MiraRoot * miraRoot = nullptr;
+    Zet::Ptr<MrouteTable> mrouteTable{};
+    Zet::Ptr<Routing::Multicast::Fib::Config const> mfibConfig{};
+    Zet::Ptr<Routing::RoutingGenInfo const> routingGenInfo{};
     // Optional.
-    Zet::Ptr<BoundaryFastdrop::Status> boundaryFastdropStatus;
+    Zet::Ptr<BoundaryFastdrop::Status> boundaryFastdropStatus{};
   };
   Mira(L3::VrfName const & vrf, Inputs const &);
   L3::VrfName const & fwkKey() const { return vrf_; }
@@ -103,6 +104,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   MfibShoalColl const * mfibShoalDir() const { return zetMfibShoalDir_.target(); }
   void mfibShoalDirIs(Zet::Ptr<MfibShoalColl const> const & v);
   auto const & mfibShoalSm() const { return mfibShoalSm_; }
+  MfibShoalSm * mfibShoalSm(StatusKey const & table) const { return mfibShoalSm_.find(table); }
   // Returns the machine that stands. Throws RangeException if it stands with other inputs.
   Zet::Ptr<MfibShoalSm> mfibShoalSmIs(StatusKey const & table, MfibShoalSm::Inputs const &);
   void mfibShoalSmDel(StatusKey const & table);
@@ -161,22 +163,18 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   DirtyMrouteMetadata const & dirtyMrouteMetadata() const { return dirtyMrouteMetadata_; }
   // The n-th entry, counted from 0 at the oldest; null beyond the newest.
   ZetDirtyMroute const * dirtyMroute(U32 n) const {
-    return dirtyMroute_.find(dirtyMrouteMetadata_.head + n);
+    if (n >= dirtyMrouteMetadata_.size()) return nullptr;
+    return &dirtyMroute_[(dirtyMrouteMetadata_.head + n) & (dirtyMroute_.size() - 1)];
   }
   void dirtyMrouteEnq(Routing::Multicast::Fib::IpGenRouteKey const & key) {
-    dirtyMroute_.push(dirtyMrouteMetadata_.tail++, {key});
+    if (dirtyMrouteMetadata_.size() == dirtyMroute_.size()) doGrowDirtyMroute();
+    dirtyMrouteAt(dirtyMrouteMetadata_.tail++).key = key;
   }
   // REQUIRES: the queue is not empty.
   Routing::Multicast::Fib::IpGenRouteKey dirtyMrouteDeq() {
-    auto key = dirtyMroute_.front()->key;
-    dirtyMroute_.pop();
-    ++dirtyMrouteMetadata_.head;
-    return key;
+    return dirtyMrouteAt(dirtyMrouteMetadata_.head++).key;
   }
-  void dirtyMrouteDelAll() {
-    dirtyMroute_.clear();
-    dirtyMrouteMetadata_.head = dirtyMrouteMetadata_.tail;
-  }
+  void dirtyMrouteDelAll() { dirtyMrouteMetadata_.head = dirtyMrouteMetadata_.tail; }
 
   // Computation
   void doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute);
@@ -254,6 +252,11 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
     void immediatePass() override { sm()->handleMfibShoal(); }
   };
 
+  ZetDirtyMroute & dirtyMrouteAt(U32 sequence) {
+    return dirtyMroute_[sequence & (dirtyMroute_.size() - 1)];
+  }
+  void doGrowDirtyMroute();
+
   // Parts of doReview()
   bool mayReview() const;
   void nextPass();
@@ -290,7 +293,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   Routing::Multicast::Fib::IpGenRouteKey currentBookmark_;
   Routing::Multicast::Fib::IpGenRouteKey startingBookmark_;
   DirtyMrouteMetadata dirtyMrouteMetadata_;
-  Zet::LinkQueue<U32, ZetDirtyMroute> dirtyMroute_;
+  std::vector<ZetDirtyMroute> dirtyMroute_;  // a ring, its size a power of 2
   Zet::Ptr<DirtyInfo> dirtyInfo_;
   Zet::Ptr<DirtyChangeSet> dirtyChangeSet_;
   Zet::RbTreeMap<Nettle::IntfId, Bridging::VlanIdOrNone> internalVlanId_;

@@ -37,47 +37,47 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   // null then means that this process does not have it.
   struct Inputs {
     // The tables that are filled, one a VRF.
-    Zet::Ptr<MrouteTableColl> mrouteTableColl;
+    Zet::Ptr<MrouteTableColl> mrouteTableColl{};
     // Paces the reviews.
-    Zet::Ptr<Zet::Clock const> clock;
-    Zet::Ptr<Bridging::Topology::Config const> brTopo;
-    Zet::Ptr<Bridging::VlanStatusDir const> vlanStatusDir;
-    Zet::Ptr<Interface::EthLagIntfStatusDir const> lagStatusDir;
-    Zet::Ptr<Bridging::IgmpSnooping::Status const> snoopingStatus;
-    Zet::Ptr<Routing::Multicast::Fib::VrfConfig const> mfibVrfConfig;
+    Zet::Ptr<Zet::Clock const> clock{};
+    Zet::Ptr<Bridging::Topology::Config const> brTopo{};
+    Zet::Ptr<Bridging::VlanStatusDir const> vlanStatusDir{};
+    Zet::Ptr<Interface::EthLagIntfStatusDir const> lagStatusDir{};
+    Zet::Ptr<Bridging::IgmpSnooping::Status const> snoopingStatus{};
+    Zet::Ptr<Routing::Multicast::Fib::VrfConfig const> mfibVrfConfig{};
     // One entry for each route table in shared memory, named `<protocol>.<vrf>`. May be null.
-    Zet::Ptr<Zet::Dir const> mfibDir;
-    // Name that goes with mfibDir.
-    Zet::Name mfibDirName;
+    Zet::Ptr<Zet::Dir const> mfibDir{};
+    // The directory in which those tables lie; empty for the machine's usual place.
+    Zet::Name mfibDirName{};
     // What the hardware does and shall do.
-    Zet::Ptr<Routing::Multicast::Fib::Hardware::Status> status;
+    Zet::Ptr<Routing::Multicast::Fib::Hardware::Status> status{};
     // Both may be null.
-    Zet::Ptr<Zet::Clock const> fastdropClock;
-    Zet::Ptr<Zet::Clock const> fastdropLogClock;
-    Zet::Ptr<IntfVlanId::Table const> intfVlanIdTable;
+    Zet::Ptr<Zet::Clock const> fastdropClock{};
+    Zet::Ptr<Zet::Clock const> fastdropLogClock{};
+    Zet::Ptr<IntfVlanId::Table const> intfVlanIdTable{};
     LagOperation lagOperation{};
     // Whether this process computes L2 floodsets, too.
     bool l2Enabled = false;
-    Zet::Ptr<PimEnabled const> pimEnabled;
+    Zet::Ptr<PimEnabled const> pimEnabled{};
     // One Routing::RoutingGenInfo a VRF.
-    Zet::Ptr<Zet::Dir const> routingInfoDir;
-    Zet::Ptr<Mlag::Status const> mlagStatus;
-    Zet::Ptr<Bridging::Config const> brConfig;
+    Zet::Ptr<Zet::Dir const> routingInfoDir{};
+    Zet::Ptr<Mlag::Status const> mlagStatus{};
+    Zet::Ptr<Bridging::Config const> brConfig{};
     // May be null.
-    Zet::Ptr<StaticNatInfo const> staticNatInfo;
-    Zet::Ptr<ReviewInfo> reviewInfo;
-    Zet::Ptr<Ip::AllVrfStatusLocal const> allVrfStatusLocal;
-    Zet::Ptr<Ip::Status const> ipStatus;
+    Zet::Ptr<StaticNatInfo const> staticNatInfo{};
+    Zet::Ptr<ReviewInfo> reviewInfo{};
+    Zet::Ptr<Ip::AllVrfStatusLocal const> allVrfStatusLocal{};
+    Zet::Ptr<Ip::Status const> ipStatus{};
     // Connected prefixes, and the (*,G) routes that wait for them.
-    Zet::Ptr<Routing::Multicast::Fib::PimIntf::Status> pimIntfStatus;
+    Zet::Ptr<Routing::Multicast::Fib::PimIntf::Status> pimIntfStatus{};
     // May be null.
-    Zet::Ptr<Zet::Dir const> prefixMrouteStatusDir;
+    Zet::Ptr<Zet::Dir const> prefixMrouteStatusDir{};
     bool ignoreVlanForL2Groups = false;
     PortPropertyMask portPropertyMask{};
     // These may be null.
-    Zet::Ptr<BoundaryFastdrop::StatusColl> boundaryFastdropStatusColl;
-    Zet::Ptr<Routing::Multicast::Fib::MbrIntf const> mbrIntf;
-    Zet::Ptr<Routing::Multicast::Fib::SparseModeStatus const> sparseModeStatus;
+    Zet::Ptr<BoundaryFastdrop::StatusColl> boundaryFastdropStatusColl{};
+    Zet::Ptr<Routing::Multicast::Fib::MbrIntf const> mbrIntf{};
+    Zet::Ptr<Routing::Multicast::Fib::SparseModeStatus const> sparseModeStatus{};
   };
 
   // Throws RangeException if a required input is null, ErrnoException if the socket cannot be made.

@@ -1,0 +1,245 @@
+#include "mira/MiraRoot.h"
+
+#include <cstdlib>
+
+#include "mira/MfibDirSm.h"
+#include "mira/MiraHelper.h"
+#include "platform/Exception.h"
+#include "platform/Trace.h"
+
+namespace Brindle {
+
+namespace {
+
+Zet::TraceHandle traceHandle("MiraRoot", false);
+
+bool const noFastdropsAtLoad = std::getenv("MIRA_NO_FASTDROPS") != nullptr;
+
+char const * trueOrFalse(bool v) { return v ? "True" : "False"; }
+
+// A name that is too long for a VRF is none.
+bool mayBeVrf(Zet::Name const & name) { return name.view().size() <= L3::VrfName::maxLength; }
+
+void requireInputs(MiraRoot::Inputs const & in) {
+  struct {
+    char const * name;
+    bool present;
+  } const required[] = {
+      {"mrouteTableColl", static_cast<bool>(in.mrouteTableColl)},
+      {"clock", static_cast<bool>(in.clock)},
+      {"brTopo", static_cast<bool>(in.brTopo)},
+      {"vlanStatusDir", static_cast<bool>(in.vlanStatusDir)},
+      {"lagStatusDir", static_cast<bool>(in.lagStatusDir)},
+      {"snoopingStatus", static_cast<bool>(in.snoopingStatus)},
+      {"mfibVrfConfig", static_cast<bool>(in.mfibVrfConfig)},
+      {"status", static_cast<bool>(in.status)},
+      {"intfVlanIdTable", static_cast<bool>(in.intfVlanIdTable)},
+      {"pimEnabled", static_cast<bool>(in.pimEnabled)},
+      {"routingInfoDir", static_cast<bool>(in.routingInfoDir)},
+      {"mlagStatus", static_cast<bool>(in.mlagStatus)},
+      {"brConfig", static_cast<bool>(in.brConfig)},
+      {"reviewInfo", static_cast<bool>(in.reviewInfo)},
+      {"allVrfStatusLocal", static_cast<bool>(in.allVrfStatusLocal)},
+      {"ipStatus", static_cast<bool>(in.ipStatus)},
+      {"pimIntfStatus", static_cast<bool>(in.pimIntfStatus)},
+  };
+  for (auto const & r : required) {
+    if (!r.present) Zet::throwNullParameter(std::string("Brindle::MiraRoot::") + r.name);
+  }
+}
+
+}  // namespace
+
+bool MiraRoot::noFastdrops() { return noFastdropsAtLoad; }
+
+// --- Start and end
+
+MiraRoot::MiraRoot(Inputs in)
+    : in_(std::move(in)),
+      shoalDir_(Zet::make<Shoal::Multicast::Fib::MfibShoalDir>()) {
+  requireInputs(in_);
+  zetAllVrfStatusLocal_.attach(in_.allVrfStatusLocal);
+  zetRoutingInfoDir_.attach(in_.routingInfoDir);
+  zetMfibVrfConfig_.attach(in_.mfibVrfConfig);
+  zetShoalDir_.attach(shoalDir_);
+  nsfTimer_.attach(in_.clock);
+  handleSocket();
+  handleInitialized();
+}
+
+MiraRoot::~MiraRoot() = default;
+
+void MiraRoot::entityManagerIs(Zet::Ptr<Quay::EntityManager> const & v) {
+  if (entityManager_ == v) return;
+  entityManager_ = v;
+  handleInitialized();
+}
+
+void MiraRoot::handleInitialized() {
+  if (!entityManager_ || initialized_) return;
+  mfibDirSm_ = Zet::make<MfibDirSm>(in_.mfibDir, in_.mfibDirName, shoalDir_);
+  parentIntfToSubIntfDir_ = Zet::make<Fjord::ParentIntfToSubIntfDir>();
+  subIntfConfigDir_ = dynamic_cast<Interface::SubIntfConfigDir const *>(
+      entityManager_->getEntity("interface/config/subintf").get());
+  subIntfMappingSm_ =
+      Zet::make<Fjord::SubIntfMappingSm>(subIntfConfigDir_, parentIntfToSubIntfDir_);
+  initialized_ = true;
+  doNsfInit();
+  doEvalMiraEnabled();
+  handleVrf();
+  handleMfibVrfConfig();
+  handleRoutingInfo();
+  if (!noFastdrops()) doOpenSocket();
+}
+
+void MiraRoot::handleDel() {
+  initialized_ = false;
+  mira_.clear();
+  doCloseSocket();
+}
+
+void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) { miraHelper_ = v; }
+void MiraRoot::pimVxlanStatusIs(Zet::Ptr<Routing::Multicast::Vxlan::Status const> const & v) {
+  pimVxlanStatus_ = v;
+}
+void MiraRoot::lagConfigDirIs(Zet::Ptr<Lag::ConfigDir const> const & v) { lagConfigDir_ = v; }
+
+// --- Inputs of a VRF
+
+void MiraRoot::handlePresence(L3::VrfName const & vrf, bool present) {
+  if (!initialized_) return;
+  if (present) {
+    doCreateMira(vrf);
+  } else {
+    doDeleteMira(vrf);
+  }
+}
+
+void MiraRoot::handleVrf(L3::VrfName const & vrf) {
+  handlePresence(vrf, in_.allVrfStatusLocal->vrf(vrf));
+}
+
+void MiraRoot::handleVrf() {
+  auto const & vrfs = in_.allVrfStatusLocal->vrf();
+  for (auto i = vrfs.begin(); i; i.advance()) handleVrf(i.key());
+}
+
+void MiraRoot::handleRoutingInfo(Zet::Name const & name) {
+  handlePresence(L3::VrfName(name.view()), static_cast<bool>(in_.routingInfoDir->entityPtr(name)));
+}
+
+void MiraRoot::handleRoutingInfo() {
+  auto const & infos = in_.routingInfoDir->entityPtr();
+  for (auto i = infos.begin(); i; i.advance()) {
+    if (mayBeVrf(i.key())) handleRoutingInfo(i.key());
+  }
+}
+
+void MiraRoot::handleMfibVrfConfig(L3::VrfName const & vrf) {
+  handlePresence(vrf, in_.mfibVrfConfig->config(vrf));
+}
+
+void MiraRoot::handleMfibVrfConfig() {
+  auto const & configs = in_.mfibVrfConfig->config();
+  for (auto i = configs.begin(); i; i.advance()) handleMfibVrfConfig(i.key());
+}
+
+void MiraRoot::handleMfibShoalDir(L3::VrfName const & vrf) {
+  handlePresence(vrf, shoalDir_->shoalColl(vrf));
+}
+
+void MiraRoot::handleMfibShoalDir() {
+  auto const & colls = shoalDir_->shoalColl();
+  for (auto i = colls.begin(); i; i.advance()) handleMfibShoalDir(i.key());
+}
+
+// --- A Mira comes and goes
+
+// The default VRF needs no tables, and it is not asked whether it exists.
+bool MiraRoot::mayHaveMira(L3::VrfName const & vrf) const {
+  bool const configured =
+      in_.mfibVrfConfig->config(vrf) && in_.routingInfoDir->entityPtr(vrf.name());
+  if (vrf == L3::VrfName::defaultVrf()) return configured;
+  return configured && shoalDir_->shoalColl(vrf) && in_.allVrfStatusLocal->vrf(vrf);
+}
+
+void MiraRoot::doCreateMira(L3::VrfName const & vrf) {
+  if (!initialized_ || !entityManager_) {
+    ZET_TRACE(5, "Not creating Mira. initialized: " << trueOrFalse(initialized_)
+                                                    << " entityManager: "
+                                                    << trueOrFalse(!!entityManager_));
+    return;
+  }
+  if (!mayHaveMira(vrf)) {
+    ZET_TRACE(5, "Not creating Mira. initialized: "
+                     << trueOrFalse(initialized_) << " vrf: " << vrf
+                     << " shoalColl: " << trueOrFalse(shoalDir_->shoalColl(vrf))
+                     << " mira: " << trueOrFalse(mira_.contains(vrf)));
+    return;
+  }
+  Zet::Ptr<Mira> mira = mira_.find(vrf);
+  if (!mira) mira = doMakeMira(vrf);
+  // Each of these may be another one than when the Mira was made.
+  mira->mfibConfigIs(in_.mfibVrfConfig->config(vrf));
+  mira->routingGenInfoIs(routingGenInfo(vrf));
+  mira->markedForDeletionIs(false);
+  mira->mfibShoalDirIs(shoalDir_->shoalColl(vrf));
+}
+
+Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf) {
+  Zet::Ptr<MrouteTable> const table = in_.mrouteTableColl->vrfMrouteTableIs(vrf);
+  table->afIs(in_.mrouteTableColl->af());
+  in_.status->vrfStatusIs(vrf);
+  auto const & boundary = in_.boundaryFastdropStatusColl;
+  Mira::Inputs const in{.miraRoot = this,
+                        .mrouteTable = table,
+                        .mfibConfig = in_.mfibVrfConfig->config(vrf),
+                        .routingGenInfo = routingGenInfo(vrf),
+                        .boundaryFastdropStatus = boundary ? boundary->vrfStatusIs(vrf) : nullptr};
+  Zet::Ptr<Mira> const mira = Zet::make<Mira>(vrf, in);
+  mira_.insert(mira);
+  mira->nsfMiraEnabledIs(nsfMiraEnabledForAllVrfs_);
+  ZET_TRACE(1, "Created Mira for VRF " << vrf << ", nsfMiraEnabled: " << nsfMiraEnabledForAllVrfs_);
+  return mira;
+}
+
+Zet::Ptr<Routing::RoutingGenInfo const> MiraRoot::routingGenInfo(L3::VrfName const & vrf) const {
+  return dynamic_cast<Routing::RoutingGenInfo const *>(
+      in_.routingInfoDir->entityPtr(vrf.name()).get());
+}
+
+void MiraRoot::doDeleteMira(L3::VrfName const & vrf) {
+  if (!initialized_) return;
+  Zet::Ptr<Mira> const mira = mira_.find(vrf);
+  if (!mira || vrf == L3::VrfName::defaultVrf()) return;
+  mira->markedForDeletionIs(true);
+  if (!mira->mrouteTable()->mroute().empty()) {
+    mira->doMarkAllRoutesDirty();
+    return;
+  }
+  miraDel(vrf);
+  in_.mrouteTableColl->vrfMrouteTableDel(vrf);
+  doMaybeDeleteReviewInfo(vrf);
+  ZET_TRACE(1, "Deleted Mira for VRF " << vrf);
+}
+
+void MiraRoot::doMaybeDeleteReviewInfo(L3::VrfName const & vrf) {
+  if (in_.mrouteTableColl->af() == Nettle::ipv4()) {
+    in_.reviewInfo->reviewDel(vrf);
+  } else {
+    in_.reviewInfo->review6Del(vrf);
+  }
+}
+
+// --- Hardware routing
+
+void MiraRoot::doMaybeUpdateHardwareRoutingEnable() {
+  bool enabled = false;
+  for (auto i = mira_.begin(); i; i.advance()) enabled = enabled || i->l3Enabled();
+  in_.status->routingEnabledIs(enabled);
+  if (enabled || in_.status->hwRouting()) return;
+  ZET_TRACE(3, "Urpf triggered disable, increment the counter");
+  in_.status->waitForRoutingDisabledCntInc(1);
+}
+
+}  // namespace Brindle

@@ -1,0 +1,121 @@
+// The socket on which the kernel reports packets that failed the reverse-path check.
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "mira/MiraRoot.h"
+#include "platform/Assert.h"
+#include "platform/Budget.h"
+#include "platform/Exception.h"
+#include "platform/Trace.h"
+
+namespace Brindle {
+
+namespace {
+
+Zet::TraceHandle traceHandle("RpfSocket", false);
+
+// An Ethernet protocol of the kernel's own, in network byte order (packet(7)).
+constexpr int rpfProtocol = 0x2c00;
+// Bytes. A backlog of failures is worth nothing: the kernel shall drop it, not queue it.
+constexpr int receiveBuffer = 200;
+constexpr std::size_t maxMessage = 2048;
+// The message: an Ethernet header, source, group, and the VLAN in network byte order.
+constexpr std::size_t vlanOffset = 22;
+constexpr std::size_t minMessage = 26;
+// Messages between two looks at the clock.
+constexpr unsigned readStride = 50;
+
+U32 bigEndian32(char const * p) {
+  U32 word;
+  std::memcpy(&word, p, sizeof word);
+  return __builtin_bswap32(word);
+}
+
+}  // namespace
+
+void MiraRoot::doOpenSocket() {
+  int const fd = ::socket(AF_PACKET, SOCK_RAW, rpfProtocol);
+  if (fd < 0) Zet::throwErrnoException("creating socket", errno);
+  int const err = ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+  ZET_ASSERT(err == 0, "err == 0");
+  socketIs(fd);
+}
+
+void MiraRoot::doCloseSocket() {
+  if (fileDescriptor_) fileDescriptor_->descriptorIs(-1);
+  if (socket_ >= 0) ::close(socket_);
+  socket_ = -1;
+}
+
+void MiraRoot::socketIs(int fd) {
+  if (socket_ == fd) return;
+  socket_ = fd;
+  handleSocket();
+}
+
+void MiraRoot::handleSocket() {
+  if (fileDescriptor_) {
+    fileDescriptor_->descriptorIs(-1);
+  } else {
+    fileDescriptor_ = Zet::make<Zet::FileDescriptor>("Fastdrop");
+    zetFileDescriptor_.attach(fileDescriptor_);
+  }
+  fileDescriptor_->descriptorIs(socket_);
+  fileDescriptor_->nonBlockingIs(true);
+}
+
+void MiraRoot::handleReadable() {
+  if (!initialized_) return;
+  Keel::Budget const budget(fastdropLoopQuantum_);
+  Keel::Paced<readStride> messages;
+  std::array<char, maxMessage> message;
+  for (;;) {
+    ssize_t const n = ::read(socket_, message.data(), message.size());
+    if (n < 0 && errno != EAGAIN) {
+      int const error = errno;
+      ZET_TRACE(1, "read failed errno " << error);
+      doCountReadable(messages.count());
+      Zet::throwErrnoException("read", error);
+    }
+    if (n <= 0) break;
+    auto const size = static_cast<std::size_t>(n);
+    if (size < minMessage) std::fill(message.begin() + size, message.begin() + minMessage, '\0');
+    if (!handleMessage(message.data())) continue;
+    if (messages.inc() && budget.over()) break;
+  }
+  doCountReadable(messages.count());
+}
+
+void MiraRoot::doCountReadable(U64 messages) {
+  ++handleReadableReviews_;
+  handleReadableCount_ += messages;
+}
+
+// False if the message names no VLAN. REQUIRES: minMessage bytes.
+bool MiraRoot::handleMessage(char const * message) {
+  U32 const vlan = bigEndian32(message + vlanOffset);
+  if (vlan == 0 || vlan > Bridging::VlanId::max) {
+    ZET_TRACE(5, "Ignore RpfFailure with invalid vlan " << vlan);
+    return false;
+  }
+  L3::VrfName const vrf = vrfOfVlan(Bridging::VlanId(vlan));
+  ZET_TRACE(8, "Received RPF failure for Vlan " << vlan << " in vrf " << vrf);
+  if (Mira * const to = mira_.find(vrf)) to->rpfFailureCountInc(1);
+  return true;
+}
+
+L3::VrfName MiraRoot::vrfOfVlan(Bridging::VlanId vlan) const {
+  Nettle::IntfId const intf = in_.intfVlanIdTable->vlanIdToIntfId(vlan);
+  auto const * status = in_.ipStatus->ipIntfStatus(intf);
+  if (status && !status->vrf().empty()) return status->vrf();
+  ZET_TRACE(5, "ERROR: Unable to find intfStatus for " << intf << " (Vlan " << vlan.value()
+                                                       << ") fallback to default vrf");
+  return L3::VrfName::defaultVrf();
+}
+
+}  // namespace Brindle
