@@ -89,6 +89,7 @@ ShoalMapping::ShoalMapping(int fd, std::size_t size, Access access) {
   size_ = size;
   guard_ = takeGuard();
   guard_->lost.store(false);
+  lost_ = &guard_->lost;
   guard_->protection.store(protection);
   auto const begin = reinterpret_cast<std::uintptr_t>(data);
   guard_->end.store((begin + size + pageSize - 1) & ~(pageSize - 1));
@@ -98,12 +99,14 @@ ShoalMapping::ShoalMapping(int fd, std::size_t size, Access access) {
 ShoalMapping::ShoalMapping(ShoalMapping && other) noexcept
     : data_(std::exchange(other.data_, nullptr)),
       size_(std::exchange(other.size_, 0)),
-      guard_(std::exchange(other.guard_, nullptr)) {}
+      guard_(std::exchange(other.guard_, nullptr)),
+      lost_(std::exchange(other.lost_, nullptr)) {}
 
 ShoalMapping & ShoalMapping::operator=(ShoalMapping && other) noexcept {
   std::swap(data_, other.data_);
   std::swap(size_, other.size_);
   std::swap(guard_, other.guard_);
+  std::swap(lost_, other.lost_);
   return *this;
 }
 
@@ -114,7 +117,5 @@ ShoalMapping::~ShoalMapping() {
   ::munmap(data_, size_);
   guard_->taken.store(false);
 }
-
-bool ShoalMapping::lost() const { return guard_ && guard_->lost.load(std::memory_order_acquire); }
 
 }  // namespace ZetShoal

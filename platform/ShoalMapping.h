@@ -11,6 +11,8 @@
 // A host that replaces the process's handler of SIGBUS later gives this protection up.
 #pragma once
 
+#include <atomic>
+
 #include "platform/Types.h"
 
 namespace ZetShoal {
@@ -30,12 +32,13 @@ class ShoalMapping {
   std::size_t size() const { return size_; }
   // Whether a part of the mapping has been replaced by zeros. To be asked after the loads whose
   // result is to be believed; it never turns back.
-  bool lost() const;
+  bool lost() const { return lost_ && lost_->load(std::memory_order_acquire); }
 
  private:
   std::byte * data_ = nullptr;
   std::size_t size_ = 0;
   struct Guard * guard_ = nullptr;
+  std::atomic<bool> const * lost_ = nullptr;  // the guard's
 };
 
 }  // namespace ZetShoal

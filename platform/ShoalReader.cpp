@@ -154,7 +154,7 @@ bool ShoalReader::nextChange(void * key) {
 
 // The next key of a walk, if any; its end is the first slot that was never used.
 bool ShoalReader::walkOn(void * key) {
-  if (told_->keyAt(walk_, key)) {
+  if (handOver(walk_, key)) {
     ++walk_;
     return true;
   }
@@ -170,6 +170,11 @@ bool ShoalReader::changeOn(void * key) {
     return false;
   }
   ++position_;
+  return handOver(slot, key);
+}
+
+bool ShoalReader::handOver(U32 slot, void * key) {
+  changeAt_ = {slot, told_->serial()};
   return told_->keyAt(slot, key);
 }
 

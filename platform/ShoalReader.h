@@ -87,6 +87,14 @@ class BRINDLE_API ShoalReader {
   bool read(void const * key, void * record);
   // The next key whose value is to be looked up; false if there is none now.
   bool nextChange(void * key);
+  // Where that key stands.
+  ShoalCursor changeAt() const { return changeAt_; }
+  // Reads there without a search. REQUIRES: `recordSize` is that of the map. False also where only
+  // a search can tell.
+  template <U32 recordSize> bool readAt(ShoalCursor const & at, void * record) const {
+    return live_ && !live_->retired() && live_->serial() == at.segment &&
+           live_->readSized<recordSize>(at.slot, record);
+  }
   bool pending() const;
   // The next present member behind the cursor, in the map's own order (of first use).
   bool next(ShoalCursor & cursor, void * key, void * record);
@@ -103,6 +111,7 @@ class BRINDLE_API ShoalReader {
   bool sound(std::shared_ptr<ShoalSegment> segment);
   bool walkOn(void * key);
   bool changeOn(void * key);
+  bool handOver(U32 slot, void * key);
   void startWalk();
   bool goesOn() const;
   void moveOn();
@@ -123,6 +132,7 @@ class BRINDLE_API ShoalReader {
   U64 epoch_ = 0;
   U64 followed_ = 0;
   U32 walks_ = 0;
+  ShoalCursor changeAt_;
 };
 
 }  // namespace ZetShoal

@@ -21,39 +21,52 @@ constexpr unsigned maxTries = 1000;
 
 constexpr U32 wordsFor(U32 bytes) { return (bytes + wordSize - 1) / wordSize; }
 
-// Calls f(word) for each word of `bytes`, the last one filled up with zeros.
-template <class F> void forEachWord(void const * bytes, U32 size, F && f) {
+// Calls f(i, word) for each word of `bytes`, the last one filled up with zeros.
+template <class F> [[gnu::always_inline]] inline void forEachWord(void const * bytes, U32 size,
+                                                                  F && f) {
   auto const * at = static_cast<std::byte const *>(bytes);
+  U32 const whole = size / wordSize;
   U64 word;
-  for (; size >= wordSize; size -= wordSize, at += wordSize) {
-    std::memcpy(&word, at, wordSize);
-    f(word);
+  for (U32 i = 0; i < whole; ++i) {
+    std::memcpy(&word, at + i * wordSize, wordSize);
+    f(i, word);
   }
-  if (!size) return;
+  if (!(size % wordSize)) return;
   word = 0;
-  std::memcpy(&word, at, size);
-  f(word);
+  std::memcpy(&word, at + whole * wordSize, size % wordSize);
+  f(whole, word);
 }
 
 void store(std::atomic<U64> * to, void const * bytes, U32 size) {
-  forEachWord(bytes, size, [&](U64 word) { (to++)->store(word, std::memory_order_relaxed); });
+  forEachWord(bytes, size, [&](U32 i, U64 word) { to[i].store(word, std::memory_order_relaxed); });
 }
 
 void load(std::atomic<U64> const * from, void * bytes, U32 size) {
   auto * at = static_cast<std::byte *>(bytes);
-  for (; size >= wordSize; size -= wordSize, at += wordSize) {
-    U64 const word = (from++)->load(std::memory_order_relaxed);
+  auto const * const end = from + size / wordSize;
+  U64 word;
+  // Four words at a time: half the work of a loop by word.
+  for (; end - from >= 4; from += 4, at += 4 * wordSize) {
+#pragma GCC unroll 4
+    for (unsigned i = 0; i < 4; ++i) {
+      word = from[i].load(std::memory_order_relaxed);
+      std::memcpy(at + i * wordSize, &word, wordSize);
+    }
+  }
+  for (; from != end; ++from, at += wordSize) {
+    word = from->load(std::memory_order_relaxed);
     std::memcpy(at, &word, wordSize);
   }
-  if (!size) return;
-  U64 const word = from->load(std::memory_order_relaxed);
-  std::memcpy(at, &word, size);
+  if (!(size % wordSize)) return;
+  word = from->load(std::memory_order_relaxed);
+  std::memcpy(at, &word, size % wordSize);
 }
 
 bool equal(std::atomic<U64> const * words, void const * bytes, U32 size) {
   U64 difference = 0;
-  forEachWord(bytes, size,
-              [&](U64 word) { difference |= word ^ (words++)->load(std::memory_order_relaxed); });
+  forEachWord(bytes, size, [&](U32 i, U64 word) {
+    difference |= word ^ words[i].load(std::memory_order_relaxed);
+  });
   return difference == 0;
 }
 
@@ -196,7 +209,7 @@ void ShoalSegment::faultIs(std::string text) const {
 U64 ShoalSegment::hash(void const * key) const {
   constexpr U64 odd[] = {0xa0761d6478bd642f, 0xe7037ed1a0b428db};
   U64 sum = keySize_;
-  forEachWord(key, keySize_, [&](U64 word) {
+  forEachWord(key, keySize_, [&](U32, U64 word) {
     auto const product = static_cast<unsigned __int128>(word ^ odd[0]) * (sum ^ odd[1]);
     sum = static_cast<U64>(product) ^ static_cast<U64>(product >> 64);
   });

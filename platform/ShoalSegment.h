@@ -22,6 +22,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -88,6 +89,22 @@ class ShoalSegment {
   bool keyAt(U32 slot, void * key) const;
   // Whether the slot's key is present; `record` gets a copy that is whole.
   bool read(U32 slot, void * record) const;
+  // The same where the size of the records is known to the compiler, in a few instructions.
+  template <U32 recordSize> bool readSized(U32 slot, void * record) const {
+    static_assert(recordSize % sizeof(U64) == 0);
+    Word const & rest = state(slot);
+    U64 const before = rest.load(std::memory_order_acquire);
+    if (!(before & liveBit)) return false;
+    Word const * const from = copy(slot, before & copyBit);
+#pragma GCC unroll 16
+    for (U32 i = 0; i < recordSize / sizeof(U64); ++i) {
+      U64 const word = from[i].load(std::memory_order_relaxed);
+      std::memcpy(static_cast<std::byte *>(record) + i * sizeof word, &word, sizeof word);
+    }
+    std::atomic_thread_fence(std::memory_order_acquire);
+    if (rest.load(std::memory_order_relaxed) != before) return read(slot, record);
+    return !mapping_.lost();
+  }
   // The next present member behind the cursor, in order of slots.
   bool next(ShoalCursor & cursor, void * key, void * record) const;
   // How many changes have been made since the table was first written.
