@@ -48,6 +48,7 @@ void ShoalReaderDir::refuse(std::string const & path, std::string const & reason
   culprit_ = std::move(culprit);
   refusalUnseen_ = true;
   for (ShoalReader * map : maps_) map->close();
+  watch_.handleRefusal();
 }
 
 // A map

@@ -17,6 +17,7 @@ class BRINDLE_API ShoalWatch {
  public:
   // Throws ShoalError if the system has no instance left.
   ShoalWatch();
+  virtual ~ShoalWatch() = default;
   ShoalWatch(ShoalWatch const &) = delete;
   ShoalWatch & operator=(ShoalWatch const &) = delete;
 
@@ -24,6 +25,8 @@ class BRINDLE_API ShoalWatch {
   int fd() const { return inotify_.fd(); }
   // Takes the events in. Afterwards each table that has something to say is due().
   void collect();
+  // A table has been refused, perhaps while a value was read: it is due() without an event.
+  virtual void handleRefusal() {}
 
  private:
   friend class ShoalReaderDir;
