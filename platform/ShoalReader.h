@@ -101,6 +101,8 @@ class BRINDLE_API ShoalReader {
   U32 size();
   // How often it has begun to hand over all keys: at first, and when announcements were lost.
   U32 walks() const { return walks_; }
+  // Whether it does so now: the last key that was handed over may not have changed.
+  bool walking() const { return walk_ != ShoalSegment::noSlot; }
 
  private:
   friend class ShoalReaderDir;

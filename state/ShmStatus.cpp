@@ -65,35 +65,63 @@ ShmStatus::ShmStatus(std::shared_ptr<ZetShoal::ShoalWatch> watch, std::string co
       dir_(*watch_, root, table, wireTableType),
       intfs_(dir_, wireIntfMap, sizeof(WireIntf), sizeof(WireName)),
       oifs_(dir_, wireOifMap, sizeof(OifIndex), sizeof(WireOif)),
-      routes_{routeMap(0), routeMap(1), routeMap(2)} {}
+      routes_{routeMap(0), routeMap(1), routeMap(2)} {
+  dir_.refresh();
+  WireRouteKey key;
+  for (U32 map = 0; map < noMap; ++map) {
+    routes_[map].nextChange(&key);  // changes are noticed from here on
+    mountWalk_[map] = routes_[map].walks();
+  }
+  followOifs();
+}
 
 ZetShoal::ShoalReader ShmStatus::routeMap(std::size_t i) {
   return {dir_, wireRouteMaps[i].name, sizeof(WireRouteKey), wireRouteSize(i)};
 }
 
-void ShmStatus::turn() {
-  Zet::Ptr<ShmStatus> const self(this);
-  followRefusal();
-  dir_.refresh();
-  std::array<RouteKey, 256> keys;
-  bool const told = hasReactors();
+void ShmStatus::turn(U32 atMost) {
+  struct Change {
+    RouteKey key;
+    ShoalCursor at;
+  };
+  std::array<Change, 256> changes;
+  atMost = std::min<U32>(atMost, changes.size());
+  U32 passedOver = 64 * atMost;
   U32 count = 0;
-  auto rest = told ? U32{keys.size()} : 64 * U32{keys.size()};
+  Zet::Ptr<ShmStatus> const self(this);
+  dir_.refresh();
+  followRefusal();
   WireRouteKey wire;
-  for (auto & map : routes_) {
-    for (; rest && map.nextChange(&wire); --rest) {
-      RouteKey & key = keys[count];
-      if (!fromWire(wire, key)) {
+  for (U32 map = 0; map < noMap; ++map) {
+    for (U32 rest = atMost - count; rest && nextChange(map, wire, passedOver); --rest) {
+      Change & change = changes[count];
+      if (!fromWire(wire, change.key)) {
         ++malformed_;
-      } else if (told) {
-        ++count;
+        continue;
       }
+      // Only of the first map: the others are searched.
+      change.at = map == 0 ? routes_[0].changeAt() : ShoalCursor();
+      ++count;
     }
   }
   // Only now: what a route refers to was written before it.
   followOifs();
-  for (U32 i = 0; i < count; ++i) routeNotify(keys[i]);
+  for (U32 i = 0; i < count; ++i) {
+    told_ = &changes[i].key;
+    toldAt_ = changes[i].at;
+    routeNotify(*told_);
+  }
+  told_ = nullptr;
   followRefusal();
+}
+
+// The next change that is to be told. Of those that are not, `passedOver` are looked at at most.
+bool ShmStatus::nextChange(U32 map, WireRouteKey & key, U32 & passedOver) {
+  auto & routes = routes_[map];
+  for (; passedOver && routes.nextChange(&key); --passedOver) {
+    if (!routes.walking() || routes.walks() != mountWalk_[map]) return true;
+  }
+  return false;
 }
 
 void ShmStatus::followRefusal() {
@@ -136,9 +164,15 @@ void ShmStatus::followOifs() {
   }
 }
 
+// The map that holds the route, noMap if none does.
+U32 ShmStatus::routeWire(RouteKey const & key, WireRoute & wire) const {
+  if (&key == told_ && routes_[0].readAt<wireRouteSize(0)>(toldAt_, &wire)) return 0;
+  return readRoute(routes_, key, wire);
+}
+
 bool ShmStatus::routeRead(RouteKey const & key, Route & route) const {
   WireRoute wire;
-  U32 const map = readRoute(routes_, key, wire);
+  U32 const map = routeWire(key, wire);
   if (map != noMap) {
     U32 const words = wireRouteMaps[map].words;
     route.keyIs(key);

@@ -12,8 +12,10 @@
 
 namespace Shoal::Multicast::Fib {
 
-// A table as a reader has it. Whoever mounts it calls turn() whenever it is due(); all callbacks
-// come from there.
+// A table as a reader has it, mounted by ZetShoal::Mount as "Shoal::Multicast::Fib::Status".
+//
+// Who attaches walks the table, so what stood in it when it was mounted is not told; each change
+// from there on is.
 //
 // A table that is not what it should be is refused: it reads as empty, and onRoutesLost() tells it.
 // A malformed record reads as absent, is counted, and leaves the others alone.
@@ -24,10 +26,9 @@ class BRINDLE_API ShmStatus : public Status {
             std::string const & table);
 
   // Whether a turn has anything to do.
-  bool due() const { return dir_.due() || refused_ != !dir_.refusal().empty(); }
-  // Hands over what has changed, at most 256 keys. While nobody watches the table there is nobody
-  // to tell, and more is passed over in one turn.
-  void turn();
+  bool due() const { return dir_.due(); }
+  // Hands over what has changed, at most so many keys; all callbacks come from here.
+  void turn(U32 atMost);
 
   // Why the table is refused; empty if it is not.
   std::string const & refusal() const { return dir_.refusal(); }
@@ -41,6 +42,8 @@ class BRINDLE_API ShmStatus : public Status {
   bool routeNext(Place &, RouteKey & key) const override;
   Place routePlace(RouteKey const &) const override;
   ZetShoal::ShoalReader routeMap(std::size_t i);
+  bool nextChange(U32 map, WireRouteKey & key, U32 & passedOver);
+  U32 routeWire(RouteKey const &, WireRoute &) const;
   void followRefusal();
   void followIntfs() const;
   void followOifs();
@@ -50,10 +53,15 @@ class BRINDLE_API ShmStatus : public Status {
   mutable ZetShoal::ShoalReader intfs_;
   ZetShoal::ShoalReader oifs_;
   mutable std::array<ZetShoal::ShoalReader, wireRouteMaps.size()> routes_;
+  // Which walk of each map hands over what stood in it when it was mounted.
+  std::array<U32, wireRouteMaps.size()> mountWalk_;
   mutable WireIntfs intf_;
   mutable U32 namesTaken_ = 0;
   bool refused_ = false;
   mutable U64 malformed_ = 0;
+  // The change that is being told, so that its readers need not search for it.
+  RouteKey const * told_ = nullptr;
+  ZetShoal::ShoalCursor toldAt_;
 };
 
 // A table as its one writer has it; reactors of the writer's own process may watch it, too. What

@@ -67,25 +67,6 @@ bool fromWire(WireOif const & wire, WireIntfs const & intfs, OifIndexIntf & oif)
   return !(wire.properties & ~known) && intfs.find(wire.intf, oif.intf);
 }
 
-bool fromWire(WireRoute const & wire, U32 oifWords, WireIntfs const & intfs, Route & route) {
-  IntfId iif, iifFrr, notify, staticFastdropIntf;
-  if (wire.notifyProgrammable > 1 || !intfs.find(wire.iif, iif) ||
-      !intfs.find(wire.iifFrr, iifFrr) || !intfs.find(wire.notify, notify) ||
-      !intfs.find(wire.staticFastdropIntf, staticFastdropIntf)) {
-    return false;
-  }
-  route.iifIs(iif);
-  route.iifFrrIs(iifFrr);
-  route.notifyIs(notify);
-  route.staticFastdropIntfIs(staticFastdropIntf);
-  route.flagsIs(wire.flags);
-  route.rpaIdIs(wire.rpaId);
-  route.priorityIs(RoutePriority(wire.priority));
-  route.notifyProgrammableIs(wire.notifyProgrammable);
-  route.oifsIs(wire.oifs.data(), oifWords);
-  return true;
-}
-
 bool toWire(IntfId intf, WireName & wire) {
   auto const name = intf.view();
   if (name.empty() || name.size() > WireName::maxLength) return false;

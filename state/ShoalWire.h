@@ -99,8 +99,28 @@ class BRINDLE_API WireIntfs {
 BRINDLE_API bool fromWire(WireName const &, Nettle::IntfId &);
 BRINDLE_API bool fromWire(WireRouteKey const &, RouteKey &);
 BRINDLE_API bool fromWire(WireOif const &, WireIntfs const &, OifIndexIntf &);
-// `route` has its key already.
-BRINDLE_API bool fromWire(WireRoute const &, U32 oifWords, WireIntfs const &, Route & route);
+// `route` has its key already. Inline: this is most of what it costs to read a route.
+inline bool fromWire(WireRoute const & wire, U32 oifWords, WireIntfs const & intfs, Route & route) {
+  Nettle::IntfId iif, iifFrr, notify, staticFastdropIntf;
+  if (wire.notifyProgrammable > 1 || !intfs.find(wire.iif, iif)) return false;
+  // Most routes have none of these.
+  if (wire.iifFrr | wire.notify | wire.staticFastdropIntf) {
+    if (!intfs.find(wire.iifFrr, iifFrr) || !intfs.find(wire.notify, notify) ||
+        !intfs.find(wire.staticFastdropIntf, staticFastdropIntf)) {
+      return false;
+    }
+  }
+  route.iifIs(iif);
+  route.iifFrrIs(iifFrr);
+  route.notifyIs(notify);
+  route.staticFastdropIntfIs(staticFastdropIntf);
+  route.flagsIs(wire.flags);
+  route.rpaIdIs(wire.rpaId);
+  route.priorityIs(RoutePriority(wire.priority));
+  route.notifyProgrammableIs(wire.notifyProgrammable);
+  route.oifsIs(wire.oifs.data(), oifWords);
+  return true;
+}
 
 // Writing, where all interfaces have their numbers. False for a name that is empty or too long, and
 // for a key that is no multicast route's.

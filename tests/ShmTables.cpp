@@ -63,7 +63,7 @@ class ShmTable : public testing::Test {
   }
   void settle(ShmStatus & table) {
     watch->collect();
-    while (table.due()) table.turn();
+    while (table.due()) table.turn(256);
   }
 
   std::string root;
@@ -179,15 +179,17 @@ TEST_F(ShmTable, OutputsAreKnownBeforeTheRoutesThatHaveThem) {
         Route const route = target()->route(k);
         RouteIntfIteratorConst i(route, target());
         sm()->seen += static_cast<bool>(i);
-        sm()->errors += i.error();
+        sm()->errors += i.error() || route != sm()->writer->route(k);
       }
     };
+    explicit Check(Status const * w) : writer(w) {}
+    Status const * const writer;
     int seen = 0, errors = 0;
     Zet::ReactorPtr<ZetTable> zetTable{this};
   };
   ShmStatusWriter writer(root, "pim.default");
   auto const table = reader();
-  auto const check = Zet::make<Check>();
+  auto const check = Zet::make<Check>(&writer);
   check->zetTable.attach(table);
   for (U16 i = 0; i < 3000; ++i) {
     writer.oifIndexIntfIs(OifIndex(i), {IntfId("Vlan" + std::to_string(i % 4000 + 1)), oifForward});
@@ -206,6 +208,38 @@ TEST_F(ShmTable, OutputsAreKnownBeforeTheRoutesThatHaveThem) {
   writer.commit();
   settle(*table);
   EXPECT_EQ(table->oifIndexIntf(OifIndex(7)), OifIndexIntf());
+}
+
+// Who attaches reads what stands in a table, and is told only what changes: also if that happens to
+// a key while others are still being passed over.
+TEST_F(ShmTable, DoesNotTellWhatStoodWhenItWasMounted) {
+  ShmStatusWriter writer(root, "pim.default");
+  writer.oifIndexIntfIs(OifIndex(1), {IntfId("Vlan10"), oifForward});
+  for (U32 group = 0; group < 2000; ++group)
+    writer.routeIs(route(group, static_cast<U16>(group % 600)));
+  writer.commit();
+  auto const table = Zet::make<ShmStatus>(watch, root, "pim.default");
+  EXPECT_EQ(table->oifIndexIntf(OifIndex(1)).intf, IntfId("Vlan10"));
+  EXPECT_EQ(table->route(key(1)), route(1, 1));
+  auto const listener = Zet::make<Listener>(table);
+  writer.routeIs(route(3, 7));
+  table->turn(4);
+  EXPECT_TRUE(table->due());
+  for (U32 group : {0u, 700u, 1999u}) writer.routeIs(route(group, 601));
+  writer.commit();
+  settle(*table);
+  EXPECT_EQ(listener->take(), (std::set{key(0), key(3), key(700), key(1999)}));
+}
+
+// But a table that comes later is told.
+TEST_F(ShmTable, TellsATableThatComesAfterItsMount) {
+  auto const table = reader();
+  auto const listener = Zet::make<Listener>(table);
+  ShmStatusWriter writer(root, "pim.default");
+  writer.routeIs(route(1, 1));
+  writer.commit();
+  settle(*table);
+  EXPECT_EQ(listener->take(), std::set{key(1)});
 }
 
 TEST_F(ShmTable, NextWriterFindsRoutesAndOutputs) {
