@@ -1,10 +1,14 @@
 #include "state/ShmStatus.h"
 
+#include "platform/Mount.h"
+
 namespace Shoal::Multicast::Fib {
 
 namespace {
 
 using ZetShoal::ShoalCursor;
+
+ZetShoal::MountTypeOf<ShmStatus> const mountType("Shoal::Multicast::Fib::Status");
 
 constexpr U32 wireRouteSize(std::size_t map) { return WireRoute::size(wireRouteMaps[map].words); }
 constexpr U32 noMap = wireRouteMaps.size();

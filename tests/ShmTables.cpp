@@ -10,7 +10,7 @@
 #include <random>
 #include <set>
 
-#include "platform/Reactor.h"
+#include "platform/Mount.h"
 #include "platform/ShoalWatch.h"
 #include "state/ShmStatus.h"
 
@@ -240,6 +240,23 @@ TEST_F(ShmTable, TellsATableThatComesAfterItsMount) {
   writer.commit();
   settle(*table);
   EXPECT_EQ(listener->take(), std::set{key(1)});
+}
+
+TEST_F(ShmTable, IsMountedByItsType) {
+  auto const loop = Zet::activityManager();
+  loop->clockIs(Zet::make<Zet::SimClock>());
+  auto const mount = Zet::make<ZetShoal::Mount>();
+  mount->doMount("pim.default", "Shoal::Multicast::Fib::Status", {root});
+  auto const entity = mount->getEntity("pim.default");
+  auto const * table = dynamic_cast<Status const *>(entity.get());
+  ASSERT_TRUE(table);
+  auto const listener = Zet::make<Listener>(table);
+  ShmStatusWriter writer(root, "pim.default");
+  for (U32 group = 0; group < 1000; ++group) writer.routeIs(route(group, 1));
+  writer.commit();
+  loop->runUntilQuiet();
+  EXPECT_EQ(listener->take().size(), 1000u);
+  EXPECT_EQ(table->route(key(999)), route(999, 1));
 }
 
 TEST_F(ShmTable, NextWriterFindsRoutesAndOutputs) {
