@@ -14,14 +14,10 @@ class Budget {
   // Begins now and lasts `quantum`.
   explicit Budget(Zet::Seconds quantum) : deadline_(Zet::System::currentTime() + quantum) {}
 
-  Zet::Seconds deadline() const { return deadline_; }
-  // The deadline has come.
   bool over() const { return Zet::System::currentTime() >= deadline_; }
-  // The deadline lies behind: with a quantum of 0 the first item is still handled.
-  bool passed() const { return Zet::System::currentTime() > deadline_; }
 
  private:
-  Zet::Seconds deadline_;
+  Zet::Seconds const deadline_;
 };
 
 // Counts what is handled, and says when it is time to look at the budget: with each `stride`-th

@@ -11,8 +11,6 @@
 
 namespace Zet {
 
-using Zet::operator<<;
-
 // As in syslog(3).
 enum class LogSeverity : U8 { emergency, alert, critical, error, warning, notice, info, debug };
 constexpr auto logSeverityNames = enumNames<LogSeverity::debug>(
