@@ -1,0 +1,67 @@
+// Runs the tools as a user does, with tables in a directory of the test's own.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace Brindle::Sim {
+
+class SimTool : public testing::Test {
+ protected:
+  SimTool() : dir_(testing::TempDir() + "brindle-sim-XXXXXX") {
+    EXPECT_NE(mkdtemp(dir_.data()), nullptr);
+    setenv("BRINDLE_SHOAL_ROOT", (dir_ + "/tables").c_str(), 1);
+  }
+  ~SimTool() override {
+    unsetenv("BRINDLE_SHOAL_ROOT");
+    std::filesystem::remove_all(dir_);
+  }
+
+  struct Result {
+    int exit = -1;
+    std::string text;  // output and errors, as they came
+  };
+  // A line for the shell; @ stands for the directory of the tools, % for that of the sources.
+  Result run(std::string line, std::string const & input = "") const {
+    expand(line, "@", std::string(BRINDLE_TOOLS) + "/");
+    expand(line, "%", BRINDLE_SOURCES);
+    Result result;
+    FILE * const pipe = popen(("{ " + line + "\n} 2>&1 < " + file("input", input)).c_str(), "r");
+    if (!pipe) return result;
+    char bytes[4096];
+    while (auto const count = fread(bytes, 1, sizeof bytes, pipe)) result.text.append(bytes, count);
+    int const status = pclose(pipe);
+    result.exit = WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+    return result;
+  }
+  // Writes a file of the test; returns its path.
+  std::string file(std::string const & name, std::string const & content) const {
+    std::string const path = dir_ + "/" + name;
+    std::ofstream(path) << content;
+    return path;
+  }
+  std::string const & dir() const { return dir_; }
+
+  static void expand(std::string & text, std::string const & what, std::string const & by) {
+    for (auto at = text.find(what); at != text.npos; at = text.find(what, at + by.size())) {
+      text.replace(at, what.size(), by);
+    }
+  }
+  static std::string contentOf(std::string const & path) {
+    std::ostringstream out;
+    out << std::ifstream(path).rdbuf();
+    return out.str();
+  }
+
+ private:
+  std::string dir_;
+};
+
+}  // namespace Brindle::Sim
