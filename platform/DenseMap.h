@@ -1,25 +1,49 @@
 // Entity collections whose keys have small dense numbers, VLANs and interfaces: a look-up is one
-// load from an array. They iterate as a HashMap does, which they keep beside the array.
+// load from an array. They iterate in the order of their keys, so that what is built from them is
+// sorted as it stands.
 #pragma once
 
-#include "platform/HashMap.h"
+#include "platform/Ptr.h"
 #include "platform/RbTreeMap.h"
 
 namespace Zet {
 
-template <class K, class M> class DenseMap : private HashMap<K, M> {
-  using Table = HashMap<K, M>;
+template <class K, class M> class DenseMap {
+  using Sorted = RbTreeMap<K, Ptr<M>>;
 
  public:
-  using Table::begin;
-  using Table::empty;
-  using Table::end;
-  using Table::size;
-  using Table::startAt;
-  using typename Table::Iterator;
-  using typename Table::Key;
-  using typename Table::Member;
+  using Key = K;
+  using Member = M;
 
+  // Stands on a member and keeps it alive; the map may change under it.
+  class Iterator {
+   public:
+    Iterator() = default;
+    explicit operator bool() const { return static_cast<bool>(current_); }
+    M * operator->() const { return current_.get(); }
+    M & operator*() const { return *current_; }
+    Ptr<M> const & ptr() const { return current_; }
+    K const & key() const { return at_.key(); }
+    void advance() {
+      at_.advance();
+      load();
+    }
+    Iterator & operator++() {
+      advance();
+      return *this;
+    }
+    bool operator==(std::default_sentinel_t) const { return !current_; }
+
+   private:
+    friend class DenseMap;
+    explicit Iterator(typename Sorted::Iterator at) : at_(std::move(at)) { load(); }
+    void load() { current_ = at_ ? at_->value : Ptr<M>(); }
+    typename Sorted::Iterator at_;
+    Ptr<M> current_;
+  };
+
+  U32 size() const { return sorted_.size(); }
+  bool empty() const { return sorted_.empty(); }
   M * find(K const & key) const {
     U32 const i = indexOf(key);
     return i < byIndex_.size() ? byIndex_[i] : nullptr;
@@ -30,15 +54,21 @@ template <class K, class M> class DenseMap : private HashMap<K, M> {
     U32 const i = indexOf(m->fwkKey());
     while (byIndex_.size() <= i) byIndex_.push_back(nullptr);
     byIndex_[i] = m.get();
-    Table::insert(std::move(m));
+    K const key = m->fwkKey();
+    sorted_.at(key) = std::move(m);
   }
   bool del(K const & key) {
-    M * m = find(key);
-    if (!m) return false;
+    if (!find(key)) return false;
     byIndex_[indexOf(key)] = nullptr;
-    this->remove(m);
-    return true;
+    Ptr<M> keep = std::move(sorted_.at(key));  // its key may be the argument
+    return sorted_.del(keep->fwkKey());
   }
+
+  Iterator begin() const { return Iterator(sorted_.begin()); }
+  std::default_sentinel_t end() const { return {}; }
+  Iterator startAt(K const & key) const { return Iterator(sorted_.startAt(key)); }
+  // Keys and members side by side, for loops that change nothing.
+  auto const & items() const { return sorted_.items(); }
 
  private:
   static U32 indexOf(K const & key) {
@@ -48,6 +78,7 @@ template <class K, class M> class DenseMap : private HashMap<K, M> {
       return key.value();
     }
   }
+  Sorted sorted_;
   CompactVector<M *> byIndex_;
 };
 
