@@ -1,0 +1,117 @@
+#include "mira/MrouteTableReview.h"
+
+#include "platform/Assert.h"
+#include "platform/Skein.h"
+#include "platform/Trace.h"
+
+namespace Brindle {
+
+namespace {
+
+Zet::TraceHandle traceHandle("MrouteTableReview", false);
+
+}  // namespace
+
+MrouteTableReview::MrouteTableReview(Mira & mira)
+    : mira_(mira),
+      table_(*mira.mrouteTable()),
+      budget_(mira.loopQuantum()) {
+  place();
+}
+
+// A change since the last slice moves the end of the pass to where the walk stands.
+void MrouteTableReview::place() {
+  DirtyInfo & gathered = *table_.dirtyInfo();
+  if (gathered.isDirty()) {
+    mira_.dirtyInfo()->mergeWith(gathered);
+    mira_.startingBookmark_ = mira_.currentBookmark_;
+    mira_.nextPass();
+  }
+  if (mira_.startingBookmark() == RouteKey()) {
+    ZET_TRACE(7, "() starts from the beginning");
+    SKEIN("Mira::doReview starts from the beginning");
+    mira_.nextPass();
+  } else {
+    ZET_TRACE(7, "() starts from the middle");
+    SKEIN("Mira::doReview starts from the middle");
+  }
+  start_ = Ring(table_.mroute(), mira_.startingBookmark());
+  current_ = Ring(table_.mroute(), mira_.currentBookmark());
+  gathered.clear();
+}
+
+bool MrouteTableReview::run() {
+  if (table_.mroute().empty()) return true;
+  ZET_ASSERT(current_ && start_, "mrouteIter && startingMrouteIter");
+  for (;;) {
+    if (!drainQueue()) return false;
+    if (table_.mroute().empty()) return true;
+    if (visit()) return true;
+    if (lookAtClock_ && budget_.over()) return false;
+  }
+}
+
+// The routes that changed; false if the time is up.
+bool MrouteTableReview::drainQueue() {
+  while (mira_.dirtyMrouteMetadata().size() != 0) {
+    Zet::Ptr<Mroute> mroute = table_.mroute(mira_.dirtyMrouteDeq());
+    if (!mroute || !mroute->dirty()) continue;
+    if (mroute->markedForDeletion()) {
+      doDelete(*mroute, " Reason: Route marked for deletion");
+    } else {
+      doProcess(mroute);
+    }
+    walked_.inc();
+    if (dirtyProcessed_.inc() && !table_.mroute().empty() && budget_.over()) return false;
+  }
+  return true;
+}
+
+// Looks at the route under the walk and moves on; true if the pass is over.
+bool MrouteTableReview::visit() {
+  Zet::Ptr<Mroute> mroute = current_.ptr();
+  bool beganHere = current_ == start_;
+  bool draining = mira_.markedForDeletion();
+  bool due = mira_.dirtyInfo()->mrouteDirty(*mroute) && mroute->review() != mira_.review();
+  bool gone = draining || (due && mroute->markedForDeletion());
+  if (gone) {
+    doDelete(*mroute,
+             draining ? " Reason: VRF marked for deletion" : " Reason: Route marked for deletion");
+  } else if (due) {
+    doProcess(mroute);
+  } else {
+    traceSkipped(*mroute);
+  }
+  lookAtClock_ = walked_.inc();
+  if (gone || due) lookAtClock_ |= processed_.inc();
+  // A deletion has moved the walk on already.
+  if (!gone && current_.advance()) table_.mroutesInitializedIs(true);
+  if (table_.mroute().empty()) return true;
+  // A draining VRF ends when its table is empty. Where the first route of the pass was deleted,
+  // the pass now begins at the one behind it, which is still to be seen.
+  return current_ == start_ && !mira_.markedForDeletion() && !(gone && beganHere);
+}
+
+void MrouteTableReview::doProcess(Zet::Ptr<Mroute> const & mroute) {
+  ZET_TRACE(7, " Process mroute " << mroute->key().pretty()
+                                  << " Accepting VlanId: " << mroute->acceptingVlanId());
+  mira_.doRefreshPortVlanSet(mroute);
+  mroute->reviewIs(mira_.review());
+}
+
+void MrouteTableReview::doDelete(Mroute const & mroute, char const * reason) {
+  ZET_TRACE(5, "Delete mroute " << mroute.key().pretty() << reason);
+  RouteKey const key = mroute.key();
+  start_.leave(key);
+  if (current_.leave(key)) table_.mroutesInitializedIs(true);
+  table_.mrouteDel(key);
+}
+
+void MrouteTableReview::traceSkipped(Mroute const & mroute) const {
+  ZET_TRACE(9, "Skipping " << mroute.key().pretty() << " not dirty "
+                           << " dirtyInfo:" << mira_.dirtyInfo()->mrouteDirtyInfoStr(mroute)
+                           << " mroute->vlanFilter:0x" << mroute.vlanFilter() << " review:"
+                           << mira_.review() << " mroute->review:" << mroute.review());
+}
+
+}  // namespace Brindle

@@ -1,0 +1,585 @@
+#include "mira/PortVlanSetComputation.h"
+
+#include "mira/MiraHelper.h"
+#include "mira/MiraRoot.h"
+#include "model/Filters.h"
+#include "platform/Assert.h"
+#include "platform/Budget.h"
+#include "platform/Skein.h"
+#include "platform/Trace.h"
+
+namespace Brindle {
+
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+using Nettle::IntfId;
+using namespace Routing::Multicast::Fib;
+using namespace Shoal::Multicast::Fib;
+
+namespace {
+
+Zet::TraceHandle traceHandle("PortVlanSetComputation", false);
+
+Nettle::IpGenPrefix const kAllIpv4Groups("224.0.0.0/4");
+
+// Keys of connected prefixes stand in no table.
+bool isConnectedPrefix(IpGenRouteKey const & key) {
+  return key.kind() == mroute_ && key.group() == kAllIpv4Groups;
+}
+
+// The VLAN of a member of a logical interface cannot be told from it.
+bool holdsOutLif(PortVlanSet const & set) {
+  // Sets are sorted by OutLif, and logical interfaces are the greatest.
+  auto const & members = set.portVlan().items();
+  return !members.empty() && members[members.size() - 1].isOutLif();
+}
+
+}  // namespace
+
+Zet::Ptr<OifSet> getOifSet(Zet::Ptr<MiraRoot const> const & root, PortVlanSet & set) {
+  return root->mrouteTableColl()->oifSetIs(set);
+}
+
+// --- Mira: the way in
+
+void Mira::doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute) {
+  IpGenRouteKey const & key = mroute->key();
+  ZET_ASSERT(key.kind() == Routing::Multicast::Fib::mroute_,
+             "mroute->key().kind() == Routing::Multicast::Fib::mroute_");
+  if (mroute->markedForDeletion()) {
+    ZET_TRACE(5, key.pretty() << " marked for deletion.  Not recomputing.");
+    return;
+  }
+  IntfId iif = mroute->shoalRoute().iif();
+  if (isConnectedPrefix(key) && mroute->shoalRoute().isDefault()) {
+    iif = miraRoot()->pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey(key.source(), vrfName()));
+  }
+  static IntfId const null0("Null0");
+  if (iif && iif != null0) {
+    Ip::IpIntfStatus const * status = miraRoot()->ipStatus()->ipIntfStatus().find(iif);
+    L3::VrfName vrf = status ? status->vrf() : L3::VrfName();
+    if (vrf != vrfName()) {
+      ZET_TRACE(5, "iif=" << iif << ", Mroute vrf=" << vrfName() << ", vrf=" << vrf);
+      return;
+    }
+  }
+  bool changed = computePortVlanSetMroute(mroute, true);
+  mrouteTable()->recomputationsInc(1);
+  if (changed) return;
+  mrouteTable()->noChangeRecomputationsInc(1);
+  ZET_TRACE(7, "Recomputed " << key.pretty() << " with no change ("
+                             << mrouteTable()->noChangeRecomputations() << " and "
+                             << mrouteTable()->recomputations() << " total )");
+}
+
+bool Mira::computePortVlanSetMroute(Zet::Ptr<Mroute> const & mroute, bool allowOptimize) {
+  return PortVlanSetComputation(*this, mroute).compute(allowOptimize);
+}
+
+// --- The computation
+
+PortVlanSetComputation::PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> const & mroute)
+    : mira_(mira),
+      root_(*mira.miraRoot()),
+      mroute_(*mroute),
+      key_(mroute->key()),
+      isPrefixKey_(isConnectedPrefix(key_)),
+      table_(readTable()),
+      groupEth_(ethAddrFromIpAddr(key_.group().address())),
+      for_{mroute_.key().kind(), groupEth_, !key_.group().isHost()},
+      expansion_(root_, for_, pvSet_) {}
+
+Status const * PortVlanSetComputation::readTable() {
+  auto tables = mira_.mfibShoalDir();
+  if (tables) return tables->mfibShoal(key_, srt_);
+  srt_.keyIs(key_);
+  return nullptr;
+}
+
+bool PortVlanSetComputation::compute(bool allowOptimize) {
+  if (!isUsable()) return false;
+  changed_ = mroute_.fastdropDirty();
+  choosePath(allowOptimize);
+  if (optimize_) patchSet();
+  if (!optimize_) startAfresh();
+  if (failed_) return changed_;
+
+  expansion_.doResolveAndAddLagsToPvSet(iifVlan_, mira_.vrfName(), key_);
+  pvSet_.settle();
+  traceMembers();
+  if (mroute_.acceptingVlanId() && !iifVlan_) {
+    ZET_TRACE(5, "Losing accepting vlan id " << mroute_.acceptingVlanId() << " => " << iifVlan_
+                                             << ".  Clear fastdrops.");
+    mroute_.doClearFastdrop();
+  }
+  addNat();
+  refreshFastdrops();
+  finishSet();
+  finishFrr();
+  storeSet();
+  storeInputs();
+  storeFilters();
+  return changed_;
+}
+
+// --- The path
+
+// A fast-reroute input without a primary one is not installed.
+bool PortVlanSetComputation::isUsable() {
+  if (isPrefixKey_ && srt_.isDefault()) {
+    srt_.iifIs(
+        root_.pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey(key_.source(), mira_.vrfName())));
+    srt_.flagsIs(Route::toCpu);
+  }
+  if (!vlanOf(srt_.iifFrr()) || vlanOf(srt_.iif())) return true;
+  SKEIN(", skip processing, iif/iifFrr ", key_, srt_.iif(), srt_.iifFrr());
+  return false;
+}
+
+void PortVlanSetComputation::choosePath(bool allowOptimize) {
+  mroute_.optimizeStatusIs(mira_.optimizeComputePortVlanSet());
+  if (!srt_.isDefault() && hasSilentMappingChange()) {
+    ZET_TRACE(5, "(): Detected silent mapping change " << key_.pretty());
+    mroute_.optimizeStatusIs(false);
+  }
+  Route const & lastSeen = mroute_.lastSeenShoalRoute();
+  if (lastSeen.isDefault() || lastSeen == srt_ || mira_.dirtyInfo()->mrouteL2Dirty(mroute_) ||
+      mroute_.lagFilter() != 0 || mira_.vxlanIntfDirty()) {
+    ZET_TRACE(9, "(): Layer 2 likely dirty");
+    mroute_.optimizeStatusIs(false);
+  }
+  // The accepting interface of a connected prefix stands in no bitmap, and members of a logical
+  // interface do not tell their VLAN: neither can be patched.
+  optimize_ = mroute_.optimizeStatus() && allowOptimize && !isPrefixKey_ && mroute_.oifSet() &&
+              !holdsOutLif(mroute_.oifSet()->portVlanSet());
+}
+
+// An index that both records hold may have come to stand for another interface.
+bool PortVlanSetComputation::hasSilentMappingChange() const {
+  Route const & lastSeen = mroute_.lastSeenShoalRoute();
+  if (!table_ || lastSeen.isDefault()) return false;
+  auto const & cache = mroute_.oifIndexIntfIdCache();
+  Route const common = srt_ & lastSeen;
+  for (RouteIntfIteratorConst i(common, table_); i; i.advance()) {
+    if (!i.has(oifForward)) continue;
+    IntfId const * cached = cache.find(i.index());
+    if (!cached || *cached != i.intf()) return true;
+  }
+  return false;
+}
+
+void PortVlanSetComputation::startAfresh() {
+  ZET_TRACE(9, "Turning optimize off");
+  iifIntf_ = IntfId();
+  iifVlan_ = VlanIdOrNone();
+  noRpf_ = acceptSeen_ = false;
+  vlanFilter_ = vlanPortFilter_ = 0;
+  vlanGroupFilter_ = 0;
+  pvSet_ = PortVlanSet();
+  mroute_.oifIndexIntfIdCacheDelAll();
+  if (isPrefixKey_) {
+    iifIntf_ = srt_.iif();
+    iifVlan_ = vlanOf(iifIntf_);
+    vlanFilter_ |= vlanBit(iifVlan_);
+  }
+  if (table_) addOutputs(srt_);
+}
+
+// Brings the standing set up to date with what came and went in the record; turns optimize_ off
+// where that cannot be done.
+void PortVlanSetComputation::patchSet() {
+  Route const & lastSeen = mroute_.lastSeenShoalRoute();
+  Route const diffRoute = srt_ ^ lastSeen;
+  Zet::OrderedSet<VlanIdOrNone> deleted;
+  if (!takeOut(diffRoute & lastSeen, deleted)) {
+    optimize_ = false;
+    return;
+  }
+  iifVlan_ = mroute_.acceptingVlanId();
+  iifIntf_ = mroute_.acceptingIntfId();
+  noRpf_ = mroute_.noRpf();
+  acceptSeen_ = static_cast<bool>(iifIntf_);
+  pvSet_ = mroute_.oifSet()->portVlanSet();
+  keepRest(deleted);
+  addOutputs(diffRoute & srt_);
+}
+
+// Forgets the outputs that went; false if one of them was more than an output.
+bool PortVlanSetComputation::takeOut(Route const & deletedRoute,
+                                     Zet::OrderedSet<VlanIdOrNone> & deleted) {
+  CachedMapRouteIntfIteratorConst i(deletedRoute, mroute_.oifIndexIntfIdCache(), table_);
+  Zet::CompactVector<OifIndex> gone;
+  for (; i; i.advance()) {
+    if (i.has(oifAccept)) return false;
+    if (i.has(oifNotify) && !i.has(oifForward)) {
+      mroute_.notifyingVlanIdIs(VlanIdOrNone());
+      return false;
+    }
+    if (i.has(oifPersistentFastdrop)) {
+      mroute_.staticFastdropVlanIdIs(VlanIdOrNone());
+      return false;
+    }
+    if (i.has(oifFrr)) {
+      mroute_.prevFrrIs(mroute_.frrVlanId());
+      mroute_.frrVlanIdIs(VlanIdOrNone());
+      return false;
+    }
+    IntfId intfId = i.intf();
+    ZET_ASSERT(intfId, "intfId");
+    deleted.insert(vlanOf(intfId));
+    gone.push_back(i.index());
+  }
+  if (i.error()) {
+    ZET_TRACE(5, key_.pretty() << ": Iterator error ");
+    return false;
+  }
+  for (OifIndex index : gone) mroute_.oifIndexIntfIdCacheDel(index);
+  return true;
+}
+
+void PortVlanSetComputation::takeOutVlan(VlanIdOrNone vid) {
+  U32 const members = pvSet_.vlanDel(vid);
+  if (members) ZET_TRACE(9, "deleting vid: " << vid << " with " << members << " property: ");
+}
+
+// Takes the members of deleted VLANs out of the set and gathers the filters of those that stay.
+void PortVlanSetComputation::keepRest(Zet::OrderedSet<VlanIdOrNone> const & deleted) {
+  for (VlanIdOrNone vid : deleted.items()) takeOutVlan(vid);
+  for (PortVlan const & pv : pvSet_.portVlan().items()) {
+    vlanPortFilter_ |= vlanPortBit(pv.vlanId(), pv.port);
+  }
+  for (auto const & kept : mroute_.oifIndexIntfIdCache().items()) {
+    VlanIdOrNone vid = vlanOf(kept.value);
+    vlanFilter_ |= vlanBit(vid);
+    vlanGroupFilter_ |= vlanGroupBit(vid, groupEth_);
+  }
+}
+
+// --- One output
+
+// False if the table changed under the walk.
+bool PortVlanSetComputation::addOutputs(Route const & outputs) {
+  RouteIntfIteratorConst i(outputs, table_);
+  for (; i; i.advance()) {
+    IntfId intf = i.intf();
+    mroute_.oifIndexIntfIdCacheIs(i.index(), intf);
+    addOutput({i.index(), intf, vlanOf(intf), i.properties()});
+  }
+  if (!i.error()) return true;
+  ZET_TRACE(5, "Iterator error inside add loop");
+  mroute_.lastSeenShoalRouteIs(Route(key_));
+  failed_ = true;
+  return false;
+}
+
+void PortVlanSetComputation::addOutput(Output const & output) {
+  bool noRpf = output.has(oifNoRpf);
+  if (!output.vid || !output.intf) {
+    SKEIN(" (): Unexpected ", key_, output.intf, " mapped to vid ", output.vid);
+  }
+  if ((output.has(oifForward) || output.has(oifAccept)) && !addMember(output)) return;
+  if (!output.vid && !noRpf) return;
+  forgetFastdrop(output);
+  handleNotify(output);
+  handlePersistentFastdrop(output);
+  handleFrr(output);
+}
+
+// The part of an output that belongs to the main set; false if the interface is done with.
+bool PortVlanSetComputation::addMember(Output const & output) {
+  bool accept = output.has(oifAccept);
+  bool noRpf = output.has(oifNoRpf);
+  vlanFilter_ |= vlanBit(output.vid);
+  if (!output.vid && !noRpf) return false;
+  if (accept && acceptSeen_ && !output.has(oifForward)) {
+    ZET_TRACE(5, "Ignoring accepting-only interface " << output.intf);
+    mira_.ignoredAcceptingInc(1);
+    return false;
+  }
+  if (accept && !acceptSeen_) {
+    iifVlan_ = output.vid;
+    iifIntf_ = output.intf;
+    acceptSeen_ = true;
+    if (noRpf) {
+      noRpf_ = true;
+      return false;
+    }
+  }
+  vlanGroupFilter_ |= vlanGroupBit(output.vid, groupEth_);
+  if (output.vid) addMemberVlan(VlanId(output.vid));
+  return true;
+}
+
+// A VLAN with one port cannot both receive and send.
+void PortVlanSetComputation::addMemberVlan(VlanId vid) {
+  if (vid != iifVlan_ || fwdPortsInIif(root_, vid, 2) != 1) {
+    expansion_.addVlanToPortVlanSet(vid);
+    return;
+  }
+  ZET_TRACE(9, " IIF " << vid << " with single fwdPort"
+                       << " Not adding to oifset");
+  ZET_TRACE(9, "removing IIF vid: " << vid << " from pvSet");
+  takeOutVlan(vid);
+}
+
+// No drop is wanted where the route receives, and a bidirectional route receives everywhere.
+void PortVlanSetComputation::forgetFastdrop(Output const & output) {
+  if (!output.vid) return;
+  bool failover = output.has(oifForward) && root_.sparseModeStatus() &&
+                  root_.sparseModeStatus()->fastFailoverIntf(output.intf);
+  bool receives = (output.has(oifAccept) || output.has(oifNotify)) && !failover;
+  if (!receives && srt_.rpaId() == 0) return;
+  mroute_.fastdropDel(VlanId(output.vid));
+  mroute_.rpfFailureCountDel(VlanId(output.vid));
+}
+
+// A special route on a VLAN takes the place of a fastdrop there.
+void PortVlanSetComputation::replaceFastdrop(VlanIdOrNone vid, char const * trace) {
+  if (!vid || !mroute_.fastdrop(VlanId(vid))) return;
+  ZET_TRACE(7, trace);
+  mroute_.fastdropDel(VlanId(vid));
+}
+
+void PortVlanSetComputation::handleNotify(Output const & output) {
+  if (!output.has(oifNotify) || output.has(oifForward) || notifySeen_ ||
+      !srt_.notifyProgrammable()) {
+    return;
+  }
+  ZET_TRACE(7, "Handle Notify Interface: " << output.intf
+                                           << ", adding a notifying route: " << key_.pretty());
+  mroute_.notifyingVlanIdIs(output.vid);
+  VlanIdOrNone iifVlan = vlanOf(srt_.iif());
+  PortVlanSet set = setOfVlan(iifVlan, output.vid, iifVlan);
+  set.toCpuIs(true);
+  mroute_.notifyOifSetIs(interned(set));
+  if (output.vid) mroute_.fastdropDel(VlanId(output.vid));
+  notifySeen_ = true;
+}
+
+void PortVlanSetComputation::handlePersistentFastdrop(Output const & output) {
+  if (!output.has(oifPersistentFastdrop) || output.has(oifForward) || persistentFastdropSeen_) {
+    return;
+  }
+  ZET_TRACE(7, "Handle persistent FastDrop interface: "
+                   << output.intf << ", adding a persistent fastdrop routes: " << key_.pretty());
+  mroute_.staticFastdropVlanIdIs(output.vid);
+  VlanIdOrNone iifVlan = vlanOf(srt_.iif());
+  PortVlanSet set = setOfVlan(iifVlan, output.vid, iifVlan);
+  set.toCpuIs(true);
+  set.fastdropSetIs(true);
+  replaceFastdrop(output.vid,
+                  "We have fastdrop entry as well. Deleting it before programming static "
+                  "fastdrop entry.");
+  mroute_.staticFastdropOifSetIs(interned(set));
+  persistentFastdropSeen_ = true;
+}
+
+void PortVlanSetComputation::handleFrr(Output const & output) {
+  if (!output.has(oifFrr) || frrSeen_) return;
+  IntfId intf = output.intf;
+  char const * same = nullptr;
+  if (intf == srt_.iif()) {
+    same = " same as iif";
+  } else if (intf == srt_.staticFastdropIntf()) {
+    same = " same as static fast drop";
+  } else if (intf == srt_.notify() && srt_.notifyProgrammable()) {
+    same = " same as notify and notify programmable";
+  }
+  if (same) {
+    ZET_TRACE(7, "Skipping Frr interface: " << intf << same);
+    return;
+  }
+  ZET_TRACE(7, ", replacing frr route from " << mroute_.frrVlanId() << " to " << output.vid);
+  if (mroute_.frrVlanId()) mroute_.prevFrrIs(mroute_.frrVlanId());
+  mroute_.frrVlanIdIs(output.vid);
+  ZET_TRACE(9, " setting iif and currentIif to: " << output.vid);
+  frrPvSet_.vlanIs(output.vid.value());
+  frrPvSet_.keyKindIs(Routing::Multicast::Fib::mroute_);
+  frrPvSet_.fastdropSetIs(true);
+  featureFlagIs(frrPvSet_);
+  replaceFastdrop(output.vid,
+                  "We have fastdrop entry as well. Deleting it before programming iff frr "
+                  "fastdrop entry.");
+  frrSeen_ = true;
+}
+
+// --- The finish
+
+void PortVlanSetComputation::traceMembers() const {
+  ZET_TRACE(9, "key (" << key_.pretty() << " ): done computing pvset");
+  if (!traceHandle.enabled(9)) return;
+  for (PortVlan const & pv : pvSet_.portVlan().items()) {
+    ZET_TRACE(9, "found port: " << pv.port << " and vlan: " << pv.vlanId());
+  }
+}
+
+void PortVlanSetComputation::addNat() {
+  pvSet_.natVlanDelAll();
+  auto const & nat = root_.staticNatInfo();
+  auto const * info = nat ? nat->ipInfo().find(key_.group().address()) : nullptr;
+  if (!info || info->vlan.empty()) return;
+  ZET_TRACE(7, "Static Nat Ip " << key_.group().address());
+  for (PortVlan const & pv : pvSet_.portVlan().items()) {
+    VlanIdOrNone vid = pv.vlanId();
+    if (!vid || vid == iifVlan_ || !info->vlan.contains(VlanId(vid))) continue;
+    ZET_TRACE(7, "nat vlan " << vid);
+    pvSet_.natVlanIs(VlanId(vid), true);
+  }
+}
+
+void PortVlanSetComputation::refreshFastdrops() {
+  for (auto i = mroute_.fastdrop().begin(); i; i.advance()) {
+    VlanId vid = i.key();
+    PortVlanSet set = setOfVlan(vid, vid, iifVlan_);
+    set.fastdropSetIs(true);
+    set.saveHash();
+    if (!changed_) changed_ = !i->value || !i->value->doCmpPortVlanSet(set);
+    mroute_.fastdropIs(vid, interned(set));
+  }
+}
+
+void PortVlanSetComputation::finishSet() {
+  pvSet_.toCpuIs(isPrefixKey_ || (srt_.flags() & Route::toCpu));
+  pvSet_.keyKindIs(Routing::Multicast::Fib::mroute_);
+  pvSet_.vlanIs(inputVlanOf(iifVlan_).value());
+  if (isPrefixKey_ || table_) featureFlagIs(pvSet_);
+  pvSet_.saveHash();
+  ZET_TRACE(9, "(): pvSet " << pvSet_.pretty());
+}
+
+// The backup's set: what the route sends, but not back to either input.
+void PortVlanSetComputation::finishFrr() {
+  if (!frrSeen_) return;
+  VlanIdOrNone input(frrPvSet_.vlan());
+  bool single = input && fwdPortsInIif(root_, input, 2) == 1;
+  for (PortVlan const & pv : pvSet_.portVlan().items()) {
+    VlanIdOrNone vid = pv.vlanId();
+    if (vid != iifVlan_ && !(single && vid == input)) frrPvSet_.append(pv);
+  }
+  frrPvSet_.saveHash();
+  ZET_TRACE(9, "(): FrrOifSet: " << frrPvSet_.pretty());
+  auto const & current = mroute_.frrOifSet();
+  if (current) ZET_TRACE(9, "(): current FrrOifSet: " << current->portVlanSet().pretty());
+  if (current && current->doCmpPortVlanSet(frrPvSet_)) return;
+  mroute_.frrOifSetIs(getOifSet(&root_, frrPvSet_));
+  changed_ = true;
+  ZET_TRACE(7, key_.pretty() << " frrOifSet changed");
+}
+
+void PortVlanSetComputation::storeSet() {
+  if (!mroute_.oifSet() || !mroute_.oifSet()->doCmpPortVlanSet(pvSet_)) {
+    mroute_.oifSetIs(getOifSet(&root_, pvSet_));
+    changed_ = true;
+    ZET_TRACE(7, key_.pretty() << " mroute changed");
+  }
+  if (mroute_.fastdropDirty()) ZET_TRACE(7, key_.pretty() << " fastdropDirty changed");
+}
+
+void PortVlanSetComputation::storeInputs() {
+  mroute_.acceptingVlanIdIs(iifVlan_);
+  mroute_.acceptingIntfIdIs(iifIntf_);
+  if (!notifySeen_ && !optimize_) {
+    mroute_.notifyingVlanIdIs(VlanIdOrNone());
+    mroute_.notifyOifSetIs(nullptr);
+  }
+  if (!persistentFastdropSeen_ && !optimize_) {
+    mroute_.staticFastdropVlanIdIs(VlanIdOrNone());
+    mroute_.staticFastdropOifSetIs(nullptr);
+  }
+  clearFrrConflicts();
+  mroute_.noRpfIs(noRpf_);
+  clearMbrFastdrops();
+}
+
+void PortVlanSetComputation::clearFrrConflicts() {
+  VlanIdOrNone frr = mroute_.frrVlanId();
+  bool clearFrr = !frrSeen_ && !optimize_;
+  char const * same = nullptr;
+  if (!frr) {
+    // nothing to conflict with
+  } else if (frr == mroute_.acceptingVlanId()) {
+    same = " same as iif";
+  } else if (frr == mroute_.staticFastdropVlanId()) {
+    same = " same as static fast drop";
+  } else if (frr == mroute_.notifyingVlanId()) {
+    same = " same as notifying";
+  }
+  if (same) {
+    ZET_TRACE(7, "Ignoring Frr interface: " << srt_.iifFrr() << same);
+    clearFrr = true;
+  }
+  SKEIN("frr: iif, iifFrr", srt_.iif(), srt_.iifFrr(), ", clearFrr: ", clearFrr);
+  if (!clearFrr) return;
+  mroute_.frrVlanIdIs(VlanIdOrNone());
+  mroute_.frrOifSetIs(nullptr);
+}
+
+void PortVlanSetComputation::clearMbrFastdrops() {
+  auto const & mbrVlan = mira_.mbrVlan();
+  if (mbrVlan.empty() || mroute_.acceptingVlanId() ||
+      mroute_.oifSet()->portVlanSet().portVlan().empty()) {
+    return;
+  }
+  for (auto i = mroute_.fastdrop().begin(); i; i.advance()) {
+    VlanId vid = i.key();
+    if (!mbrVlan.contains(vid)) continue;
+    mroute_.fastdropDel(vid);
+    ZET_TRACE(7, "(): cleanup fastdrop for mbr intf " << vid);
+  }
+}
+
+void PortVlanSetComputation::storeFilters() {
+  mroute_.versionIs(Keel::nextGeneration(mroute_.version()));
+  mroute_.lastSeenShoalRouteIs(srt_);
+  mira_.mrouteTable()->doUpdateVrfVlanFilter(vlanFilter_, vlanFilter_ ^ mroute_.vlanFilter());
+  mroute_.vlanFilterIs(vlanFilter_);
+  mroute_.vlanPortFilterIs(vlanPortFilter_ | expansion_.vlanPortFilter());
+  mroute_.lagFilterIs(lagFilter_ | expansion_.lagFilter());
+  mroute_.vlanGroupFilterIs(vlanGroupFilter_);
+  mroute_.fastdropDirtyIs(false);
+  mroute_.dirtyIs(false);
+}
+
+// --- Tools
+
+VlanIdOrNone PortVlanSetComputation::vlanOf(IntfId intf) const {
+  return root_.intfVlanIdTable()->intfIdToVlanId(intf);
+}
+
+// The input VLAN as a set carries it: only where the chips want it.
+VlanIdOrNone PortVlanSetComputation::inputVlanOf(VlanIdOrNone vid) const {
+  return root_.status()->needIifInOifSet() ? vid : VlanIdOrNone();
+}
+
+// The set of a special entry: the members of one VLAN, for traffic that comes in on another.
+// `chooser` goes into the choice of designated LAG members.
+PortVlanSet PortVlanSetComputation::setOfVlan(VlanIdOrNone members, VlanIdOrNone input,
+                                              VlanIdOrNone chooser) {
+  PortVlanSet set;
+  set.vlanIs(inputVlanOf(input).value());
+  set.keyKindIs(Routing::Multicast::Fib::mroute_);
+  if (members) {
+    Expansion expansion(root_, for_, set);
+    expansion.addVlanToPortVlanSet(VlanId(members));
+    expansion.doResolveAndAddLagsToPvSet(chooser, mira_.vrfName(), key_);
+    set.settle();
+    vlanPortFilter_ |= expansion.vlanPortFilter();
+    lagFilter_ |= expansion.lagFilter();
+  }
+  featureFlagIs(set);
+  return set;
+}
+
+void PortVlanSetComputation::featureFlagIs(PortVlanSet & set) {
+  auto const & helper = root_.miraHelper();
+  if (!helper) return;
+  RouteIntfIteratorConst outputs(srt_, table_);
+  set.featureFlagIs(helper->doGetMiraFeatureFlag(mira_.vrfName(), key_, set, &outputs));
+}
+
+Zet::Ptr<OifSet> PortVlanSetComputation::interned(PortVlanSet & set) {
+  set.saveHash();
+  return getOifSet(&root_, set);
+}
+
+}  // namespace Brindle

@@ -1,0 +1,110 @@
+// What a route means: from the published record and the state of the switch to the accepting VLAN,
+// the output set, the special routes and the filters by which later changes find it again.
+#pragma once
+#include "mira/Expansion.h"
+#include "mira/Mira.h"
+#include "model/Mroute.h"
+#include "model/OifSet.h"
+#include "state/ShoalFib.h"
+
+namespace Brindle {
+
+// The interned set of this content, made if it is new.
+BRINDLE_API Zet::Ptr<OifSet> getOifSet(Zet::Ptr<MiraRoot const> const & root, PortVlanSet & set);
+
+// One computation of one route; lives for the call. The full path builds the set from all outputs
+// of the record; the incremental path patches the standing set with the outputs that came and went
+// since the last computation, so that a change of one output of a thousand costs one. Both feed the
+// same loop over outputs and the same finish.
+class PortVlanSetComputation {
+ public:
+  PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> const & mroute);
+
+  // True if the route's programming changed. The route's version rises at every finished
+  // computation. A record that cannot be used now leaves the route as it is.
+  bool compute(bool allowOptimize);
+
+ private:
+  using Route = Shoal::Multicast::Fib::Route;
+  using OifIndex = Shoal::Multicast::Fib::OifIndex;
+  struct Output {
+    OifIndex index;
+    Nettle::IntfId intf;
+    Bridging::VlanIdOrNone vid;
+    U32 properties;
+    bool has(U32 property) const { return properties & property; }
+  };
+
+  Shoal::Multicast::Fib::Status const * readTable();
+
+  // The path
+  bool isUsable();
+  void choosePath(bool allowOptimize);
+  bool hasSilentMappingChange() const;
+  void patchSet();
+  bool takeOut(Route const & deletedRoute, Zet::OrderedSet<Bridging::VlanIdOrNone> & deleted);
+  void takeOutVlan(Bridging::VlanIdOrNone vid);
+  void keepRest(Zet::OrderedSet<Bridging::VlanIdOrNone> const & deleted);
+  void startAfresh();
+
+  // One output
+  bool addOutputs(Route const & outputs);
+  void addOutput(Output const & output);
+  bool addMember(Output const & output);
+  void addMemberVlan(Bridging::VlanId vid);
+  void forgetFastdrop(Output const & output);
+  void replaceFastdrop(Bridging::VlanIdOrNone vid, char const * trace);
+  void handleNotify(Output const & output);
+  void handlePersistentFastdrop(Output const & output);
+  void handleFrr(Output const & output);
+
+  // The finish
+  void traceMembers() const;
+  void addNat();
+  void refreshFastdrops();
+  void finishSet();
+  void finishFrr();
+  void storeSet();
+  void storeInputs();
+  void clearFrrConflicts();
+  void clearMbrFastdrops();
+  void storeFilters();
+
+  // Tools
+  Bridging::VlanIdOrNone vlanOf(Nettle::IntfId intf) const;
+  Bridging::VlanIdOrNone inputVlanOf(Bridging::VlanIdOrNone vid) const;
+  PortVlanSet setOfVlan(Bridging::VlanIdOrNone members, Bridging::VlanIdOrNone input,
+                        Bridging::VlanIdOrNone chooser);
+  void featureFlagIs(PortVlanSet & set);
+  Zet::Ptr<OifSet> interned(PortVlanSet & set);
+
+  Mira & mira_;
+  MiraRoot const & root_;
+  Mroute & mroute_;
+  Routing::Multicast::Fib::IpGenRouteKey const & key_;
+  bool const isPrefixKey_;  // a connected prefix: in no table
+  Route srt_;
+  Shoal::Multicast::Fib::Status const * const table_;  // the best that holds the route, or null
+
+  Nettle::EthAddr groupEth_;
+  PortVlanSet pvSet_;
+  PortVlanSet frrPvSet_;
+  Expansion::For const for_;
+  Expansion expansion_;
+  Bridging::VlanIdOrNone iifVlan_;
+  Nettle::IntfId iifIntf_;
+  U32 vlanFilter_ = 0;
+  U32 vlanPortFilter_ = 0;  // of members that stay, and of the special sets
+  U64 vlanGroupFilter_ = 0;
+  U32 lagFilter_ = 0;  // of the special sets
+  bool optimize_ = false;
+  bool changed_ = false;
+  bool failed_ = false;  // the table changed under a walk; the route stays dirty
+  bool noRpf_ = false;
+  bool acceptSeen_ = false;
+  bool notifySeen_ = false;
+  bool persistentFastdropSeen_ = false;
+  bool frrSeen_ = false;
+};
+
+}  // namespace Brindle

@@ -1,0 +1,361 @@
+// From a published route and the state of the switch to accepting VLAN, output set, special entries
+// and filters, by the full and by the incremental path.
+#include <random>
+
+#include "mira/Expansion.h"
+#include "mira/Mira.h"
+#include "tests/Switch.h"
+
+namespace Tests {
+
+using namespace Brindle;
+using Bridging::VlanId;
+
+class Computation : public Switch {
+ protected:
+  // VLANs 10 to 12: one input port; 20 and 30 with listeners.
+  void threeVlans() {
+    vlan(10, "Ethernet1");
+    vlan(20, "Ethernet2 Ethernet3");
+    vlan(30, "Ethernet3 Ethernet4");
+  }
+};
+
+TEST_F(Computation, APublishedRouteReachesTheChip) {
+  threeVlans();
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
+  settle();
+  EXPECT_EQ(entries(),
+            "(10.0.0.1, 239.1.1.1)@10 -> Ethernet2@20 Ethernet3@20 Ethernet3@30 Ethernet4@30");
+  withdraw("10.0.0.1", "239.1.1.1");
+  settle();
+  EXPECT_EQ(entries(), "");
+}
+
+TEST_F(Computation, SnoopingSpanningTreeAndRouterPortsDecideWhichPorts) {
+  vlan(10, "Ethernet1");
+  vlan(20, "Ethernet2 Ethernet3 Ethernet4 Ethernet5");
+  snoop(20);
+  router(20, "Ethernet5");
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet5@20") << "no listener: the router alone";
+  join(20, "239.1.1.1", "Ethernet2 Ethernet3");
+  block(20, "Ethernet3");
+  reviewAll();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet5@20");
+  snooping->vlanStatusIs(VlanId(20))->useVlanFloodsetIs(true);
+  reviewAll();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet4@20 Ethernet5@20");
+}
+
+TEST_F(Computation, AGroupRangeAndIpv6AreFloodedWhateverSnoopingSays) {
+  threeVlans();
+  snoop(20);
+  publish("10.0.0.1", "239.1.0.0/16", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.0.0/16"), "Ethernet2@20 Ethernet3@20");
+}
+
+class ComputationV6 : public Computation {
+ protected:
+  ComputationV6() { af = Nettle::ipv6(); }
+};
+
+TEST_F(ComputationV6, Ipv6FloodsTheVlan) {
+  threeVlans();
+  snoop(20);
+  publish("2001:db8::1", "ff05::1", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(outputs("2001:db8::1", "ff05::1"), "Ethernet2@20 Ethernet3@20");
+}
+
+TEST_F(Computation, TheInputVlanIsAnOutputOnlyIfItHasMoreThanOnePort) {
+  vlan(10, "Ethernet1");
+  vlan(11, "Ethernet2 Ethernet3");
+  publish(record("10.0.0.1", "239.1.1.1", "", "Vlan10:af"));
+  publish(record("10.0.0.1", "239.1.1.2", "", "Vlan11:af"));
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "");
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.2"), "Ethernet2@11 Ethernet3@11");
+  block(11, "Ethernet3");
+  reviewAll();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.2"), "") << "one port is left";
+}
+
+TEST_F(Computation, OfTwoAcceptingInterfacesTheFirstIsTheInput) {
+  threeVlans();
+  oifIndex("Vlan10:a", "pim.default");
+  publish(record("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20:a Vlan30:af"));
+  settle();
+  EXPECT_EQ(iifVlan("10.0.0.1", "239.1.1.1"), 10u);
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet3@30 Ethernet4@30");
+  EXPECT_EQ(mira().ignoredAccepting(), 1u);
+}
+
+TEST_F(Computation, ANoRpfInterfaceWithoutVlanStillSetsNoRpf) {
+  threeVlans();
+  ip->ipIntfStatusIs(intf("Tunnel1"))->vrfIs(L3::VrfName("default"));
+  Route route = record("10.0.0.1", "239.1.1.1", "", "Tunnel1:ar Vlan20");
+  route.iifIs(intf("Tunnel1"));
+  route.flagsIs(Route::acceptAny);
+  publish(route);
+  settle();
+  auto m = mroute("10.0.0.1", "239.1.1.1");
+  EXPECT_TRUE(m->noRpf());
+  EXPECT_EQ(m->acceptingIntfId(), intf("Tunnel1"));
+  EXPECT_EQ(entries(), "(10.0.0.1, 239.1.1.1)@0 -> Ethernet2@20 Ethernet3@20");
+  EXPECT_EQ(m->vlanFilter() & 1, 1u) << "this is how it is found when the interface gets a VLAN";
+}
+
+TEST_F(Computation, LagsAreExpandedWithoutTheirPeerPorts) {
+  vlan(10, "Ethernet1");
+  vlan(20, "Port-Channel1 Ethernet7");
+  lag("Port-Channel1", "Ethernet5 Ethernet6 PeerEthernet5");
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet5@20 Ethernet6@20 Ethernet7@20");
+  EXPECT_NE(mroute("10.0.0.1", "239.1.1.1")->lagFilter(), 0u);
+}
+
+class DesignatedLags : public Computation {
+ protected:
+  DesignatedLags() { lagOperation = lagDesignated; }
+};
+
+TEST_F(DesignatedLags, OneMemberIsChosenByVlanAndGroup) {
+  vlan(10, "Ethernet1");
+  vlan(20, "Port-Channel1 Port-Channel2");
+  lag("Port-Channel1", "Ethernet4 Ethernet5 Ethernet6 PeerEthernet5");
+  lag("Port-Channel2", "PeerEthernet9");
+  publish("10.0.0.1", "239.1.0.1", "Vlan10", "Vlan20");
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  // Pearson's hash of (10, 01:00:5e:01:00:01) is 123, of (10, 01:00:5e:01:01:01) 119.
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.0.1"), "Ethernet4@20");
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet6@20");
+}
+
+class PassedLags : public Computation {
+ protected:
+  PassedLags() { lagOperation = lagPass; }
+};
+
+TEST_F(PassedLags, PassOnlyWhereNoHelperOrTheHelperLetsThem) {
+  struct Passing : MiraHelper {
+    using MiraHelper::MiraHelper;
+    bool isIntfHwLag(Nettle::IntfId) override { return true; }
+    bool passLag(PortVlanSet const &, PortVlanSet const &, L3::VrfName const &,
+                 Key const &) override {
+      return pass;
+    }
+    bool pass = true;
+  };
+  vlan(10, "Ethernet1");
+  vlan(20, "Port-Channel1");
+  lag("Port-Channel1", "Ethernet5 Ethernet6");
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Port-Channel1@20");
+  auto helper = Zet::make<Passing>(agent->mira().get());
+  agent->mira()->miraHelperIs(helper);
+  reviewAll();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Port-Channel1@20");
+  helper->pass = false;
+  reviewAll();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet5@20 Ethernet6@20");
+}
+
+TEST_F(Computation, ALagThatIsUnknownCountsOnlyAsAnMlagWithALocalMember) {
+  vlan(10, "Ethernet1");
+  vlan(20, "Port-Channel1 Port-Channel2 PeerEthernet3");
+  mlag->intfStatusIs(intf("Port-Channel2"))->localIntfIs(intf("Ethernet9"));
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Port-Channel2@20");
+}
+
+TEST_F(Computation, ThePeerLinkStaysOutOfAFloodsetWhereNobodyNeedsIt) {
+  vlan(20, "Ethernet2 Ethernet10");
+  mlag->peerLinkIntfIs(intf("Ethernet10"));
+  mlag->activeIs(true);
+  start();
+  auto ports = [&](Routing::Multicast::Fib::RouteKeyType kind) {
+    PortVlanSet set;
+    Expansion e(*agent->mira(), {kind, {}, false}, set);
+    e.addVlanToPortVlanSet(VlanId(20));
+    set.settle();
+    return set.portVlans();
+  };
+  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 2u) << "Ethernet2 is an orphan";
+  mlag->intfStatusIs(intf("Ethernet2"))->stateIs(Mlag::IntfState::activeFull);
+  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 1u);
+  EXPECT_EQ(ports(Routing::Multicast::Fib::mroute_), 2u) << "routes always cross it";
+  bridging->vlanConfigIs(VlanId(20))->macLearningIs(true);
+  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 2u);
+  bridging->switchIntfConfigIs(intf("Ethernet2"))->floodingEnabledIs(false);
+  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 1u);
+}
+
+TEST_F(Computation, SpecialInputsGetSpecialEntries) {
+  threeVlans();
+  vlan(40, "Ethernet5 Ethernet6");
+  vlan(41, "Ethernet5");
+  vlan(42, "Ethernet5");
+  Route route = record("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan40:n Vlan41:p Vlan42:b");
+  route.notifyIs(intf("Vlan40"));
+  route.notifyProgrammableIs(true);
+  route.staticFastdropIntfIs(intf("Vlan41"));
+  route.iifFrrIs(intf("Vlan42"));
+  publish(route);
+  settle();
+  auto m = mroute("10.0.0.1", "239.1.1.1");
+  EXPECT_EQ(m->notifyingVlanId().value(), 40);
+  EXPECT_TRUE(m->notifyOifSet()->portVlanSet().toCpu());
+  EXPECT_EQ(m->staticFastdropVlanId().value(), 41);
+  EXPECT_TRUE(m->staticFastdropOifSet()->portVlanSet().fastdropSet());
+  EXPECT_EQ(m->frrVlanId().value(), 42);
+  EXPECT_EQ(m->frrOifSet()->portVlanSet().vlan(), 42);
+  EXPECT_EQ(chip().simRoute().size(), 4u);
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(entries(), "(10.0.0.1, 239.1.1.1)@10 -> Ethernet2@20 Ethernet3@20");
+}
+
+TEST_F(Computation, AFastRerouteInputThatIsAlsoTheInputIsNone) {
+  threeVlans();
+  Route route = record("10.0.0.1", "239.1.1.1", "", "Vlan10:ab Vlan20");
+  route.iifIs(intf("Vlan10"));
+  publish(route);
+  settle();
+  EXPECT_FALSE(mroute("10.0.0.1", "239.1.1.1")->frrVlanId());
+  EXPECT_EQ(chip().simRoute().size(), 1u);
+}
+
+TEST_F(Computation, StaticNatMarksTheVlansOfTheGroupButTheInput) {
+  threeVlans();
+  StaticNatIpInfo info;
+  for (U32 v : {10u, 30u, 99u}) info.vlan.insert(VlanId(v));
+  nat->ipInfoIs(Nettle::IpGenAddr("239.1.1.1"), info);
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
+  settle();
+  auto const & set = mroute("10.0.0.1", "239.1.1.1")->oifSet()->portVlanSet();
+  EXPECT_EQ(set.natVlan().size(), 1u);
+  EXPECT_TRUE(set.natVlan(VlanId(30)));
+}
+
+TEST_F(Computation, ARouteWhoseInputMovesToAnotherVrfKeepsItsOutput) {
+  threeVlans();
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  ip->ipIntfStatusIs(intf("Vlan10"))->vrfIs(L3::VrfName("blue"));
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan30");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet3@20");
+  ip->ipIntfStatusIs(intf("Vlan10"))->vrfIs(L3::VrfName("default"));
+  reviewAll();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet3@30 Ethernet4@30");
+}
+
+TEST_F(Computation, ChangedOutputsArePatchedAndAllElseIsComputedAfresh) {
+  threeVlans();
+  vlan(40, "Ethernet5");
+  auto patched = [&] { return mroute("10.0.0.1", "239.1.1.1")->optimizeStatus(); };
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  EXPECT_FALSE(patched()) << "the first computation";
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan30 Vlan40");
+  settle();
+  EXPECT_TRUE(patched());
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet3@30 Ethernet4@30 Ethernet5@40");
+  table("pim.default").oifIndexIntfIs(oifIndex("Vlan30", "pim.default"), {intf("Vlan20"), 1});
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan30");
+  settle();
+  EXPECT_FALSE(patched()) << "the index of Vlan30 now means Vlan20";
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet3@20");
+}
+
+TEST_F(Computation, AnIndexWithoutInterfaceLeavesTheRouteDirtyUntilTheNextPublication) {
+  threeVlans();
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  Route route = record("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
+  table("pim.default").oifIndexIntfIs(oifIndex("Vlan30", "pim.default"), {});
+  publish(route);
+  settle();
+  EXPECT_TRUE(mroute("10.0.0.1", "239.1.1.1")->dirty());
+  table("pim.default").oifIndexIntfIs(oifIndex("Vlan30", "pim.default"), {intf("Vlan30"), 1});
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan30");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet3@30 Ethernet4@30");
+}
+
+// Random publications: after each burst the patched sets and filters are those of a full
+// computation.
+TEST_F(Computation, PatchingAndComputingAfreshAgree) {
+  std::mt19937 random(42);
+  vlan(10, "Ethernet1");
+  for (U32 v = 20; v < 60; ++v) {
+    std::string ports = "Ethernet" + std::to_string(v) + " Ethernet" + std::to_string(v % 7 + 2);
+    vlan(v, ports);
+    if (v % 3 == 0) join(v, "239.1.1.1", "Ethernet" + std::to_string(v));
+  }
+  U32 patched = 0;
+  for (int round = 0; round < 150; ++round) {
+    std::string outs;
+    for (U32 v = 20; v < 60; ++v) {
+      if (random() % 8 == 0) outs += " Vlan" + std::to_string(v);
+    }
+    if (random() % 10 == 0) outs += " Vlan21:n";
+    bool both = random() % 2;
+    publish("10.0.0.1", "239.1.1.1", "Vlan10", outs);
+    if (both) publish("10.0.0.2", "239.1.1.1", "Vlan10", outs);
+    settle();
+    auto m = mroute("10.0.0.1", "239.1.1.1");
+    patched += m->optimizeStatus();
+    std::string set = outputs("10.0.0.1", "239.1.1.1");
+    U32 portFilter = m->vlanPortFilter();
+    reviewAll();
+    ASSERT_EQ(set, outputs("10.0.0.1", "239.1.1.1")) << "round " << round << ":" << outs;
+    ASSERT_EQ(portFilter, m->vlanPortFilter());
+  }
+  EXPECT_GT(patched, 100u) << "the cheap path must have run";
+  EXPECT_EQ(tables->oifSet().size(),
+            1u + (outputs("10.0.0.2", "239.1.1.1") != "-" &&
+                  outputs("10.0.0.2", "239.1.1.1") != outputs("10.0.0.1", "239.1.1.1")));
+}
+
+TEST_F(Computation, EqualSetsAreOneAndGoWithTheLastRoute) {
+  threeVlans();
+  for (int i = 1; i <= 50; ++i) {
+    publish("10.0.0." + std::to_string(i), "239.1.1.1", "Vlan10", "Vlan20");
+  }
+  settle();
+  EXPECT_EQ(tables->oifSet().size(), 1u);
+  EXPECT_EQ(mroute("10.0.0.1", "239.1.1.1")->oifSet(), mroute("10.0.0.50", "239.1.1.1")->oifSet());
+}
+
+TEST(ExpansionTools, GroupsHaveTheirMacAddresses) {
+  auto text = [](char const * group) {
+    return Zet::textOf(ethAddrFromIpAddr(Nettle::IpGenAddr(group)));
+  };
+  EXPECT_EQ(text("239.129.1.2"), "01:00:5e:01:01:02") << "the low 23 bits";
+  EXPECT_EQ(text("ff05::1:2"), "33:33:00:01:00:02");
+  EXPECT_DEATH(ethAddrFromIpAddr(Nettle::IpGenAddr()), "Unknown Address family");
+}
+
+TEST_F(Computation, APrefixGroupIsOfRoutesOnlyAndEvpnSetsAreNotExpanded) {
+  vlan(20, "Ethernet2");
+  start();
+  noRecheck("nothing is published");
+  PortVlanSet set;
+  using namespace Routing::Multicast::Fib;
+  Expansion prefix(*agent->mira(), {vlanFloodset_, {}, true}, set);
+  EXPECT_DEATH(prefix.addVlanToPortVlanSet(VlanId(20)),
+               "!isPrefixGroup .. forwardingType == Routing::Multicast::Fib::mroute_");
+  Expansion evpn(*agent->mira(), {evpnMultihomeFloodset_, {}, false}, set);
+  EXPECT_DEATH(evpn.addVlanToPortVlanSet(VlanId(20)),
+               "forwardingType != Routing::Multicast::Fib::evpnMultihomeFloodset_");
+}
+
+}  // namespace Tests

@@ -1,0 +1,186 @@
+// The review loop: its slices, its bookmarks, its queue and its ring walk.
+#include <limits>
+
+#include "mira/Mira.h"
+#include "tests/Switch.h"
+
+namespace Tests {
+
+using namespace Brindle;
+
+class Review : public Switch {
+ protected:
+  void SetUp() override {
+    vlan(10, "Ethernet1");
+    vlan(20, "Ethernet2");
+    vlan(30, "Ethernet3");
+    chips(1, 100000, 1000000);
+    start();
+  }
+  void publishMany(U32 count, char const * outs = "Vlan20") {
+    for (U32 i = 0; i < count; ++i) publish(source(i), "239.1.1.1", "Vlan10", outs);
+  }
+  static std::string source(U32 i) {
+    return "10.1." + std::to_string(i / 250) + "." + std::to_string(i % 250 + 1);
+  }
+  U64 recomputations() { return routes().recomputations(); }
+};
+
+TEST_F(Review, ASliceEndsAfterItsQuantumAndTheNextGoesOn) {
+  publishMany(1000);
+  settle();
+  U64 before = recomputations();
+  publishMany(1000, "Vlan30");
+  clock->readCostIs(0.001);  // 50 reads a slice, one for each ten routes
+  clock->nowIs(clock->shown());
+  U64 first = recomputations() - before;
+  EXPECT_GE(first, 450u);
+  EXPECT_LE(first, 520u);
+  EXPECT_TRUE(mira().reviewInProgress());
+  EXPECT_TRUE(mira().reviewPending());
+  clock->readCostIs(0);
+  settle();
+  EXPECT_EQ(recomputations() - before, 1000u) << "each route once";
+  EXPECT_FALSE(mira().reviewInProgress());
+  EXPECT_EQ(chip().simRoute().size(), 1000u);
+}
+
+TEST_F(Review, AChangeBetweenSlicesMovesTheEndOfThePass) {
+  publishMany(2000);
+  settle();
+  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(20));
+  clock->readCostIs(0.001);
+  clock->nowIs(clock->shown());
+  ASSERT_TRUE(mira().reviewInProgress());
+  EXPECT_NE(mira().currentBookmark(), Key());
+  U32 review = mira().review();
+  clock->readCostIs(0);
+  U64 before = recomputations();
+  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(20));
+  settle();
+  EXPECT_EQ(recomputations() - before, 2000u) << "the whole table once more";
+  EXPECT_GT(mira().review(), review);
+}
+
+TEST_F(Review, OnlyRoutesThatTheMarksMeetAreComputed) {
+  publishMany(100);
+  for (U32 i = 100; i < 150; ++i) publish(source(i), "239.1.1.1", "Vlan10", "Vlan30");
+  settle();
+  U64 before = recomputations();
+  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(30));
+  settle();
+  EXPECT_EQ(recomputations() - before, 50u);
+  before = recomputations();
+  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(31));
+  settle();
+  EXPECT_EQ(recomputations(), before);
+  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(30 + 32));
+  U64 noChange = routes().noChangeRecomputations();
+  settle();
+  EXPECT_EQ(recomputations() - before, 50u) << "62 shares its bit with 30";
+  EXPECT_EQ(routes().noChangeRecomputations() - noChange, 50u);
+}
+
+TEST_F(Review, AnOverflowingQueueLosesNeitherChangesNorDeletions) {
+  constexpr U32 routeCount = Mira::dirtyMrouteLimit + 50;
+  auto reviewNow = [this] {
+    EXPECT_EQ(mira().dirtyMrouteMetadata().size(), Mira::dirtyMrouteLimit);
+    mira().reviewDisabledIs(false);
+    mira().doKickReview();
+    settle();
+  };
+  settle();
+  mira().reviewDisabledIs(true);
+  publishMany(routeCount);
+  reviewNow();
+  EXPECT_EQ(chip().simRoute().size(), routeCount);
+  mira().reviewDisabledIs(true);
+  for (U32 i = 0; i < routeCount; ++i) withdraw(source(i), "239.1.1.1");
+  reviewNow();
+  EXPECT_EQ(routes().mroute().size(), 0u);
+  EXPECT_EQ(entries(), "");
+}
+
+TEST_F(Review, RoutesMayGoUnderBothEndsOfTheWalk) {
+  publishMany(3000);
+  settle();
+  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(20));
+  clock->readCostIs(0.001);
+  for (U32 i = 0; i < 3000; i += 2) {
+    if (i % 300 == 0) clock->nowIs(clock->shown() + 0.001);
+    withdraw(source(i), "239.1.1.1");
+  }
+  clock->readCostIs(0);
+  settle();
+  EXPECT_EQ(chip().simRoute().size(), 1500u);
+}
+
+TEST_F(Review, GenerationsSkipZero) {
+  publishMany(5);
+  settle();
+  mira().reviewIs(std::numeric_limits<U32>::max());
+  reviewAll();
+  EXPECT_GE(mira().review(), 1u);
+  EXPECT_LE(mira().review(), 3u);
+  auto m = mroute(source(0), "239.1.1.1");
+  m->versionIs(std::numeric_limits<U32>::max());
+  reviewAll();
+  EXPECT_EQ(m->version(), 1u);
+}
+
+TEST_F(Review, ReviewInfoHoldsTheVrfWhileAPassRuns) {
+  publishMany(2000);
+  clock->readCostIs(0.001);
+  clock->nowIs(clock->shown());
+  ASSERT_TRUE(mira().reviewInProgress());
+  EXPECT_EQ(reviewInfo->review(L3::VrfName("default")), mira().review());
+  clock->readCostIs(0);
+  settle();
+  EXPECT_EQ(reviewInfo->review(L3::VrfName("default")), 0u);
+}
+
+TEST_F(Review, ABatchEndsWithEachPass) {
+  status->batchEnabledIs(true);
+  publishMany(10);
+  U32 before = routes().mrouteBatchVersion();
+  settle();
+  EXPECT_EQ(routes().mrouteBatchVersion(), before + 1);
+}
+
+TEST_F(Review, AVrfDrainsOverSeveralSlicesAndMayComeBack) {
+  vrf("blue");
+  vlan(50, "Ethernet5", "blue");
+  vlan(60, "Ethernet6", "blue");
+  for (U32 i = 0; i < 3000; ++i) {
+    publish(record(source(i), "239.1.1.1", "Vlan50", "Vlan60", "pim.blue"), "pim.blue");
+  }
+  settle();
+  EXPECT_EQ(chip().simRoute().size(), 3000u);
+  clock->readCostIs(0.001);
+  vrfs->vrfDel(L3::VrfName("blue"));
+  clock->nowIs(clock->shown());
+  U32 left = chip().simRoute().size();
+  EXPECT_GT(left, 0u);
+  EXPECT_LT(left, 3000u);
+  vrfs->vrfIs(L3::VrfName("blue"));
+  clock->readCostIs(0);
+  settle();
+  EXPECT_EQ(chip().simRoute().size(), 3000u) << "the tables still hold them";
+  vrfs->vrfDel(L3::VrfName("blue"));
+  settle();
+  EXPECT_EQ(agent->mira()->mira(L3::VrfName("blue")), nullptr);
+  EXPECT_EQ(tables->vrfMrouteTable(L3::VrfName("blue")), nullptr);
+}
+
+TEST_F(Review, TheUnionOfFiltersForgetsABitWithItsLastRoute) {
+  publish(source(1), "239.1.1.1", "Vlan10", "Vlan20");
+  publish(source(2), "239.1.1.1", "Vlan10", "Vlan30");
+  settle();
+  EXPECT_EQ(routes().vlanFilter(), 1u << 10 | 1u << 20 | 1u << 30);
+  withdraw(source(2), "239.1.1.1");
+  publish(source(1), "239.1.1.1", "Vlan10", "");
+  settle();
+  EXPECT_EQ(routes().vlanFilter(), 1u << 10);
+}
+
+}  // namespace Tests

@@ -1,0 +1,411 @@
+#include "tests/Switch.h"
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+
+#include "mira/Expansion.h"
+#include "platform/ActivityManager.h"
+
+namespace Tests {
+
+using namespace Brindle;
+using Bridging::VlanId;
+using Nettle::IntfId;
+using Shoal::Multicast::Fib::OifIndex;
+
+std::vector<std::string> words(std::string_view text) {
+  std::istringstream in{std::string(text)};
+  return {std::istream_iterator<std::string>(in), {}};
+}
+
+IntfId intf(std::string_view name) { return IntfId(name); }
+
+Key key(std::string_view source, std::string_view group) {
+  auto prefix = [](std::string_view text) {
+    if (text.find('/') != text.npos) return Nettle::IpGenPrefix(text);
+    return Nettle::IpGenPrefix(Nettle::IpGenAddr(text));
+  };
+  bool v6 = group.find(':') != group.npos;
+  return Key(prefix(source == "*" ? (v6 ? "::/0" : "0.0.0.0/0") : source), prefix(group));
+}
+
+namespace {
+
+L3::VrfName vrfName(std::string_view name) { return L3::VrfName(name); }
+
+std::string joined(std::vector<std::string> texts, char const * between, bool sorted) {
+  if (sorted) std::sort(texts.begin(), texts.end());
+  std::string out;
+  for (auto const & t : texts) out += (out.empty() ? "" : between) + t;
+  return out;
+}
+
+std::string text(PortVlanSet const & set) {
+  std::vector<std::string> members;
+  for (PortVlan const & pv : set.portVlan().items()) {
+    members.push_back(std::string(pv.port.view()) + "@" + std::to_string(pv.outLif.value()));
+  }
+  if (set.toCpu()) members.push_back("cpu");
+  return joined(members, " ", false);
+}
+
+U8 properties(std::string_view letters) {
+  static std::map<char, U8> const bit{{'f', 1}, {'a', 2}, {'n', 4}, {'r', 8}, {'p', 16}, {'b', 32}};
+  U8 bits = 0;
+  for (char c : letters) bits |= bit.at(c);
+  return bits;
+}
+
+}  // namespace
+
+Switch::Switch()
+    : clock(Zet::make<Zet::SimClock>(1000)),
+      fabric(Zet::make<SimFabric>(Zet::Name("fabric"))),
+      tables(Zet::make<MrouteTableColl>()),
+      programmer(Zet::make<MrouteProgrammer>(Zet::Name("programmer"))),
+      agent(Zet::make<Agent>(Zet::Name("agent"))),
+      topology(Zet::make<Bridging::Topology::Config>()),
+      vlans(Zet::make<Bridging::VlanStatusDir>()),
+      bridging(Zet::make<Bridging::Config>()),
+      snooping(Zet::make<Bridging::IgmpSnooping::Status>()),
+      lags(Zet::make<Interface::EthLagIntfStatusDir>()),
+      mlag(Zet::make<Mlag::Status>()),
+      ip(Zet::make<Ip::Status>()),
+      vrfs(Zet::make<Ip::AllVrfStatusLocal>()),
+      intfVlans(Zet::make<IntfVlanId::Table>()),
+      vrfConfig(Zet::make<Routing::Multicast::Fib::VrfConfig>()),
+      status(Zet::make<Routing::Multicast::Fib::Hardware::Status>()),
+      pimIntf(Zet::make<Routing::Multicast::Fib::PimIntf::Status>()),
+      mbr(Zet::make<Routing::Multicast::Fib::MbrIntf>()),
+      sparse(Zet::make<Routing::Multicast::Fib::SparseModeStatus>()),
+      pimEnabled(Zet::make<PimEnabled>()),
+      nat(Zet::make<StaticNatInfo>()),
+      reviewInfo(Zet::make<ReviewInfo>()),
+      routingInfo(Zet::make<Zet::Dir>()) {
+  Zet::activityManager()->clockIs(clock);
+  status->hwRoutingIs(true);
+  intfVlans->ipStatusIs(ip);
+  chips(1);
+}
+
+Switch::~Switch() {
+  agent->miraDel();
+  programmer->rootSmDel();
+  Zet::activityManager()->clockIs(nullptr);
+}
+
+// --- The world
+
+void Switch::vrf(std::string_view name) {
+  vrfs->vrfIs(vrfName(name));
+  vrfConfig->configIs(vrfName(name))->routingIs(true);
+  auto info = Zet::make<Routing::RoutingGenInfo>(Zet::Name(name));
+  info->routingIs(true);
+  routingInfo->entityIs(Zet::Name(name), info);
+}
+
+void Switch::chips(U32 count, U32 routes, U32 slots) {
+  for (U32 i = 0; i < count; ++i) {
+    auto c = fabric->chipIs(Zet::Name("chip" + std::to_string(i)), i);
+    c->routeTotalIs(routes);
+    c->pvTotalIs(slots);
+    c->pvNumFreeIs(slots);
+  }
+}
+
+void Switch::start() {
+  if (agent->mira()) return;
+  vrf("default");
+  tables->afIs(af);
+  programmer->rootSmIs({.clock = clock,
+                        .fabric = fabric,
+                        .mrouteTableColl = tables,
+                        .mfib = status,
+                        .intfVlanIdTable = intfVlans});
+  agent->miraIs({
+      .mrouteTableColl = tables,
+      .clock = clock,
+      .brTopo = topology,
+      .vlanStatusDir = vlans,
+      .lagStatusDir = lags,
+      .snoopingStatus = snooping,
+      .mfibVrfConfig = vrfConfig,
+      .status = status,
+      .fastdropClock = clock,
+      .fastdropLogClock = clock,
+      .intfVlanIdTable = intfVlans,
+      .lagOperation = lagOperation,
+      .pimEnabled = pimEnabled,
+      .routingInfoDir = routingInfo,
+      .mlagStatus = mlag,
+      .brConfig = bridging,
+      .staticNatInfo = nat,
+      .reviewInfo = reviewInfo,
+      .allVrfStatusLocal = vrfs,
+      .ipStatus = ip,
+      .pimIntfStatus = pimIntf,
+      .portPropertyMask = portPropertyMask,
+      .mbrIntf = mbr,
+      .sparseModeStatus = sparse,
+  });
+  auto entities = Zet::make<Quay::EntityManager>();
+  entities->entityIs("interface/config/subintf", Zet::make<Interface::SubIntfConfigDir>());
+  agent->mira()->entityManagerIs(entities);
+}
+
+// --- Bridging
+
+void Switch::vlan(U32 vid, std::string_view ports, std::string_view vrfText) {
+  VlanId v(vid);
+  vlans->vlanStatusIs(v);
+  auto topo = topology->topoConfigIs(Zet::String("vlan" + std::to_string(vid)));
+  topology->vidToTopoMapIs(v, topo);
+  IntfId svi = IntfId::ofVlan(v);
+  ip->ipIntfStatusIs(svi)->vrfIs(vrfName(vrfText));
+  intfVlans->internalVlanIdIs(svi, v);
+  auto up = vlans->vlanStatusIs(v);
+  for (auto const & p : words(ports)) {
+    up->vlanPortStatusIs(intf(p), {Bridging::VlanPortMode::untagged});
+    for (U32 i = 0; i < fabric->chip().size(); ++i) {
+      chip("chip" + std::to_string(i)).portIs(intf(p), true);
+    }
+  }
+  forward(vid, ports);
+}
+
+void Switch::noVlan(U32 vid) {
+  VlanId v(vid);
+  vlans->vlanStatusDel(v);
+  topology->vidToTopoMapDel(v);
+}
+
+void Switch::tag(U32 vid, std::string_view ports) {
+  for (auto const & p : words(ports)) {
+    vlans->vlanStatusIs(VlanId(vid))->vlanPortStatusIs(intf(p), {Bridging::VlanPortMode::tagged});
+  }
+}
+
+static void portState(Bridging::Topology::Config & topology, U32 vid, std::string_view ports,
+                      Bridging::Topology::PortState state) {
+  auto topo = topology.topoConfigIs(Zet::String("vlan" + std::to_string(vid)));
+  for (auto const & p : words(ports)) topo->topoPortConfigIs(intf(p))->stateIs(state);
+}
+
+void Switch::block(U32 vid, std::string_view ports) {
+  portState(*topology, vid, ports, Bridging::Topology::PortState::discarding);
+}
+
+void Switch::forward(U32 vid, std::string_view ports) {
+  portState(*topology, vid, ports, Bridging::Topology::PortState::forwarding);
+}
+
+void Switch::routedPort(std::string_view name, U32 internalVlan, std::string_view vrfText) {
+  vlan(internalVlan, name, vrfText);
+  ip->ipIntfStatusDel(IntfId::ofVlan(VlanId(internalVlan)));
+  intfVlans->internalVlanIdDel(IntfId::ofVlan(VlanId(internalVlan)));
+  ip->ipIntfStatusIs(intf(name))->vrfIs(vrfName(vrfText));
+  intfVlans->internalVlanIdIs(intf(name), VlanId(internalVlan));
+}
+
+void Switch::snoop(U32 vid) { snooping->vlanStatusIs(VlanId(vid)); }
+
+static Nettle::EthAddr mac(std::string_view group) {
+  return ethAddrFromIpAddr(Nettle::IpGenAddr(group));
+}
+
+void Switch::join(U32 vid, std::string_view group, std::string_view ports) {
+  auto g = snooping->vlanStatusIs(VlanId(vid))->ethGroupIs(mac(group));
+  for (auto const & p : words(ports)) g->intfIs(intf(p), true);
+}
+
+void Switch::leave(U32 vid, std::string_view group, std::string_view ports) {
+  auto g = snooping->vlanStatusIs(VlanId(vid))->ethGroupIs(mac(group));
+  for (auto const & p : words(ports)) g->intfDel(intf(p));
+}
+
+void Switch::router(U32 vid, std::string_view ports) {
+  for (auto const & p : words(ports)) {
+    snooping->vlanStatusIs(VlanId(vid))->routerIntfIs(intf(p), true);
+  }
+}
+
+void Switch::lag(std::string_view name, std::string_view members) {
+  auto l = lags->intfStatusIs(intf(name));
+  for (auto const & m : words(members)) l->memberIs(intf(m), true);
+}
+
+// --- Publishing
+
+LocalTable & Switch::table(std::string_view name) {
+  start();
+  auto & t = table_[std::string(name)];
+  if (!t) {
+    t = Zet::make<LocalTable>();
+    auto vrf = vrfName(name.substr(name.find('.') + 1));
+    agent->mira()->shoalDir()->shoalCollIs(vrf)->shoalPtrIs(t.get(), t);
+  }
+  return *t;
+}
+
+OifIndex Switch::oifIndex(std::string_view out, std::string_view tableName) {
+  std::string key = std::string(tableName) + " " + std::string(out);
+  auto [it, isNew] = oifIndex_.try_emplace(key, static_cast<U16>(oifIndex_.size()));
+  if (isNew) {
+    size_t colon = out.find(':');
+    U8 bits = colon == out.npos ? properties("f") : properties(out.substr(colon + 1));
+    table(tableName).oifIndexIntfIs(OifIndex{it->second}, {intf(out.substr(0, colon)), bits});
+  }
+  return OifIndex{it->second};
+}
+
+Switch::Route Switch::record(std::string_view source, std::string_view group, std::string_view iif,
+                             std::string_view outs, std::string_view tableName) {
+  Route route(key(source, group));
+  route.iifIs(intf(iif));
+  if (!iif.empty()) route.oifIs(oifIndex(std::string(iif) + ":a", tableName), true);
+  for (auto const & out : words(outs)) route.oifIs(oifIndex(out, tableName), true);
+  return route;
+}
+
+void Switch::publish(Route const & route, std::string_view tableName) {
+  table(tableName).routeIs(route);
+}
+
+void Switch::publish(std::string_view source, std::string_view group, std::string_view iif,
+                     std::string_view outs) {
+  publish(record(source, group, iif, outs));
+}
+
+void Switch::withdraw(std::string_view source, std::string_view group, std::string_view tableName) {
+  table(tableName).routeDel(key(source, group));
+}
+
+// --- Time
+
+void Switch::settle(double seconds) {
+  start();
+  double const end = clock->shown() + seconds;
+  while (clock->earliest() <= end) clock->nowIs(std::max(clock->earliest(), clock->shown()));
+}
+
+void Switch::reviewAll() {
+  for (auto & m : agent->mira()->mira()) m.doMarkAllVlansDirty();
+  settle();
+}
+
+// --- What stands
+
+MrouteTable & Switch::routes(std::string_view vrfText) {
+  return *tables->vrfMrouteTable(vrfName(vrfText));
+}
+
+Mira & Switch::mira(std::string_view vrfText) {
+  start();
+  return *agent->mira()->mira(vrfName(vrfText));
+}
+
+SimSwitchChip & Switch::chip(std::string_view name) { return *fabric->chip(Zet::Name(name)); }
+
+Zet::Ptr<Mroute> Switch::mroute(std::string_view source, std::string_view group,
+                                std::string_view vrfText) {
+  return routes(vrfText).mroute(key(source, group));
+}
+
+std::string Switch::outputs(std::string_view source, std::string_view group,
+                            std::string_view vrfText) {
+  auto m = mroute(source, group, vrfText);
+  if (!m) return "-";
+  return m->oifSet() ? text(m->oifSet()->portVlanSet()) : "not computed";
+}
+
+U32 Switch::iifVlan(std::string_view source, std::string_view group, std::string_view vrfText) {
+  auto m = mroute(source, group, vrfText);
+  return m ? m->acceptingVlanId().value() : 0;
+}
+
+std::string Switch::entries(std::string_view chipName) {
+  std::vector<std::string> out;
+  for (auto & route : chip(chipName).simRoute()) {
+    auto const & k = route.key();
+    std::string entry = k.sg.pretty() + "@" + std::to_string(k.vlanId.value()) + " -> ";
+    auto const & set = route.simMtableOifSet();
+    entry += set ? text(set->oifSet()->portVlanSet()) : "no set";
+    if (!route.activated()) entry += " inactive";
+    out.push_back(entry);
+  }
+  return joined(out, "; ", true);
+}
+
+// --- The free checks
+
+std::string Switch::all() {
+  std::string out;
+  for (auto const & c : fabric->chip()) {
+    out += std::string(c.key.view()) + ": " + entries(c.key.view()) + "\n";
+  }
+  for (auto & t : tables->vrfMrouteTable()) {
+    std::vector<std::string> sets;
+    for (auto & m : t.mroute()) {
+      sets.push_back(m.key().pretty() + " " +
+                     (m.oifSet() ? m.oifSet()->portVlanSet().pretty() : "not computed"));
+    }
+    out += joined(sets, "\n", true);
+  }
+  return out;
+}
+
+void Switch::checkRecheck() {
+  std::string before = all();
+  reviewAll();
+  EXPECT_EQ(before, all()) << "computing everything again changed something";
+}
+
+void Switch::checkHwFlags() {
+  // What is active on each chip.
+  std::vector<std::set<std::pair<Key, U16>>> active;
+  for (auto const & c : fabric->chip()) {
+    auto & here = active.emplace_back();
+    for (auto const & r : chip(c.key.view()).simRoute()) {
+      if (r.activated()) here.emplace(r.key().sg, r.key().vlanId.value());
+    }
+  }
+  for (auto & vrfStatus : status->vrfStatus()) {
+    for (auto & routeStatus : vrfStatus.route()) {
+      auto const & k = routeStatus.key();
+      auto m = tables->vrfMrouteTable(vrfStatus.key())->mroute(k);
+      if (!m || !m->acceptingVlanId()) continue;
+      bool everywhere = std::all_of(active.begin(), active.end(), [&](auto & here) {
+        return here.contains({k, m->acceptingVlanId().value()});
+      });
+      EXPECT_EQ(routeStatus.hwFlags() == 0, everywhere) << k.pretty();
+    }
+  }
+}
+
+void Switch::checkTeardown() {
+  for (auto & [name, t] : table_) {
+    std::vector<Key> keys;
+    for (auto i = t->routeBegin(); i; i.advance()) keys.push_back(i.key());
+    for (Key const & k : keys) t->routeDel(k);
+  }
+  settle();
+  for (auto const & c : fabric->chip()) {
+    SimSwitchChip & sim = chip(c.key.view());
+    EXPECT_EQ(entries(c.key.view()), "") << "entries are left";
+    EXPECT_EQ(sim.pvNumFree(), sim.pvTotal()) << "sets are left";
+  }
+  EXPECT_EQ(tables->oifSet().size(), 0u) << "output sets are left";
+}
+
+void Switch::TearDown() {
+  if (!agent->mira()) return;
+  settle();
+  if (!noRecheck_) {
+    checkRecheck();
+    checkHwFlags();
+  }
+  if (!noTeardownCheck_) checkTeardown();
+}
+
+}  // namespace Tests
