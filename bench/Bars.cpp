@@ -1,0 +1,226 @@
+// Brindle's benchmarks: what each bar of performance asks, measured.
+//
+//   brindle-bench                   times and memory, a line each (see bench/run for the table)
+//   brindle-bench count WHAT ...    runs one piece of work, for instruction counts by callgrind(1)
+//
+// Times are judged as ratios within one run, on the second load of a process: the first one pays
+// for the pages. Instruction counts repeat exactly.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "bench/KernelMfc.h"
+#include "bench/Uncounted.h"
+#include "bench/World.h"
+
+namespace Bench {
+
+namespace {
+
+double seconds(std::function<void()> const & work) {
+  auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Private memory of the process in bytes (proc(5), smaps_rollup).
+double privateBytes() {
+  std::ifstream in("/proc/self/smaps_rollup");
+  double kilobytes = 0;
+  for (std::string line; std::getline(in, line);) {
+    if (line.starts_with("Private_"))
+      kilobytes += std::atof(line.substr(line.find(':') + 1).c_str());
+  }
+  return kilobytes * 1024;
+}
+
+// One line of the report, for bench/run: name, figure, unit.
+void report(std::string const & name, double figure, char const * unit) {
+  std::printf("%s\t%.4g\t%s\n", name.c_str(), figure, unit);
+  std::fflush(stdout);
+}
+
+// Seconds a route of a second load: publish, take in, compute, program.
+double secondsToLoad(World & world, U32 routes) {
+  double best = 1e9;
+  for (int round = 0; round < 3; ++round) {
+    world.publish(0, routes);
+    double took = seconds([&] { world.drain(); });
+    if (round > 0) best = std::min(best, took / routes);
+    world.withdraw(0, routes);
+    world.drain();
+  }
+  return best;
+}
+
+void loads() {
+  for (bool simulated : {false, true}) {
+    World world({.simulatedChips = simulated});
+    for (U32 routes : {1000u, 10000u, 100000u, 1000000u}) {
+      std::string name =
+          std::string(simulated ? "load-simulated " : "load ") + std::to_string(routes);
+      report(name, secondsToLoad(world, routes) * 1e9, "ns/route");
+    }
+  }
+}
+
+void kernel() {
+  for (U32 routes : {10000u, 100000u}) {
+    KernelMfc mfc(8);
+    if (!mfc.refusal().empty()) {
+      std::printf("kernel\t%s\t\n", mfc.refusal().c_str());
+      return;
+    }
+    report("kernel " + std::to_string(routes), mfc.secondsToLoad(routes) * 1e9, "ns/route");
+  }
+}
+
+void memory() {
+  constexpr U32 routes = 100000;
+  std::map<U32, double> perRoute;
+  for (U32 chips : {1u, 2u}) {
+    World world({.chips = chips});
+    world.publish(0, 100);
+    world.drain();
+    double before = privateBytes();
+    world.publish(100, routes);
+    world.drain();
+    perRoute[chips] = (privateBytes() - before) / routes;
+  }
+  report("memory route", perRoute[1], "bytes");
+  report("memory chip", perRoute[2] - perRoute[1], "bytes");
+}
+
+void turns() {
+  constexpr U32 routes = 1000000;
+  World world({});
+  double longest = 0;
+  // The routes arrive while the loop runs, as from a busy protocol.
+  for (U32 first = 0; first < routes; first += 5000) {
+    world.publish(first, 5000);
+    longest = std::max(longest, world.drain());
+  }
+  report("turn", longest * 1e3, "ms");
+  double walk = 1e9;
+  for (int round = 0; round < 3; ++round) walk = std::min(walk, seconds([&] { world.walk(); }));
+  report("walk", walk / routes * 1e9, "ns/route");
+  report("turn full-walk",
+         seconds([&] {
+           world.mira().doMarkAllVlansDirty();
+           world.drain();
+         }) / routes *
+             1e9,
+         "ns/route");
+}
+
+void patch() {
+  World world({.vlans = 512, .portsPerVlan = 1});
+  double patched = 1e9, full = 1e9;
+  world.publish(0, 1);
+  world.drain();
+  for (U32 round = 0; round < 50; ++round) {
+    world.publish(0, 1, round % 2 ? 512 : 511);
+    patched = std::min(patched, seconds([&] { world.drain(); }));
+  }
+  world.mira().optimizeComputePortVlanSetIs(false);
+  for (U32 round = 0; round < 50; ++round) {
+    world.publish(0, 1, round % 2 ? 512 : 511);
+    full = std::min(full, seconds([&] { world.drain(); }));
+  }
+  report("patch", patched * 1e9, "ns");
+  report("patch full", full * 1e9, "ns");
+}
+
+void unchanged() {
+  constexpr U32 routes = 100000;
+  World world({});
+  double load = secondsToLoad(world, routes);
+  world.publish(0, routes);
+  world.drain();
+  CountingChip & chip = world.chip();
+  U64 before[] = {chip.setAllocations, chip.routeAllocations, chip.setSets, chip.activations,
+                  chip.deletions};
+  double walk = seconds([&] {
+    world.mira().doMarkAllVlansDirty();
+    world.review();
+  });
+  report("unchanged", walk / routes / load, "x a load");
+  report("unchanged sets", double(chip.setAllocations - before[0]) / routes, "a route");
+  report("unchanged entries",
+         double(chip.routeAllocations - before[1] + chip.activations - before[3] + chip.deletions -
+                before[4]) /
+             routes,
+         "a route");
+  report("unchanged pointed", double(chip.setSets - before[2]) / routes, "a route");
+}
+
+void chips() {
+  World one({.chips = 1});
+  World fifteen({.chips = 15});
+  double a = secondsToLoad(one, 20000);
+  double b = secondsToLoad(fifteen, 20000);
+  report("chips 15", b / a, "x one");
+}
+
+// --- Pieces of work for callgrind, which counts between the toggles only
+
+using Counted = Uncounted;  // the collection starts switched off: the first toggle switches it on
+
+void count(std::string const & what, U32 n) {
+  U32 chipCount = what == "load-15" ? 15 : 1;
+  bool wide = what.starts_with("patch");
+  World world({.vlans = wide ? 512u : 8u,
+               .portsPerVlan = wide ? 1u : 4u,
+               .chips = chipCount,
+               .simulatedChips = what == "load-simulated"});
+  world.publish(0, n);
+  if (what == "ingest-create") {
+    Counted counted;
+    world.ingest();
+  } else if (what.starts_with("load")) {
+    Counted counted;
+    world.drain();
+  } else {
+    world.drain();
+    if (what == "ingest-update") {
+      world.publish(0, n, 7);
+      Counted counted;
+      world.ingest();
+    } else if (what == "walk") {
+      Counted counted;
+      world.walk();
+    } else if (wide) {
+      world.mira().optimizeComputePortVlanSetIs(what == "patch");
+      for (U32 i = 0; i < 8; ++i) {
+        world.publish(0, n, i % 2 ? 512 : 511);
+        Counted counted;
+        world.drain();
+      }
+    }
+  }
+  world.drain();
+}
+
+}  // namespace
+
+}  // namespace Bench
+
+int main(int argc, char ** argv) {
+  using namespace Bench;
+  if (argc == 4 && std::strcmp(argv[1], "count") == 0) {
+    count(argv[2], static_cast<U32>(std::atoi(argv[3])));
+    return 0;
+  }
+  std::pair<char const *, void (*)()> const parts[] = {
+      {"loads", loads}, {"kernel", kernel}, {"memory", memory},      {"turns", turns},
+      {"patch", patch}, {"chips", chips},   {"unchanged", unchanged}};
+  for (auto & [name, part] : parts) {
+    if (argc == 1 || std::strcmp(argv[1], name) == 0) part();
+  }
+}
