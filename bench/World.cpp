@@ -51,7 +51,7 @@ void CountingChip::doAllocateMtableOifSet(Zet::Ptr<OifSet const> const &) {
 
 void CountingChip::doAllocateRoute(Key const &, Bridging::VlanIdOrNone, bool,
                                    Zet::Ptr<MtableOifSet> const &, bool, bool,
-                                   Shoal::Multicast::Fib::RpaIndex, L3::VrfName const &) {
+                                   Shoal::Multicast::Fib::RpaIndex, L3::VrfName) {
   Uncounted uncounted;
   ++routeAllocations;
   routeHandleIs(RouteHandle{++next_});
@@ -207,7 +207,7 @@ double World::drain() {
     auto start = Clock::now();
     watch_->collect();
     busy = reader_->due();
-    if (busy) reader_->turn();
+    if (busy) reader_->turn(256);
     bool due = clock_->earliest() <= clock_->now();
     if (due) clock_->doRunDue();
     busy = busy || due;
@@ -218,7 +218,7 @@ double World::drain() {
 
 void World::ingest() {
   watch_->collect();
-  while (reader_->due()) reader_->turn();
+  while (reader_->due()) reader_->turn(256);
 }
 
 void World::review() {
