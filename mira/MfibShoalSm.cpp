@@ -125,7 +125,7 @@ void MfibShoalSm::handleRoutesLost() {
   Route best;
   for (auto i = mroutes.begin(); i; i.advance()) {
     RouteKey const & key = i.key();
-    if (key.kind() != mroute_ || isPrefixKey(key) || i->markedForDeletion()) continue;
+    if (key.kind() != mroute_ || i->markedForDeletion()) continue;
     bool const held = dir && dir->mfibShoal(key, best);
     if (!held || !(best == i->shoalRoute())) handleRoute(key);
   }
@@ -251,9 +251,8 @@ void MfibShoalSm::doDeleteRoute(RouteKey const & key) {
   mira_->doKickReview();
 }
 
-// Its bits leave the table's union of filters once; it gets new ones when it is computed again.
+// Its bits leave the table's union of filters, once; it gets new ones when it is computed again.
 void MfibShoalSm::doMarkForDeletion(Mroute & mroute) {
-  if (mroute.markedForDeletion()) return;
   in_.mrouteTable->doUpdateVrfVlanFilter(0, mroute.vlanFilter());
   mroute.vlanFilterIs(0);
   mroute.markedForDeletionIs(true);
@@ -276,7 +275,7 @@ bool MfibShoalSm::handleWcRouteAdd(RouteKey const & key, Route const & route) {
     doStopWaiting(key);
     return true;
   }
-  if (!waiting) doWait(key, route);
+  doWait(key, route);
   return false;
 }
 
