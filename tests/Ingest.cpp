@@ -1,0 +1,537 @@
+// From published routes to dirty routes: priorities among tables, waiting (*,G) routes, connected
+// prefixes.
+#include <array>
+#include <map>
+#include <random>
+#include <vector>
+
+#include "platform/Exception.h"
+#include "tests/MiraFixture.h"
+
+namespace {
+
+using namespace Tests;
+
+// A table that changes without telling, as one that was cut off does.
+class MuteTable : public LocalTable {
+ public:
+  template <class F> void silently(F change) {
+    hasNotificationActiveIs(false);
+    change();
+    hasNotificationActiveIs(true);
+  }
+  void lose() { notify(&NotifieeConst::onRoutesLost); }
+};
+
+class Ingest : public MiraFixture {
+ protected:
+  Ingest() {
+    configure("default");
+    for (unsigned v : {10u, 20u, 30u}) routed(v);
+    start();
+    t = muteTable();
+  }
+  Zet::Ptr<MuteTable> muteTable() {
+    auto m = Zet::make<MuteTable>();
+    root->shoalDir()->shoalCollIs("default")->shoalPtrIs(m.get(), m);
+    return m;
+  }
+  static Route route(RouteKey const & k, IntfId iif, U8 priority = 0) {
+    Route r(k);
+    r.iifIs(iif);
+    r.priorityIs(Shoal::Multicast::Fib::RoutePriority(priority));
+    return r;
+  }
+  static Route starG(RouteKey const & k, IntfId iif, IntfId notify = {}) {
+    Route r = route(k, iif);
+    r.notifyIs(notify);
+    r.flagsIs(Route::installStarG);
+    return r;
+  }
+  auto * pim(IntfId intf) { return pimIntf->intfStatus(intf); }
+  U32 refCount(IntfId intf) { return pim(intf) ? pim(intf)->refCount() : 0; }
+  bool waits(RouteKey const & k, IntfId intf) { return pim(intf) && pim(intf)->toAddWc(k); }
+  void programmed(IntfId intf, bool v) { pimIntf->intfStatusIs(intf)->routesProgrammedIs(v); }
+  bool stands(RouteKey const & k) { return mroute(k) && !mroute(k)->markedForDeletion(); }
+
+  Zet::Ptr<MuteTable> t;
+  RouteKey const sg = key("10.0.0.1/32", "224.1.1.1/32");
+  RouteKey const wc = key("0.0.0.0/0", "224.1.1.1/32");
+  IntfId const v10{"Vlan10"}, v20{"Vlan20"}, v30{"Vlan30"}, plain{"Ethernet1"};
+};
+
+// Counts how often a route is marked for deletion.
+struct Marks : Brindle::Mroute::NotifieeConst {
+  explicit Marks(Brindle::Mroute * m) { notifierIs(m); }
+  void onMarkedForDeletion() override { ++count; }
+  int count = 0;
+};
+
+}  // namespace
+
+TEST_F(Ingest, ARouteIsCreatedUpdatedAndDeletedByTheReview) {
+  t->oifIndexIntfIs(OifIndex(1), {v10, Shoal::Multicast::Fib::oifAccept});
+  Route r = route(sg, v10);
+  r.oifIs(OifIndex(1), true);
+  r.rpaIdIs(7);
+  t->routeIs(r);
+  ASSERT_TRUE(mroute(sg));
+  EXPECT_EQ(mroute(sg)->acceptingVlanId(), VlanIdOrNone(10));
+  EXPECT_EQ(mroute(sg)->rpaId(), 7);
+  EXPECT_TRUE(mroute(sg)->dirty());
+  EXPECT_EQ(mroute(sg)->version(), 0u) << "nothing is computed in the notification";
+  run();
+  U32 const version = mroute(sg)->version();
+  EXPECT_NE(version, 0u);
+
+  r.iifIs(v20);
+  t->routeIs(r);
+  EXPECT_EQ(mroute(sg)->acceptingVlanId(), VlanIdOrNone(10)) << "the computation moves it";
+  EXPECT_EQ(mroute(sg)->shoalRoute(), r);
+  run();
+  EXPECT_GT(mroute(sg)->version(), version);
+
+  t->routeDel(sg);
+  EXPECT_TRUE(mroute(sg)->markedForDeletion());
+  run();
+  EXPECT_EQ(mroutes(), 0u);
+}
+
+TEST_F(Ingest, KeysThatAreNoMulticastRoutesAreIgnored) {
+  auto const l2 = Routing::Multicast::Fib::makeRouteKeyVlanFloodset(VlanId(10));
+  t->routeIs(route(l2, v10));
+  t->routeIs(route(key("10.0.0.1/32", "10.1.1.1/32"), v10));
+  t->routeIs(route(RouteKey(), v10));
+  t->routeIs(route(sg, v10));
+  EXPECT_EQ(mroutes(), 1u);
+  t->routeDel(l2);
+  run();
+  EXPECT_EQ(mroutes(), 1u);
+}
+
+TEST_F(Ingest, FastRerouteNeedsAPrimaryPath) {
+  Route r = route(sg, plain);  // no VLAN
+  r.iifFrrIs(v20);
+  t->routeIs(r);
+  EXPECT_FALSE(mroute(sg));
+  Route const good = route(sg, v10);
+  t->routeIs(good);
+  t->routeIs(r);
+  EXPECT_EQ(mroute(sg)->shoalRoute(), good);
+  EXPECT_FALSE(mroute(sg)->markedForDeletion());
+  // Without a backup a route that has no VLAN yet is taken, and gets one as soon as it is told.
+  RouteKey const other = key("10.0.0.2/32", "224.1.1.1/32");
+  t->routeIs(route(other, plain));
+  ASSERT_TRUE(mroute(other));
+  t->routeIs(route(other, v30));
+  EXPECT_EQ(mroute(other)->acceptingVlanId(), VlanIdOrNone(30));
+}
+
+// Several tables
+
+TEST_F(Ingest, TheTableOfHigherPriorityIsUsedAndTheNextOneTakesOver) {
+  auto const low = t;
+  auto const high = muteTable();
+  Route lowRoute = route(sg, v10, 5), highRoute = route(sg, v20, 10);
+  highRoute.rpaIdIs(3);
+  low->routeIs(lowRoute);
+  Zet::Ptr<Brindle::Mroute> const m = mroute(sg);
+  auto const marks = Zet::make<Marks>(m.get());
+  high->routeIs(highRoute);
+  EXPECT_EQ(m->shoalRoute(), highRoute);
+  lowRoute.notifyIs(v30);
+  low->routeIs(lowRoute);
+  EXPECT_EQ(m->shoalRoute(), highRoute);
+  high->routeDel(sg);
+  EXPECT_EQ(m->shoalRoute(), lowRoute);
+  EXPECT_EQ(m->rpaId(), 0);
+  high->routeIs(highRoute);
+  takeAway("default", high);
+  EXPECT_EQ(m->shoalRoute(), lowRoute);
+  EXPECT_TRUE(m->dirty());
+  EXPECT_EQ(marks->count, 0);
+  EXPECT_EQ(mroute(sg), m.get());
+  // What has gone does not keep the next one out, however high it was.
+  auto const again = muteTable();
+  again->routeIs(highRoute);
+  low->silently([&] { low->routeDel(sg); });
+  again->routeDel(sg);
+  EXPECT_TRUE(m->markedForDeletion());
+  low->routeIs(lowRoute);
+  run();
+  EXPECT_TRUE(stands(sg));
+  EXPECT_EQ(m->shoalRoute(), lowRoute);
+}
+
+TEST_F(Ingest, ATableThatGoesTakesAllItsRoutesAlsoThoseThatItDroppedSilently) {
+  auto const other = muteTable();
+  RouteKey const kept = key("10.0.0.3/32", "224.1.1.1/32");
+  RouteKey const handedOver = key("10.0.0.4/32", "224.1.1.1/32");
+  for (auto const & k : {sg, handedOver}) t->routeIs(route(k, v10, 9));
+  t->routeIs(starG(wc, plain));  // no VLAN: not usable
+  t->routeIs(starG(wc, v10));
+  for (auto const & k : {kept, handedOver}) other->routeIs(route(k, v20));
+  run();
+  ASSERT_EQ(mroutes(), 3u);
+  U32 const untouched = mroute(kept)->version();
+  t->silently([&] {
+    for (auto const & k : {sg, handedOver, wc}) t->routeDel(k);
+  });
+  takeAway("default", t);
+  run();
+  EXPECT_FALSE(mroute(sg));
+  EXPECT_EQ(mroute(handedOver)->shoalRoute().iif(), v20);
+  EXPECT_EQ(mroute(kept)->version(), untouched);
+  EXPECT_EQ(refCount(v10), 0u);
+  EXPECT_FALSE(waits(wc, v10));
+}
+
+TEST_F(Ingest, ATableThatLostItsRoutesStaysAndTheyGo) {
+  t->routeIs(route(sg, v10));
+  t->routeIs(starG(wc, v20));
+  run();
+  t->silently([&] {
+    t->routeDel(sg);
+    t->routeDel(wc);
+  });
+  t->lose();
+  run();
+  EXPECT_EQ(mroutes(), 0u);
+  EXPECT_EQ(refCount(v20), 0u);
+  EXPECT_TRUE(mira()->mfibShoalSm(t.get()));
+}
+
+TEST_F(Ingest, RoutingOffDeletesAllRoutesAndOnBringsThemBack) {
+  auto const other = muteTable();
+  t->routeIs(route(sg, v10));
+  other->routeIs(route(key("10.0.0.3/32", "224.1.1.1/32"), v20));
+  auto const l2 = Routing::Multicast::Fib::makeRouteKeyVlanFloodset(VlanId(10));
+  mira()->mrouteTable()->mrouteIs(l2);
+  programmed(v10, true);
+  t->routeIs(starG(wc, v10));
+  run();
+  ASSERT_EQ(mroutes(), 4u);
+  other->silently([&] { other->routeDel(key("10.0.0.3/32", "224.1.1.1/32")); });
+  vrfConfig->configIs("default")->routingIs(false);
+  EXPECT_TRUE(mira()->mfibShoalSm().empty());
+  run();
+  EXPECT_EQ(mroutes(), 1u);
+  EXPECT_TRUE(mroute(l2));
+  EXPECT_EQ(refCount(v10), 0u);
+  vrfConfig->configIs("default")->routingIs(true);
+  run();
+  EXPECT_EQ(mroutes(), 3u);
+  EXPECT_EQ(refCount(v10), 1u);
+}
+
+TEST_F(Ingest, AnEmptyTableStillBringsAReviewAndANullOneNothing) {
+  run();
+  EXPECT_TRUE(mira()->mrouteTable()->mroutesInitialized());
+  EXPECT_FALSE(mira()->reviewPending());
+  auto const late = Zet::make<MuteTable>();
+  auto const tables = root->shoalDir()->shoalCollIs("default");
+  tables->shoalPtrIs(late.get(), nullptr);
+  EXPECT_FALSE(mira()->mfibShoalSm(late.get()));
+  tables->shoalPtrIs(late.get(), late);
+  EXPECT_TRUE(mira()->mfibShoalSm(late.get()));
+  EXPECT_TRUE(mira()->reviewPending());
+  try {
+    mira()->mfibShoalSmIs(late.get(), {.mfibShoal = late,
+                                       .mrouteTable = Zet::make<Brindle::MrouteTable>("red"),
+                                       .ipStatus = ip,
+                                       .pimIntfStatus = pimIntf});
+    FAIL();
+  } catch (Zet::RangeException const & e) {
+    EXPECT_NE(std::string(e.what()).find(
+                  "Reinstantiating the pointer interface where constructor parameter "
+                  "attribute _mrouteTable has a different value of "),
+              std::string::npos);
+  }
+}
+
+TEST_F(Ingest, DeletionTakesARoutesFilterBitsOutOnceAndAReturnBringsThemBack) {
+  t->oifIndexIntfIs(OifIndex(1), {v20, Shoal::Multicast::Fib::oifForward});
+  Route r = route(sg, v10);
+  r.oifIs(OifIndex(1), true);
+  t->routeIs(r);
+  run();
+  auto & table = *mira()->mrouteTable();
+  ASSERT_EQ(table.vlanFilterCounter(20), 1u);
+  t->routeDel(sg);
+  mira()->mfibShoalSm(t.get())->handleRoute(sg);  // told twice
+  EXPECT_EQ(table.vlanFilterCounter(20), 0u);
+  EXPECT_EQ(table.vlanFilter(), 0u);
+  t->routeIs(r);
+  run();
+  EXPECT_EQ(table.vlanFilterCounter(20), 1u);
+  EXPECT_EQ(table.vlanFilter(), 1u << 20);
+}
+
+TEST_F(Ingest, TheCooperativeWalkGivesUpTheLoopAndGoesOn) {
+  t->silently([&] {
+    for (U32 n = 1; n <= 120; ++n) {
+      RouteKey const k(IpGenPrefix(Nettle::IpGenAddr(0x0a000000 + n)), sg.group());
+      t->routeIs(route(k, v10));
+    }
+  });
+  mira()->reviewDisabledIs(true);
+  clock->readCostIs(16);
+  mira()->mfibShoalSm(t.get())->handleRouteWithCodef(true);
+  EXPECT_EQ(mroutes(), 100u);
+  clock->readCostIs(0);
+  // The key at which it stopped goes: it begins anew.
+  t->silently([&] {
+    auto i = t->routeBegin();
+    while (mroute(i.key())) i.advance();
+    t->routeDel(i.key());
+  });
+  run();
+  EXPECT_EQ(mroutes(), 119u);
+}
+
+// (*,G) routes
+
+TEST_F(Ingest, AWildcardRouteGoesInWhenItsInterfacesAreReady) {
+  enum Side { none, noIp, unprogrammed, ready };
+  enum Result { installed, waiting, refused };
+  struct Case {
+    char const * name;
+    Side iif, notify;
+    Result result;
+    U32 flags = Route::installStarG;
+    U16 rpaId = 0;
+  };
+  for (Case const & c : {
+           Case{"both ready", ready, ready, installed},
+           Case{"no notify", ready, none, installed},
+           Case{"iif not programmed", unprogrammed, none, waiting},
+           Case{"notify not programmed", ready, unprogrammed, waiting},
+           Case{"notify without IP", ready, noIp, installed},
+           Case{"iif without IP", noIp, none, installed},
+           Case{"bidirectional", unprogrammed, unprogrammed, installed, Route::installStarG, 5},
+           Case{"flag clear", ready, none, refused, 0},
+           Case{"no accepting VLAN", none, none, refused},
+       }) {
+    SCOPED_TRACE(c.name);
+    auto interfaceOf = [&](Side side, unsigned vlan) {
+      IntfId const intf = side == none ? IntfId() : IntfId("Vlan" + std::to_string(vlan));
+      if (side == unprogrammed || side == ready) routed(vlan);
+      if (side == noIp) ip->ipIntfStatusDel(intf);
+      if (side == ready) programmed(intf, true);
+      return intf;
+    };
+    Route r = starG(wc, interfaceOf(c.iif, 40), interfaceOf(c.notify, 41));
+    r.flagsIs(c.flags);
+    r.rpaIdIs(c.rpaId);
+    t->routeIs(r);
+    EXPECT_EQ(static_cast<bool>(mroute(wc)), c.result == installed);
+    EXPECT_EQ(mira()->mfibShoalSm(t.get())->unprogrammedWcRoute().contains(wc),
+              c.result == waiting);
+    bool const leans = c.result != refused && c.rpaId == 0;
+    for (auto [side, intf] : {std::pair(c.iif, r.iif()), std::pair(c.notify, r.notify())}) {
+      bool const hasIp = side == unprogrammed || side == ready;
+      EXPECT_EQ(refCount(intf), leans && hasIp ? 1u : 0u);
+      EXPECT_EQ(waits(wc, intf), c.result == waiting && hasIp);
+    }
+    t->routeDel(wc);
+    run();
+    EXPECT_EQ(mroutes(), 0u);
+    for (IntfId const intf : {IntfId("Vlan40"), IntfId("Vlan41")}) {
+      EXPECT_EQ(refCount(intf), 0u);
+      EXPECT_FALSE(waits(wc, intf));
+      pimIntf->intfStatusDel(intf);
+    }
+  }
+}
+
+TEST_F(Ingest, AWaitingRouteIsReleasedByItsLastInterfaceOrByARepeat) {
+  Route const r = starG(wc, v10, v20);
+  t->routeIs(r);
+  programmed(v10, true);
+  EXPECT_FALSE(mroute(wc));
+  programmed(v20, true);
+  ASSERT_TRUE(mroute(wc));
+  EXPECT_FALSE(waits(wc, v10));
+  EXPECT_FALSE(waits(wc, v20));
+  EXPECT_EQ(refCount(v10), 1u);
+
+  RouteKey const second = key("0.0.0.0/0", "224.1.1.2/32");
+  Route again = starG(second, v30);
+  t->routeIs(again);
+  mira()->mfibShoalSm(t.get())->handleRoute();
+  EXPECT_FALSE(mroute(second)) << "told twice, published once";
+  again.oifIs(OifIndex(1), true);
+  t->routeIs(again);
+  EXPECT_TRUE(mroute(second));
+  EXPECT_EQ(refCount(v30), 1u);
+  EXPECT_FALSE(waits(second, v30));
+
+  // IP that comes to an interface which is tracked already.
+  RouteKey const third = key("0.0.0.0/0", "224.1.1.3/32");
+  IntfId const v40 = routed(40), v50{"Vlan50"};
+  programmed(v50, true);
+  t->routeIs(starG(third, v40, v50));
+  ASSERT_FALSE(mroute(third));
+  ip->ipIntfStatusDel(v40);
+  routed(50);
+  EXPECT_TRUE(mroute(third));
+}
+
+TEST_F(Ingest, TwoTablesThatWaitForOneInterfaceAreBothReleased) {
+  auto const other = muteTable();
+  Route low = starG(wc, v10), high = starG(wc, v10);
+  high.priorityIs(Shoal::Multicast::Fib::RoutePriority(9));
+  t->routeIs(low);
+  other->routeIs(high);
+  EXPECT_EQ(refCount(v10), 2u);
+  programmed(v10, true);
+  EXPECT_EQ(mroute(wc)->shoalRoute(), high);
+  EXPECT_TRUE(mira()->mfibShoalSm(other.get())->unprogrammedWcRoute().empty());
+  takeAway("default", other);
+  EXPECT_EQ(refCount(v10), 1u);
+  EXPECT_EQ(mroute(wc)->shoalRoute(), low);
+  RouteKey const second = key("0.0.0.0/0", "224.1.1.2/32");
+  t->routeIs(starG(second, v20));
+  EXPECT_TRUE(waits(second, v20));
+  root = nullptr;
+  EXPECT_EQ(refCount(v10), 0u);
+  EXPECT_FALSE(waits(second, v20));
+}
+
+// Whatever happens, an interface counts exactly the (*,G) routes that the tables hold and that may
+// be installed.
+TEST_F(Ingest, ReferenceCountsNeverDrift) {
+  std::vector<IntfId> const intfs{v10, v20, v30, routed(40)};
+  std::vector<RouteKey> keys;
+  for (char const * group : {"224.1.1.1/32", "224.1.1.2/32", "224.1.1.3/32"}) {
+    keys.push_back(key("0.0.0.0/0", group));
+  }
+  for (U32 seed = 1; seed <= 10; ++seed) {
+    std::mt19937 random(seed);
+    auto pick = [&](std::size_t n) { return random() % n; };
+    std::vector<Zet::Ptr<MuteTable>> tables{t, muteTable()};
+    for (int step = 0; step < 400; ++step) {
+      auto & table = tables[pick(2)];
+      RouteKey const & k = keys[pick(keys.size())];
+      switch (pick(9)) {
+        case 0:
+          table->routeDel(k);
+          break;
+        case 1:
+          programmed(intfs[pick(intfs.size())], pick(2));
+          break;
+        case 2:
+          run(0.1);
+          break;
+        case 3:
+          if (pick(4)) break;
+          takeAway("default", table);
+          table = muteTable();
+          break;
+        case 4:
+          if (pick(4) == 0) vrfConfig->configIs("default")->routingIs(pick(3));
+          break;
+        default: {
+          Route r = starG(k, intfs[pick(intfs.size())]);
+          if (pick(2)) r.notifyIs(intfs[pick(intfs.size())]);
+          if (pick(8) == 0) r.flagsIs(0);
+          if (pick(8) == 0) r.rpaIdIs(1);
+          if (pick(8) == 0) r.iifIs(plain);
+          r.priorityIs(Shoal::Multicast::Fib::RoutePriority(static_cast<U8>(pick(3))));
+          table->routeIs(r);
+        }
+      }
+      std::map<U32, U32> expected;
+      for (auto const & held : tables) {
+        for (RouteKey const & of : keys) {
+          Route const r = held->route(of);
+          bool const counts = mira()->l3Enabled() && !r.rpaId() &&
+                              (r.flags() & Route::installStarG) && r.iif() != plain;
+          if (!counts) continue;
+          ++expected[r.iif().index()];
+          if (!r.notify().empty() && r.notify() != r.iif()) ++expected[r.notify().index()];
+        }
+      }
+      for (IntfId const intf : intfs) {
+        ASSERT_EQ(refCount(intf), expected[intf.index()])
+            << "seed " << seed << " step " << step << " " << intf.view();
+      }
+    }
+    takeAway("default", tables[1]);
+    takeAway("default", tables[0]);
+    t = muteTable();
+    for (IntfId const intf : intfs) {
+      if (pim(intf)) {
+        EXPECT_TRUE(pim(intf)->toAddWc().empty());
+      }
+    }
+  }
+}
+
+// Connected prefixes
+
+TEST_F(Ingest, ConnectedPrefixesComeFromTheirInterfacesAlone) {
+  IpGenPrefix const subnet("10.1.0.0/16");
+  RouteKey const prefix = key("10.1.0.0/16", "224.0.0.0/4");
+  auto const other = muteTable();
+  auto add = [&] {
+    pimIntf->srcToIntfMapIs({subnet, "default"}, v10);
+    pimIntf->intfStatusIs(v10)->routeIs(subnet);
+  };
+  add();
+  ASSERT_TRUE(mroute(prefix));
+  EXPECT_EQ(mroute(prefix)->acceptingVlanId(), VlanIdOrNone(10));
+  run();
+  // They belong to no table: one table fewer changes nothing, a new one finds them.
+  takeAway("default", other);
+  run();
+  EXPECT_TRUE(stands(prefix));
+  auto const later = muteTable();
+  takeAway("default", t);
+  run();
+  EXPECT_TRUE(stands(prefix));
+
+  pimIntf->srcToIntfMapDel({subnet, "default"});
+  pimIntf->intfStatus(v10)->routeDel(subnet);
+  EXPECT_TRUE(mroute(prefix)->markedForDeletion());
+  EXPECT_FALSE(pim(v10)) << "nothing leans on it";
+  run();
+  EXPECT_EQ(mroutes(), 0u);
+
+  // The last table takes them along.
+  add();
+  takeAway("default", later);
+  run();
+  EXPECT_EQ(mroutes(), 0u);
+  muteTable();
+  EXPECT_TRUE(mroute(prefix));
+  // Another VRF's are not ours.
+  pimIntf->srcToIntfMapIs({IpGenPrefix("10.2.0.0/16"), "red"}, v20);
+  pimIntf->intfStatusIs(v20)->routeIs(IpGenPrefix("10.2.0.0/16"));
+  EXPECT_FALSE(mroute(key("10.2.0.0/16", "224.0.0.0/4")));
+}
+
+TEST_F(Ingest, AnInterfaceThatRoutesLeanOnOutlivesItsPrefixes) {
+  IpGenPrefix const subnet("10.1.0.0/16");
+  t->routeIs(starG(wc, v10));
+  pim(v10)->routeIs(subnet);
+  pim(v10)->routeDel(subnet);
+  EXPECT_EQ(refCount(v10), 1u);
+}
+
+TEST_F(Ingest, AnIpv6RootTakesIpv6RoutesAndNoConnectedPrefixes) {
+  root = nullptr;
+  coll = Zet::make<Brindle::MrouteTableColl>(Nettle::ipv6());
+  start();
+  t = muteTable();
+  RouteKey const v6 = key("2001:db8::1/128", "ff3e::1/128");
+  t->routeIs(route(v6, v10));
+  pimIntf->srcToIntfMapIs({IpGenPrefix("10.1.0.0/16"), "default"}, v10);
+  pimIntf->intfStatusIs(v10)->routeIs(IpGenPrefix("10.1.0.0/16"));
+  EXPECT_TRUE(mroute(v6));
+  EXPECT_EQ(mroutes(), 1u);
+  run();
+  t->routeDel(v6);
+  run();
+  EXPECT_EQ(mroutes(), 0u);
+}
