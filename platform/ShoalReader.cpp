@@ -113,6 +113,12 @@ bool ShoalReader::read(void const * key, void * record) {
   return false;
 }
 
+ShoalCursor ShoalReader::find(void const * key) {
+  ShoalSegment const * const segment = current();
+  U32 const slot = segment ? segment->find(key) : ShoalSegment::noSlot;
+  return slot == ShoalSegment::noSlot ? ShoalCursor() : ShoalCursor{slot, segment->serial()};
+}
+
 bool ShoalReader::next(ShoalCursor & cursor, void * key, void * record) {
   ShoalSegment const * const segment = current();
   if (!segment) return false;

@@ -85,10 +85,18 @@ class BRINDLE_API ShoalReader {
   ShoalReader & operator=(ShoalReader const &) = delete;
 
   bool read(void const * key, void * record);
+  // See ShoalSegment.
+  void prefetchIndex(void const * key) const {
+    if (live_) live_->prefetchIndex(key);
+  }
+  void prefetchSlot(void const * key) const {
+    if (live_) live_->prefetchSlot(key);
+  }
   // The next key whose value is to be looked up; false if there is none now.
   bool nextChange(void * key);
-  // Where that key stands.
+  // Where that key stands; where a key stands now, if it does.
   ShoalCursor changeAt() const { return changeAt_; }
+  ShoalCursor find(void const * key);
   // Reads there without a search. REQUIRES: `recordSize` is that of the map. False also where only
   // a search can tell.
   template <U32 recordSize> bool readAt(ShoalCursor const & at, void * record) const {

@@ -22,8 +22,8 @@ constexpr unsigned maxTries = 1000;
 constexpr U32 wordsFor(U32 bytes) { return (bytes + wordSize - 1) / wordSize; }
 
 // Calls f(i, word) for each word of `bytes`, the last one filled up with zeros.
-template <class F> [[gnu::always_inline]] inline void forEachWord(void const * bytes, U32 size,
-                                                                  F && f) {
+template <class F>
+[[gnu::always_inline]] inline void forEachWord(void const * bytes, U32 size, F && f) {
   auto const * at = static_cast<std::byte const *>(bytes);
   U32 const whole = size / wordSize;
   U64 word;
@@ -239,6 +239,26 @@ U32 ShoalSegment::find(void const * key) const {
   }
   faultIs("has an index without an end");
   return noSlot;
+}
+
+void ShoalSegment::prefetchIndex(void const * key) const {
+  if (!large()) return;
+  U32 const mask = 2 * slotCount_ - 1;
+  __builtin_prefetch(&index(static_cast<U32>(hash(key)) & mask));
+}
+
+void ShoalSegment::prefetchSlot(void const * key) const {
+  constexpr std::size_t line = 64, most = 8;  // of a wide record its beginning
+  if (!large()) return;
+  U64 const h = hash(key);
+  U32 const mask = 2 * slotCount_ - 1;
+  U64 const entry = index(static_cast<U32>(h) & mask).load(std::memory_order_relaxed);
+  U32 const slot = static_cast<U32>(entry) - 1;
+  if (entry >> 32 != h >> 32 || slot >= slotCount_) return;
+  auto const * const at = reinterpret_cast<std::byte const *>(&state(slot));
+  for (std::size_t i = 0; i < std::min(slotSize_, most * line); i += line) {
+    __builtin_prefetch(at + i);
+  }
 }
 
 bool ShoalSegment::keyAt(U32 slot, void * key) const {

@@ -85,6 +85,10 @@ class ShoalSegment {
   bool retired() const { return header().retired.load(std::memory_order_acquire) != 0; }
   // The slot of a key, present or deleted.
   U32 find(void const * key) const;
+  // Brings what find() of the key loads first into the cache; and, some finds later, what it loads
+  // then and what read() does. For maps that the cache does not hold anyway.
+  void prefetchIndex(void const * key) const;
+  void prefetchSlot(void const * key) const;
   // Whether the slot was ever used; `key` gets its key.
   bool keyAt(U32 slot, void * key) const;
   // Whether the slot's key is present; `record` gets a copy that is whole.
@@ -166,6 +170,7 @@ class ShoalSegment {
   void sizeInc(U64 n);
   std::size_t fileSize() const;
   U64 hash(void const * key) const;
+  bool large() const { return slotCount_ > 1 << 14; }
   void faultIs(std::string text) const;
 
   Word * words(std::size_t at) const { return reinterpret_cast<Word *>(mapping_.data() + at); }

@@ -168,9 +168,13 @@ void ShmStatus::followOifs() {
   }
 }
 
-// The map that holds the route, noMap if none does.
+// The map that holds the route, noMap if none does. Nearly always it is the first.
 U32 ShmStatus::routeWire(RouteKey const & key, WireRoute & wire) const {
-  if (&key == told_ && routes_[0].readAt<wireRouteSize(0)>(toldAt_, &wire)) return 0;
+  auto & usual = routes_[0];
+  constexpr U32 size = wireRouteSize(0);
+  if (&key == told_ && usual.readAt<size>(toldAt_, &wire)) return 0;
+  WireRouteKey wireKey;
+  if (toWire(key, wireKey) && usual.readAt<size>(usual.find(&wireKey), &wire)) return 0;
   return readRoute(routes_, key, wire);
 }
 
@@ -190,6 +194,16 @@ bool ShmStatus::routeRead(RouteKey const & key, Route & route) const {
 }
 
 U32 ShmStatus::routes() const { return routeCount(routes_); }
+
+void ShmStatus::routePrefetchIndex(RouteKey const & key) const {
+  WireRouteKey wire;
+  if (toWire(key, wire)) routes_[0].prefetchIndex(&wire);
+}
+
+void ShmStatus::routePrefetch(RouteKey const & key) const {
+  WireRouteKey wire;
+  if (toWire(key, wire)) routes_[0].prefetchSlot(&wire);
+}
 
 bool ShmStatus::routeNext(Place & place, RouteKey & key) const {
   return nextRoute(routes_, place, key);

@@ -37,6 +37,8 @@ class BRINDLE_API ShmStatus : public Status {
 
   bool routeRead(RouteKey const &, Route & route) const override;
   U32 routes() const override;
+  void routePrefetchIndex(RouteKey const &) const override;
+  void routePrefetch(RouteKey const &) const override;
 
  private:
   bool routeNext(Place &, RouteKey & key) const override;

@@ -36,6 +36,10 @@ class BRINDLE_API Status : public Zet::Entity {
     return route;
   }
   virtual U32 routes() const = 0;
+  // Brings into the cache what routeRead() of a key will touch: the way to the route, and some
+  // reads later the route. For who knows the next keys.
+  virtual void routePrefetchIndex(RouteKey const &) const {}
+  virtual void routePrefetch(RouteKey const &) const {}
   // All keys, in the table's own order. A walk is valid while the table stands; a key that comes or
   // goes meanwhile may be met or not.
   RouteIterator routeBegin() const;
@@ -196,6 +200,14 @@ class BRINDLE_API MfibShoalColl : public Zet::KeyedEntity<L3::VrfName> {
   Status const * nextBestShoal(Status const * current, RouteKey const & key) const {
     Route route;
     return nextBestShoal(current, key, route);
+  }
+
+  // See Status.
+  void routePrefetchIndex(RouteKey const & key) const {
+    for (Status const * table : tables_) table->routePrefetchIndex(key);
+  }
+  void routePrefetch(RouteKey const & key) const {
+    for (Status const * table : tables_) table->routePrefetch(key);
   }
 
  private:
