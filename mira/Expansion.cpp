@@ -168,6 +168,15 @@ void Expansion::doAddVlanPorts() {
   maybeAddEvpnTunnelsToPvSet();
 }
 
+// Orphans matter where there is a peer link only.
+inline void Expansion::noteOrphan(IntfId port, bool added) {
+  if (!peerLink_ || !added || orphanPresent_ || !isOrphanPeerIntf(port, *root_.mlagStatus())) {
+    return;
+  }
+  ZET_TRACE(9, "adding PeerLink due to orphan port " << port);
+  orphanPresent_ = true;
+}
+
 void Expansion::doAddForwardingPorts() {
   if (helper_) {
     // It may give a port a logical interface, which needs not be in the VLAN.
@@ -177,8 +186,17 @@ void Expansion::doAddForwardingPorts() {
     return;
   }
   // Without one only the VLAN's own ports count, and these are few beside a shared topology's.
+  // This loop is the hottest of all: what a plain port does not need is left to addPv().
+  bool plainKind = !isFloodset() && !isL2Set() && !traceHandle.enabled(9);
+  PortProperty tagged = root_.portPropertyMask() & taggedPortProperty;
   for (auto const & port : vlan_.status->vlanPortStatus().items()) {
-    if (port.value.mode != VlanPortMode::none && isForwarding(*vlan_.topo, port.key)) {
+    VlanPortMode mode = port.value.mode;
+    if (mode == VlanPortMode::none || !isForwarding(*vlan_.topo, port.key)) continue;
+    if (plainKind && port.key.kind() <= IntfKind::ethernet && port.key != peerLink_) {
+      vlanPortFilter_ |= vlan_.bits.bit(port.key);
+      pvSet_.append({port.key, OutLif(vlan_.vid), mode == VlanPortMode::tagged ? tagged : 0});
+      noteOrphan(port.key, true);
+    } else {
       doAddVlanPort(port.key, port.value);
     }
   }
@@ -210,12 +228,6 @@ bool Expansion::notePeerLink(IntfId port) {
   ZET_TRACE(9, "peerLink present " << port);
   peerLinkPresent_ = true;
   return true;
-}
-
-void Expansion::noteOrphan(IntfId port, bool added) {
-  if (!added || orphanPresent_ || !isOrphanPeerIntf(port, *root_.mlagStatus())) return;
-  ZET_TRACE(9, "adding PeerLink due to orphan port " << port);
-  orphanPresent_ = true;
 }
 
 // MLAG peers each reach their own ports: a floodset over the peer link would loop unless somebody

@@ -22,6 +22,9 @@ Zet::TraceHandle traceHandle("PortVlanSetComputation", false);
 
 Nettle::IpGenPrefix const kAllIpv4Groups("224.0.0.0/4");
 
+// Room that is made for a set that has not been computed yet.
+constexpr U32 kUsualMembers = 48;
+
 // Keys of connected prefixes stand in no table.
 bool isConnectedPrefix(IpGenRouteKey const & key) {
   return key.kind() == mroute_ && key.group() == kAllIpv4Groups;
@@ -175,8 +178,9 @@ void PortVlanSetComputation::startAfresh() {
   noRpf_ = acceptSeen_ = false;
   vlanFilter_ = vlanPortFilter_ = 0;
   vlanGroupFilter_ = 0;
-  pvSet_ = PortVlanSet();
-  mroute_.oifIndexIntfIdCacheDelAll();
+  pvSet_.clear();
+  pvSet_.reserve(mroute_.oifSet() ? mroute_.oifSet()->portVlanSet().portVlans() : kUsualMembers);
+  mroute_.oifIndexIntfIdCacheDelAll(srt_.oifs().count());
   if (isPrefixKey_) {
     iifIntf_ = srt_.iif();
     iifVlan_ = vlanOf(iifIntf_);

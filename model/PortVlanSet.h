@@ -34,6 +34,8 @@ class BRINDLE_API PortVlanSet {
     return *this;
   }
   void swap(PortVlanSet & o) noexcept;
+  // Makes room for members that are about to come.
+  void reserve(U32 members) { portVlan_.itemsForBuild().reserve(members); }
   // Empties the set, plain members included, and keeps its memory.
   void clear();
 

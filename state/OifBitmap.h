@@ -79,6 +79,14 @@ class BRINDLE_API OifBitmap {
     }
   }
   bool none() const { return noneFrom(0); }
+  // How many members it has.
+  U32 count() const {
+    U32 n = 0;
+    for (U32 i = 0; i < wordCount_; ++i) {
+      for (U64 rest = words()[i]; rest; rest &= rest - 1) ++n;
+    }
+    return n;
+  }
   // One more than the greatest member; 0 if there is none.
   U32 bound() const;
 
