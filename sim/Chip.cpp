@@ -1,0 +1,60 @@
+#include "sim/Chip.h"
+
+#include "sim/Words.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+void requireRoom(char const * what, U32 wanted, U32 inUse) {
+  if (wanted >= inUse) return;
+  throw CommandError("expected at least the " + std::to_string(inUse) + " " + what +
+                     " in use, found " + std::to_string(wanted));
+}
+
+}  // namespace
+
+void Chip::routeCapacityIs(U32 n) {
+  requireRoom("routes", n, routesInUse());
+  bool const more = n > routeTotal();
+  routeTotalIs(n);
+  if (more) announceRoom();
+}
+
+void Chip::outputCapacityIs(U32 n) {
+  requireRoom("outputs", n, outputsInUse());
+  bool const more = n > pvTotal();
+  pvNumFreeIs(n - outputsInUse());
+  pvTotalIs(n);
+  if (more) announceRoom();
+}
+
+void Chip::announceRoom() {
+  if (routesInUse() < routeTotal()) {
+    mrouteTcamFreeIs(true);
+    boundaryTcamFreeIs(true);
+  }
+  if (pvNumFree() > 0) mtableFreeIs(true);
+}
+
+void Chip::doAllocateMtableOifSet(Zet::Ptr<OifSet const> const & oifSet) {
+  if (refuseSets_ == 0) return SimSwitchChip::doAllocateMtableOifSet(oifSet);
+  --refuseSets_;
+  mtableOifSetIs(nullptr);
+  mtableFreeIs(false);
+}
+
+void Chip::doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone acceptingVlanId,
+                           bool bridgeAction, Zet::Ptr<MtableOifSet> const & set, bool fastdrop,
+                           bool noRpf, RpaIndex rpaId, L3::VrfName vrf) {
+  if (refuseRoutes_ == 0) {
+    return SimSwitchChip::doAllocateRoute(sg, acceptingVlanId, bridgeAction, set, fastdrop, noRpf,
+                                          rpaId, vrf);
+  }
+  --refuseRoutes_;
+  routeHandleIs(RouteHandle());
+  mrouteTcamFreeIs(false);
+  boundaryTcamFreeIs(false);
+}
+
+}  // namespace Brindle::Sim

@@ -1,0 +1,39 @@
+// The chips of the simulated switch: simulated chips that also fail when told to.
+#pragma once
+
+#include "fabric/SimFabric.h"
+
+namespace Brindle::Sim {
+
+class Chip final : public SimSwitchChip {
+ public:
+  static constexpr U32 defaultRoutes = 1000;
+  static constexpr U32 defaultOutputs = 4000;
+  using SimSwitchChip::SimSwitchChip;
+
+  // So many of the next requests fail as if the table were full.
+  U32 refusedRoutes() const { return refuseRoutes_; }
+  void refuseRoutesIs(U32 n) { refuseRoutes_ = n; }
+  U32 refusedSets() const { return refuseSets_; }
+  void refuseSetsIs(U32 n) { refuseSets_ = n; }
+
+  // Routes in use, and outputs in use of all sets.
+  U32 routesInUse() const { return simRoute().size(); }
+  U32 outputsInUse() const { return pvTotal() - pvNumFree(); }
+  // Capacities. Throw CommandError below what is in use. More room is announced.
+  void routeCapacityIs(U32 n);
+  void outputCapacityIs(U32 n);
+  // Says that there is room where there is some, as after a refusal that was no lack of it.
+  void announceRoom();
+
+  void doAllocateMtableOifSet(Zet::Ptr<OifSet const> const & oifSet) override;
+  void doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone acceptingVlanId,
+                       bool bridgeAction, Zet::Ptr<MtableOifSet> const & set, bool fastdrop,
+                       bool noRpf, RpaIndex rpaId, L3::VrfName vrf) override;
+
+ private:
+  U32 refuseRoutes_ = 0;
+  U32 refuseSets_ = 0;
+};
+
+}  // namespace Brindle::Sim

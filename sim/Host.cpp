@@ -1,0 +1,317 @@
+#include "sim/Host.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "mira/MiraHelper.h"
+#include "platform/FileDescriptor.h"
+#include "sim/Interrupt.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+constexpr U32 firstInternalVlan = 1006;
+// Reviews and retries are at most a second apart; what is due later is waiting for something.
+constexpr Zet::Seconds nearFuture = 2;
+
+// Answers for the chips as the commands say.
+class Helper final : public MiraHelper {
+ public:
+  Helper(MiraRoot * root, Host::Policy const & policy) : MiraHelper(root), policy_(policy) {}
+
+  bool isIntfHwLag(Nettle::IntfId intf) override { return policy_.hardwareLags.contains(intf); }
+  bool passLag(PortVlanSet const &, PortVlanSet const &, L3::VrfName const &,
+               Routing::Multicast::Fib::IpGenRouteKey const &) override {
+    return true;
+  }
+  bool floodToAllVteps() const override { return policy_.floodToVteps; }
+
+ private:
+  Host::Policy const & policy_;
+};
+
+// Ends the wait for input when there is some.
+struct InputReactor : Zet::FileDescriptor::NotifieeConst {
+  void onReadableCount() override { Zet::activityManager()->stop(); }
+};
+
+Zet::Ptr<Zet::SimClock> simulatedClock() {
+  auto clock = Zet::make<Zet::SimClock>();
+  Zet::activityManager()->clockIs(clock);
+  return clock;
+}
+
+}  // namespace
+
+Host::Host(std::ostream & out)
+    : out_(out),
+      clock_(simulatedClock()),
+      log_(out),
+      routingInfoDir_(Zet::make<Zet::Dir>()),
+      mfibDir_(Zet::make<Zet::Dir>()),
+      fabric_(fabricFactory("fabric")),
+      programmer_(mrouteProgrammerFactory("programmer")),
+      agent_(Zet::make<Agent>("brindle-sim")) {
+  records_.intfVlanIdTable->ipStatusIs(records_.ipStatus);
+  records_.hardware->hwRoutingIs(true);
+  vrfIs(L3::VrfName::defaultVrf());
+}
+
+Host::~Host() {
+  agent_->miraDel();
+  programmer_->rootSmDel();
+  fabric_->chipDelAll();  // chips hold sets of the route tables
+  publishers_.clear();
+  std::error_code error;
+  if (!privateTables_.empty()) std::filesystem::remove_all(privateTables_, error);
+}
+
+void Host::start() {
+  if (started()) return;
+  tables_ = Zet::make<MrouteTableColl>(settings_.af);
+  startProgrammer();
+  startResolver();
+}
+
+void Host::startProgrammer() {
+  MrouteRootSm::Inputs in;
+  in.clock = clock_;
+  in.fabric = fabric_;
+  in.mrouteTableColl = tables_;
+  in.mfib = records_.hardware;
+  in.intfVlanIdTable = records_.intfVlanIdTable;
+  programmer_->rootSmIs(in);
+}
+
+MiraRoot::Inputs Host::inputs() const {
+  MiraRoot::Inputs in;
+  in.mrouteTableColl = tables_;
+  in.clock = clock_;
+  in.brTopo = records_.brTopo;
+  in.vlanStatusDir = records_.vlanStatusDir;
+  in.lagStatusDir = records_.lagStatusDir;
+  in.snoopingStatus = records_.snooping;
+  in.mfibVrfConfig = records_.mfibVrfConfig;
+  in.mfibDir = mfibDir_;
+  in.status = records_.hardware;
+  in.fastdropClock = clock_;
+  in.fastdropLogClock = clock_;
+  in.intfVlanIdTable = records_.intfVlanIdTable;
+  in.lagOperation = settings_.lagOperation;
+  in.pimEnabled = records_.pimEnabled;
+  in.routingInfoDir = routingInfoDir_;
+  in.mlagStatus = records_.mlagStatus;
+  in.brConfig = records_.brConfig;
+  in.staticNatInfo = records_.staticNatInfo;
+  in.reviewInfo = records_.reviewInfo;
+  in.allVrfStatusLocal = records_.allVrfStatusLocal;
+  in.ipStatus = records_.ipStatus;
+  in.pimIntfStatus = records_.pimIntfStatus;
+  in.portPropertyMask = settings_.taggedPorts ? taggedPortProperty : 0;
+  in.mbrIntf = records_.mbrIntf;
+  in.sparseModeStatus = records_.sparseModeStatus;
+  return in;
+}
+
+void Host::startResolver() {
+  auto const root = agent_->miraIs(inputs());
+  root->miraHelperIs(Zet::make<Helper>(root.get(), policy_));
+  root->lagConfigDirIs(records_.lagConfigDir);
+  root->configuredLagMembersInOifSetIs(settings_.configuredLagMembers);
+  root->pimVxlanStatusIs(records_.pimVxlanStatus);
+  for (auto vlan : policy_.vxlanVlans.items()) root->vxlanVlanIs(vlan, true);
+  if (settings_.nsfGate) setGate(*root);
+  auto const entities = Zet::make<Quay::EntityManager>();
+  entities->entityIs("interface/config/subintf", records_.subIntfConfigDir);
+  root->entityManagerIs(entities);
+}
+
+// To be done before the root starts, or the gate opens at once.
+void Host::setGate(MiraRoot & root) const {
+  root.mfibReadyStatusIs(records_.sparseReady);
+  root.staticMfibReadyStatusIs(records_.staticReady);
+  root.bidirMfibReadyStatusIs(records_.bidirReady);
+  root.mcastEnabledStatusIs(records_.mcastEnabled);
+  root.mcastPimStatusIs(records_.pimStatus);
+}
+
+void Host::requireNotStarted(char const * what) const {
+  if (!started()) return;
+  throw CommandError(std::string("expected ") + what + " before the start");
+}
+
+void Host::followRealTimeIs(bool v) {
+  start();
+  followsRealTime_ = v;
+  clock_->followIs(v);
+}
+
+void Host::advance(Zet::Seconds time) {
+  start();
+  Zet::activityManager()->runFor(time);
+  if (interrupted()) throw CommandError("interrupted");
+}
+
+void Host::settle() {
+  start();
+  auto const & loop = Zet::activityManager();
+  loop->runUntilQuiet();
+  while (clock_->earliest() <= now() + nearFuture && !interrupted()) {
+    loop->runUntil(clock_->earliest());
+    loop->runUntilQuiet();
+  }
+  if (interrupted()) throw CommandError("interrupted");
+}
+
+void Host::runUntilReadable(int fd) {
+  if (!followsRealTime_) return;
+  auto const input = Zet::make<Zet::FileDescriptor>("input");
+  auto const reactor = Zet::make<InputReactor>();
+  try {
+    input->descriptorIs(fd);
+  } catch (Zet::ErrnoException const &) {
+    return;  // a file: always readable
+  }
+  reactor->notifierIs(input.get());
+  Zet::activityManager()->run();
+  reactor->detach();
+  input->descriptorIs(-1);
+}
+
+void Host::vrfIs(L3::VrfName vrf) {
+  routingInfoIs(vrf)->routingIs(true);
+  records_.mfibVrfConfig->configIs(vrf)->routingIs(true);
+  records_.allVrfStatusLocal->vrfIs(vrf);
+}
+
+void Host::vrfDel(L3::VrfName vrf) {
+  records_.allVrfStatusLocal->vrfDel(vrf);
+  records_.mfibVrfConfig->configDel(vrf);
+  routingInfoDir_->entityDel(vrf.name());
+}
+
+Zet::Ptr<Routing::RoutingGenInfo> Host::routingInfoIs(L3::VrfName vrf) {
+  // Only this function puts anything there.
+  if (auto const standing = routingInfoDir_->entityPtr(vrf.name())) {
+    return static_cast<Routing::RoutingGenInfo *>(standing.get());
+  }
+  auto const info = Zet::make<Routing::RoutingGenInfo>(vrf.name());
+  routingInfoDir_->entityIs(vrf.name(), info);
+  return info;
+}
+
+Bridging::VlanId Host::freeInternalVlan() const {
+  for (U32 number = firstInternalVlan; number <= Bridging::VlanId::max; ++number) {
+    Bridging::VlanId const vlan(number);
+    bool taken = records_.vlanStatusDir->vlanStatus(vlan) != nullptr;
+    for (auto const & entry : records_.intfVlanIdTable->internalVlanId().items()) {
+      taken |= entry.value == vlan;
+    }
+    if (!taken) return vlan;
+  }
+  throw CommandError("expected a free VLAN between 1006 and 4094, found none");
+}
+
+void Host::hardwareLagIs(Nettle::IntfId lag, bool v) {
+  v ? policy_.hardwareLags.insert(lag) : policy_.hardwareLags.del(lag);
+}
+
+void Host::vxlanVlanIs(Bridging::VlanId vlan, bool v) {
+  v ? policy_.vxlanVlans.insert(vlan) : policy_.vxlanVlans.del(vlan);
+  if (started()) agent_->mira()->vxlanVlanIs(vlan, v);
+}
+
+Chip & Host::chip(std::string const & name) const {
+  SwitchChip * const chip = fabric_->chip(Zet::Name(std::string_view(name)));
+  if (!chip) throw CommandError("expected a chip that stands, found \"" + name + "\"");
+  return static_cast<Chip &>(*chip);
+}
+
+std::vector<Chip *> Host::chips() const {
+  std::vector<Chip *> out;
+  for (auto const & entry : fabric_->chip().items()) {
+    out.push_back(static_cast<Chip *>(entry.value.get()));
+  }
+  return out;
+}
+
+Chip & Host::chipIs(std::string const & name, U32 index) {
+  for (Chip const * other : chips()) {
+    if (other->name().view() == name) throw CommandError("chip " + name + " stands already");
+    if (other->index() == index) {
+      throw CommandError("chip " + std::string(other->name().view()) + " has the number " +
+                         std::to_string(index) + " already");
+    }
+  }
+  auto const added = Zet::make<Chip>(Zet::Name(std::string_view(name)), index);
+  fabric_->chipIs(added);
+  return *added;
+}
+
+void Host::chipDel(std::string const & name) { fabric_->chipDel(chip(name).name()); }
+
+void Host::attach(std::string const & table) {
+  start();
+  mfibDir_->entityIs(Zet::Name(std::string_view(table)), Zet::make<Zet::Dir>());
+}
+
+void Host::detach(std::string const & table) {
+  Zet::Name const name{std::string_view(table)};
+  if (!mfibDir_->entityPtr(name)) {
+    throw CommandError("expected a table that is attached, found \"" + table + "\"");
+  }
+  mfibDir_->entityDel(name);
+}
+
+std::vector<std::string> Host::tables() const {
+  std::vector<std::string> out;
+  for (auto const & entry : mfibDir_->entityPtr().items()) out.emplace_back(entry.key.view());
+  return out;
+}
+
+void Host::privateTables() {
+  if (!privateTables_.empty()) return;
+  requireNotStarted("private tables");
+  if (!publishers_.empty())
+    throw CommandError("expected private tables before the first publisher");
+  std::string path = "/dev/shm/brindle-XXXXXX";
+  if (!mkdtemp(path.data())) throw CommandError(path + ": " + std::strerror(errno));
+  privateTables_ = path;
+  setenv("BRINDLE_SHOAL_ROOT", path.c_str(), 1);
+}
+
+PublisherProcess & Host::publisherIs(std::string const & table) {
+  for (auto const & standing : publishers_) {
+    if (standing->table() == table) return *standing;
+  }
+  return *publishers_.emplace_back(std::make_unique<PublisherProcess>(table));
+}
+
+PublisherProcess & Host::publisher(std::string const & table) {
+  for (auto const & standing : publishers_) {
+    if (standing->table() == table) return *standing;
+  }
+  throw CommandError("expected a publisher that runs; \"publisher start " + table +
+                     "\" starts one");
+}
+
+void Host::publisherDel(std::string const & table) {
+  PublisherProcess const * const which = &publisher(table);
+  std::erase_if(publishers_, [which](auto const & one) { return one.get() == which; });
+}
+
+MrouteSm const * Host::programmer(L3::VrfName vrf) const {
+  auto const & root = programmer_->rootSm();
+  return root ? root->mrouteSm(vrf) : nullptr;
+}
+
+void Host::reviewAll() {
+  start();
+  auto const & machines = root().mira();
+  for (auto i = machines.begin(); i; i.advance()) root().mira(i.key())->doMarkAllVlansDirty();
+}
+
+}  // namespace Brindle::Sim

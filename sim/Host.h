@@ -1,0 +1,139 @@
+// The host agent: it holds a whole simulated switch, publishes the records of all other agents, and
+// runs the library on it as a real one would: a fabric of chips, a programmer, the resolver, one
+// activity loop.
+//
+// It also plays the platform, which writes what a switch's own drivers write: flags of the hardware
+// status, activity times of routes, room and faults of chips.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mira/Agent.h"
+#include "model/MrouteTableColl.h"
+#include "platform/ActivityManager.h"
+#include "platform/Dir.h"
+#include "platform/EntityManager.h"
+#include "programmer/MrouteProgrammer.h"
+#include "sim/Chip.h"
+#include "sim/LogView.h"
+#include "sim/PublisherProcess.h"
+#include "sim/Records.h"
+#include "sim/Words.h"
+
+namespace Brindle::Sim {
+
+class Host {
+ public:
+  // What the library is started with.
+  struct Settings {
+    Nettle::AddressFamily af = Nettle::ipv4();
+    LagOperation lagOperation = lagPass;
+    bool configuredLagMembers = false;
+    bool taggedPorts = false;  // the chips want to know which ports are tagged
+    bool nsfGate = false;
+  };
+
+  // Prints to `out`. The process's loop gets a simulated clock, and its log this host's.
+  explicit Host(std::ostream & out);
+  ~Host();
+  Host(Host const &) = delete;
+  Host & operator=(Host const &) = delete;
+
+  std::ostream & out() { return out_; }
+  Records & records() { return records_; }
+  Records const & records() const { return records_; }
+  LogView & log() { return log_; }
+
+  // Lifecycle. start() is idempotent; what runs something starts first.
+  Settings & settings() { return settings_; }
+  void start();
+  bool started() const { return static_cast<bool>(agent_->mira()); }
+  // Throws CommandError: `what` is to be said earlier.
+  void requireNotStarted(char const * what) const;
+  bool finished() const { return finished_; }
+  void finishedIs(bool v) { finished_ = v; }
+
+  // Time
+  void followRealTimeIs(bool);
+  bool followsRealTime() const { return followsRealTime_; }
+  void advance(Zet::Seconds);
+  // Lets everything happen that is under way: takes in what publishers wrote, and moves the clock
+  // on as long as the next due time is near.
+  void settle();
+  Zet::Seconds now() const { return clock_->shown(); }
+  // Runs the loop until the descriptor can be read; only where real time is followed.
+  void runUntilReadable(int fd);
+
+  // VRFs and interfaces
+  void vrfIs(L3::VrfName vrf);
+  void vrfDel(L3::VrfName vrf);
+  Zet::Ptr<Routing::RoutingGenInfo> routingInfoIs(L3::VrfName vrf);
+  // The next VLAN that no other interface or VLAN has, from 1006 on. Throws CommandError.
+  Bridging::VlanId freeInternalVlan() const;
+
+  // Policy of the platform: the LAGs that the chips know, the VLANs that are extended over VXLAN,
+  // and whether routed multicast goes to all VTEPs of those.
+  struct Policy {
+    Zet::OrderedSet<Nettle::IntfId> hardwareLags;
+    Zet::OrderedSet<Bridging::VlanId> vxlanVlans;
+    bool floodToVteps = false;
+  };
+  Policy const & policy() const { return policy_; }
+  void hardwareLagIs(Nettle::IntfId lag, bool v);
+  void vxlanVlanIs(Bridging::VlanId vlan, bool v);
+  void floodToVtepsIs(bool v) { policy_.floodToVteps = v; }
+
+  // Chips
+  Zet::Ptr<Fabric> const & fabric() const { return fabric_; }
+  // By name. Throws CommandError if there is none.
+  Chip & chip(std::string const & name) const;
+  std::vector<Chip *> chips() const;
+  // Throws CommandError if the name or the number is taken.
+  Chip & chipIs(std::string const & name, U32 index);
+  void chipDel(std::string const & name);
+
+  // Tables of routes in shared memory
+  void attach(std::string const & table);
+  void detach(std::string const & table);
+  std::vector<std::string> tables() const;
+  // A directory of tables for this process and its publishers alone, removed at the end.
+  void privateTables();
+  PublisherProcess & publisherIs(std::string const & table);
+  // Throws CommandError if none runs.
+  PublisherProcess & publisher(std::string const & table);
+  void publisherDel(std::string const & table);
+
+  // The library
+  MrouteTableColl const & routeTables() const { return *tables_; }
+  MiraRoot const & root() const { return *agent_->mira(); }
+  MrouteSm const * programmer(L3::VrfName vrf) const;
+  // Marks every route of every VRF for computation.
+  void reviewAll();
+
+ private:
+  MiraRoot::Inputs inputs() const;
+  void startProgrammer();
+  void startResolver();
+  void setGate(MiraRoot & root) const;
+
+  std::ostream & out_;
+  Zet::Ptr<Zet::SimClock> const clock_;
+  LogView log_;
+  Settings settings_;
+  bool finished_ = false;
+  bool followsRealTime_ = false;
+  Records records_;
+  Zet::Ptr<Zet::Dir> const routingInfoDir_;
+  Zet::Ptr<Zet::Dir> const mfibDir_;
+  Zet::Ptr<Fabric> const fabric_;
+  Zet::Ptr<MrouteTableColl> tables_;
+  Zet::Ptr<MrouteProgrammer> const programmer_;
+  Zet::Ptr<Agent> const agent_;
+  Policy policy_;
+  std::string privateTables_;
+  std::vector<std::unique_ptr<PublisherProcess>> publishers_;
+};
+
+}  // namespace Brindle::Sim
