@@ -1,0 +1,114 @@
+#include "sim/Render.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+Json keyJson(KeyView const & key) {
+  Json json;
+  if (!key.vrf.empty()) json["vrf"] = key.vrfText();
+  json["source"] = key.source();
+  json["group"] = key.group();
+  return json;
+}
+
+// An interface that is not there is null.
+Json intfJson(std::string const & name) { return name.empty() ? Json() : Json(name); }
+
+Json outputsJson(OutputsView const & outputs) {
+  Json list = Json::array();
+  for (auto const & output : outputs) {
+    list.push_back({{"port", output.port}, {"lif", output.lif}, {"tagged", output.tagged}});
+  }
+  return list;
+}
+
+Json toJson(RouteView const & route) {
+  Json json = keyJson(route.key);
+  json["iif"] = intfJson(route.iif);
+  json["vlan"] = route.vlan;
+  json["set"] = route.set ? Json(*route.set) : Json();
+  json["outputs"] = outputsJson(route.outputs);
+  json["toCpu"] = route.toCpu;
+  json["notify"] = intfJson(route.notify);
+  json["fastdrop"] = intfJson(route.fastdrop);
+  json["frr"] = intfJson(route.frr);
+  json["state"] = route.stateName();
+  json["reason"] = route.reason;
+  return json;
+}
+
+Json toJson(SetView const & set) {
+  Json routes = Json::array();
+  for (auto const & key : set.routes) routes.push_back(keyJson(key));
+  return {{"set", set.number},
+          {"outputs", outputsJson(set.outputs)},
+          {"toCpu", set.toCpu},
+          {"routes", std::move(routes)}};
+}
+
+Json toJson(EntryView const & entry) {
+  Json json = keyJson(entry.key);
+  json["handle"] = entry.handle;
+  json["vlan"] = entry.vlan;
+  json["active"] = entry.active;
+  json["outputs"] = outputsJson(entry.outputs);
+  return json;
+}
+
+Json toJson(ChipView const & chip) {
+  Json entries = Json::array();
+  for (auto const & entry : chip.entries) entries.push_back(toJson(entry));
+  return {{"chip", chip.name},
+          {"index", chip.index},
+          {"ports", chip.ports},
+          {"routesInUse", chip.routesInUse},
+          {"routeCapacity", chip.routeCapacity},
+          {"routeRoom", chip.routeRoom},
+          {"outputsInUse", chip.outputsInUse},
+          {"outputCapacity", chip.outputCapacity},
+          {"outputRoom", chip.outputRoom},
+          {"failedRoutes", chip.failedRoutes},
+          {"failedSets", chip.failedSets},
+          {"entries", std::move(entries)}};
+}
+
+Json toJson(StatusView::Route const & route) {
+  Json json = keyJson(route.key);
+  json["accepting"] = intfJson(route.accepting);
+  json["notifying"] = intfJson(route.notifying);
+  json["fastdrop"] = intfJson(route.fastdrop);
+  json["frr"] = intfJson(route.frr);
+  json["noRoute"] = route.noRoute;
+  json["noOutputs"] = route.noOutputs;
+  json["lastPoll"] = route.lastPoll;
+  return json;
+}
+
+Json toJson(FailureView const & failure) {
+  Json json = keyJson(failure.key);
+  json["refusedBy"] = failure.chips;
+  return json;
+}
+
+template <class View> Json listJson(std::vector<View> const & views) {
+  Json list = Json::array();
+  for (auto const & view : views) list.push_back(toJson(view));
+  return list;
+}
+
+}  // namespace
+
+Json toJson(std::vector<RouteView> const & routes) { return listJson(routes); }
+Json toJson(std::vector<SetView> const & sets) { return listJson(sets); }
+Json toJson(std::vector<ChipView> const & chips) { return listJson(chips); }
+Json toJson(std::vector<FailureView> const & failures) { return listJson(failures); }
+
+Json toJson(StatusView const & status) {
+  return {{"hwRouting", status.hwRouting},
+          {"routingEnabled", status.routingEnabled},
+          {"resourceFull", status.resourceFull},
+          {"routes", listJson(status.routes)}};
+}
+
+}  // namespace Brindle::Sim

@@ -1,0 +1,159 @@
+#include <cstdio>
+#include <map>
+
+#include "sim/Render.h"
+#include "sim/TextTable.h"
+#include "sim/Words.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+constexpr std::size_t shownOutputs = 12;
+constexpr std::size_t shownRoutes = 4;
+
+std::string yesNo(bool v) { return v ? "yes" : "no"; }
+
+std::string orDash(std::string const & text) { return text.empty() ? "-" : text; }
+
+std::string numberOrDash(U32 number) { return number ? std::to_string(number) : "-"; }
+
+std::string seconds(double v) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f", v);
+  return text;
+}
+
+std::string plural(std::size_t n, char const * what) {
+  return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
+
+std::string joined(std::vector<std::string> const & items) {
+  std::string out;
+  for (auto const & item : items) out.append(out.empty() ? "" : " ").append(item);
+  return out;
+}
+
+std::string stateText(RouteView const & route) {
+  std::string text = route.stateName();
+  if (route.reason.empty()) return text;
+  return text + (route.state == RouteView::State::waiting ? " " : ": ") + route.reason;
+}
+
+std::string specialsText(RouteView const & route) {
+  std::string text;
+  if (!route.notify.empty()) text += " notify " + route.notify;
+  if (!route.fastdrop.empty()) text += " fastdrop " + route.fastdrop;
+  if (!route.frr.empty()) text += " frr " + route.frr;
+  return text;
+}
+
+}  // namespace
+
+std::string outputsText(OutputsView const & outputs, bool toCpu) {
+  std::string text;
+  U32 lif = ~0u;
+  for (std::size_t i = 0; i < outputs.size() && i < shownOutputs; ++i) {
+    auto const & output = outputs[i];
+    if (output.lif != lif) {
+      text.append(text.empty() ? "" : "; ").append(std::to_string(output.lif)).append(":");
+    }
+    text.append(" ").append(output.port).append(output.tagged ? "(tagged)" : "");
+    lif = output.lif;
+  }
+  if (outputs.size() > shownOutputs) {
+    text += " and " + std::to_string(outputs.size() - shownOutputs) + " more";
+  }
+  if (toCpu) text += text.empty() ? "CPU" : "; CPU";
+  return orDash(text);
+}
+
+void print(std::ostream & out, std::vector<RouteView> const & routes) {
+  std::map<std::string, std::size_t> states;
+  TextTable table({"VRF", "Source", "Group", "Iif", "VLAN", "Outputs", "State"});
+  for (auto const & route : routes) {
+    ++states[route.stateName()];
+    table.add({route.key.vrfText(), route.key.source(), route.key.group(), orDash(route.iif),
+               numberOrDash(route.vlan),
+               outputsText(route.outputs, route.toCpu) + specialsText(route), stateText(route)});
+  }
+  out << plural(routes.size(), "route");
+  for (auto const & [state, count] : states) out << ", " << count << " " << state;
+  out << '\n';
+  table.print(out);
+}
+
+void print(std::ostream & out, std::vector<SetView> const & sets) {
+  TextTable table({"Set", "Outputs", "Shared by"});
+  for (auto const & set : sets) {
+    std::vector<std::string> routes;
+    for (auto const & key : set.routes) {
+      if (routes.size() < shownRoutes) routes.push_back(key.pretty());
+    }
+    if (set.routes.size() > shownRoutes) {
+      routes.push_back("and " + std::to_string(set.routes.size() - shownRoutes) + " more");
+    }
+    table.add({std::to_string(set.number), outputsText(set.outputs, set.toCpu), joined(routes)});
+  }
+  out << plural(sets.size(), "output set") << '\n';
+  table.print(out);
+}
+
+void print(std::ostream & out, std::vector<ChipView> const & chips) {
+  for (auto const & chip : chips) {
+    out << "Chip " << chip.name << " (number " << chip.index << "): " << chip.routesInUse << " of "
+        << chip.routeCapacity << " routes" << (chip.routeRoom ? "" : " (full)") << ", "
+        << chip.outputsInUse << " of " << chip.outputCapacity << " outputs"
+        << (chip.outputRoom ? "" : " (full)") << '\n';
+    out << "  Ports: " << orDash(joined(chip.ports)) << '\n';
+    TextTable table({"Entry", "Source", "Group", "VLAN", "Active", "Outputs here"});
+    for (auto const & entry : chip.entries) {
+      table.add({std::to_string(entry.handle), entry.key.source(), entry.key.group(),
+                 numberOrDash(entry.vlan), yesNo(entry.active), outputsText(entry.outputs)});
+    }
+    table.print(out);
+  }
+  if (chips.empty()) out << "no chips\n";
+}
+
+void print(std::ostream & out, StatusView const & status) {
+  out << "Hardware routes: " << yesNo(status.hwRouting)
+      << ", routing enabled: " << yesNo(status.routingEnabled)
+      << ", resources full: " << yesNo(status.resourceFull) << '\n';
+  TextTable table({"VRF", "Source", "Group", "Accepting", "Notifying", "Fastdrop", "Frr", "Failed",
+                   "Last seen"});
+  for (auto const & route : status.routes) {
+    std::string const failed =
+        std::string(route.noRoute ? "entry " : "") + (route.noOutputs ? "outputs" : "");
+    table.add({route.key.vrfText(), route.key.source(), route.key.group(), orDash(route.accepting),
+               orDash(route.notifying), orDash(route.fastdrop), orDash(route.frr), orDash(failed),
+               seconds(route.lastPoll)});
+  }
+  table.print(out);
+}
+
+void print(std::ostream & out, std::vector<FailureView> const & failures) {
+  out << plural(failures.size(), "failed route") << '\n';
+  TextTable table({"VRF", "Source", "Group", "Refused by"});
+  for (auto const & failure : failures) {
+    table.add({failure.key.vrfText(), failure.key.source(), failure.key.group(),
+               alternatives(failure.chips)});
+  }
+  table.print(out);
+}
+
+void print(std::ostream & out, std::vector<ReviewView> const & reviews) {
+  TextTable table({"VRF", "Routing", "Gate", "Routes", "Waiting", "Failed", "Pass", "Computed",
+                   "Unchanged", "Queued", "Review"});
+  for (auto const & review : reviews) {
+    table.add({review.vrf, yesNo(review.routing), review.gateOpen ? "open" : "closed",
+               std::to_string(review.routes), std::to_string(review.waiting),
+               std::to_string(review.failed), std::to_string(review.passes),
+               std::to_string(review.computed), std::to_string(review.unchanged),
+               std::to_string(review.queued), review.pending ? "pending" : "idle"});
+  }
+  out << plural(reviews.size(), "VRF") << '\n';
+  table.print(out);
+}
+
+}  // namespace Brindle::Sim

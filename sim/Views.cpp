@@ -1,0 +1,318 @@
+#include "sim/Views.h"
+
+#include <algorithm>
+#include <map>
+
+#include "sim/Host.h"
+#include "sim/RouteSpec.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+using Routing::Multicast::Fib::IpGenRouteKey;
+
+OutputsView outputsOf(PortVlanSet const & set) {
+  OutputsView out;
+  for (PortVlan const & pv : set.portVlan().items()) {
+    out.push_back({std::string(pv.port.view()), pv.outLif.value(),
+                   (pv.portProperty & taggedPortProperty) != 0});
+  }
+  return out;
+}
+
+std::string textOf(Nettle::IntfId intf) { return std::string(intf.view()); }
+
+// The number of each set in use, by content, so that equal switches number alike.
+using SetNumbers = std::map<OifSet const *, U32>;
+std::vector<OifSet const *> sortedSets(Host const & host) {
+  std::vector<OifSet const *> sets;
+  for (auto i = host.routeTables().oifSet().begin(); i; i.advance()) {
+    sets.push_back(host.routeTables().oifSet(i.key()));
+  }
+  std::sort(sets.begin(), sets.end(),
+            [](OifSet const * a, OifSet const * b) { return a->portVlanSet() < b->portVlanSet(); });
+  return sets;
+}
+
+SetNumbers setNumbers(Host const & host) {
+  SetNumbers numbers;
+  for (OifSet const * set : sortedSets(host)) {
+    numbers.emplace(set, static_cast<U32>(numbers.size() + 1));
+  }
+  return numbers;
+}
+
+std::vector<L3::VrfName> vrfs(Host const & host) {
+  std::vector<L3::VrfName> out;
+  if (!host.started()) return out;
+  for (auto i = host.routeTables().vrfMrouteTable().begin(); i; i.advance()) out.push_back(i.key());
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+std::vector<std::string> refusals(Host const & host, U32 mask) {
+  std::vector<std::string> out;
+  for (Chip const * chip : host.chips()) {
+    std::string const name(chip->name().view());
+    if (mask >> chip->index() & 1) out.push_back(name + ": no room for its outputs");
+    if (mask >> (16 + chip->index()) & 1) out.push_back(name + ": no route entry");
+  }
+  return out;
+}
+
+std::string vrfProblem(Host const & host, L3::VrfName vrf, Nettle::IntfId iif) {
+  auto const * status = host.records().ipStatus->ipIntfStatus(iif);
+  if (!status) return "there is no IP on " + textOf(iif);
+  if (status->vrf() != vrf) return textOf(iif) + " is not in VRF " + std::string(vrf.view());
+  return "its turn has not come";
+}
+
+// A route of the resolver's table, and how it stands with the chips.
+class RouteReader {
+ public:
+  RouteReader(Host const & host, L3::VrfName vrf, SetNumbers const & numbers)
+      : host_(host),
+        vrf_(vrf),
+        numbers_(numbers),
+        programmer_(host.programmer(vrf)) {}
+
+  RouteView view(Mroute const & mroute) const {
+    RouteView view;
+    view.key = {vrf_, mroute.key()};
+    view.iif =
+        textOf(mroute.acceptingIntfId() ? mroute.acceptingIntfId() : mroute.shoalRoute().iif());
+    view.vlan = mroute.acceptingVlanId().value();
+    if (auto const * set = mroute.oifSet().get()) {
+      view.outputs = outputsOf(set->portVlanSet());
+      view.toCpu = set->portVlanSet().toCpu();
+      view.set = numbers_.at(set);
+    }
+    view.notify = special(mroute.notifyingVlanId());
+    view.fastdrop = special(mroute.staticFastdropVlanId());
+    view.frr = special(mroute.frrVlanId());
+    state(mroute, view);
+    return view;
+  }
+
+ private:
+  std::string special(Bridging::VlanIdOrNone vlan) const {
+    return vlan ? textOf(host_.records().intfVlanIdTable->vlanIdToIntfId(vlan)) : "";
+  }
+
+  void state(Mroute const & mroute, RouteView & view) const {
+    using State = RouteView::State;
+    auto const * failed = programmer_ ? programmer_->failedMroute().find(mroute.key()) : nullptr;
+    if (mroute.version() == 0) {
+      view.state = State::notComputed;
+      view.reason = vrfProblem(host_, vrf_, mroute.shoalRoute().iif());
+    } else if (failed) {
+      view.state = State::failed;
+      view.reason = alternatives(refusals(host_, failed->reason));
+    } else if (host_.chips().empty()) {
+      view.state = State::noEntry;
+      view.reason = "there is no chip";
+    } else if (!mroute.acceptingVlanId() && !mroute.noRpf() && !mroute.rpaId()) {
+      view.state = State::noEntry;
+      view.reason = "it is accepted nowhere";
+    } else {
+      view.state = State::inHardware;
+    }
+  }
+
+  Host const & host_;
+  L3::VrfName const vrf_;
+  SetNumbers const & numbers_;
+  MrouteSm const * const programmer_;
+};
+
+// Why a (*,G) route has to wait.
+std::string waitReason(Host const & host, Shoal::Multicast::Fib::Route const & route) {
+  std::vector<std::string> intfs;
+  for (auto intf : {route.iif(), route.notify()}) {
+    auto const * status = host.records().pimIntfStatus->intfStatus(intf);
+    bool const waits =
+        host.records().ipStatus->ipIntfStatus(intf) && !(status && status->routesProgrammed());
+    if (waits && (intfs.empty() || intfs.front() != intf.view())) intfs.push_back(textOf(intf));
+  }
+  return "for the connected subnets of " + alternatives(intfs) + " in hardware";
+}
+
+void addWaiting(Host const & host, L3::VrfName vrf, std::vector<RouteView> & views) {
+  auto const mira = host.root().mira(vrf);
+  if (!mira) return;
+  for (auto table = mira->mfibShoalSm().begin(); table; table.advance()) {
+    for (auto i = table->unprogrammedWcRoute().begin(); i; i.advance()) {
+      auto const & route = *table->unprogrammedWcRoute().find(i.key());
+      RouteView view;
+      view.key = {vrf, i.key()};
+      view.iif = textOf(route.iif());
+      view.state = RouteView::State::waiting;
+      view.reason = waitReason(host, route);
+      views.push_back(std::move(view));
+    }
+  }
+}
+
+template <class View> void sortByKey(std::vector<View> & views) {
+  std::sort(views.begin(), views.end(),
+            [](View const & a, View const & b) { return a.key < b.key; });
+}
+
+std::vector<EntryView> entryViews(Chip const & chip) {
+  std::vector<EntryView> out;
+  for (auto i = chip.simRoute().begin(); i; i.advance()) {
+    auto const & entry = *chip.simRoute(i.key());
+    EntryView view;
+    view.handle = entry.routeHandle().value;
+    view.key = {{}, entry.key().sg};
+    view.vlan = entry.key().vlanId.value();
+    view.active = entry.activated();
+    view.outputsHere = 0;
+    if (auto const & set = entry.simMtableOifSet()) {
+      view.outputsHere = set->portCount();
+      for (auto & output : outputsOf(set->oifSet()->portVlanSet())) {
+        if (chip.port(Nettle::IntfId(output.port))) view.outputs.push_back(std::move(output));
+      }
+    }
+    out.push_back(std::move(view));
+  }
+  std::sort(out.begin(), out.end(), [](EntryView const & a, EntryView const & b) {
+    return a.key < b.key || (!(b.key < a.key) && a.handle < b.handle);
+  });
+  return out;
+}
+
+}  // namespace
+
+std::string KeyView::source() const {
+  auto const text = keyText(key);
+  return text.substr(0, text.find(' '));
+}
+
+std::string KeyView::group() const {
+  auto const text = keyText(key);
+  return text.substr(text.find(' ') + 1);
+}
+
+std::vector<RouteView> routeViews(Host const & host) {
+  std::vector<RouteView> views;
+  if (!host.started()) return views;
+  auto const numbers = setNumbers(host);
+  for (auto vrf : vrfs(host)) {
+    RouteReader const reader(host, vrf, numbers);
+    auto const & table = *host.routeTables().vrfMrouteTable(vrf);
+    for (auto i = table.mroute().begin(); i; i.advance()) {
+      views.push_back(reader.view(*table.mroute(i.key())));
+    }
+    addWaiting(host, vrf, views);
+  }
+  sortByKey(views);
+  return views;
+}
+
+std::vector<SetView> setViews(Host const & host) {
+  std::vector<SetView> views;
+  if (!host.started()) return views;
+  for (OifSet const * set : sortedSets(host)) {
+    views.push_back({static_cast<U32>(views.size() + 1),
+                     outputsOf(set->portVlanSet()),
+                     set->portVlanSet().toCpu(),
+                     {}});
+  }
+  for (auto const & route : routeViews(host)) {
+    if (route.set) views[*route.set - 1].routes.push_back(route.key);
+  }
+  return views;
+}
+
+std::vector<ChipView> chipViews(Host const & host) {
+  std::vector<ChipView> views;
+  for (Chip const * chip : host.chips()) {
+    ChipView view{};
+    view.name = chip->name().view();
+    view.index = chip->index();
+    for (auto port : chip->port().items()) view.ports.push_back(textOf(port));
+    view.routesInUse = chip->routesInUse();
+    view.routeCapacity = chip->routeTotal();
+    view.outputsInUse = chip->outputsInUse();
+    view.outputCapacity = chip->pvTotal();
+    view.routeRoom = chip->mrouteTcamFree();
+    view.outputRoom = chip->mtableFree();
+    for (auto vrf : vrfs(host)) {
+      auto const * programmer = host.programmer(vrf);
+      auto const * counts = programmer ? programmer->zetChip().find(chip->name()) : nullptr;
+      if (!counts) continue;
+      view.failedRoutes += counts->routeFailed();
+      view.failedSets += counts->oifFailed();
+    }
+    view.entries = entryViews(*chip);
+    views.push_back(std::move(view));
+  }
+  return views;
+}
+
+StatusView statusView(Host const & host) {
+  auto const & status = *host.records().hardware;
+  StatusView view{status.hwRouting(), status.routingEnabled(), status.hwResourceFull(), {}};
+  for (auto vrf : vrfs(host)) {
+    auto const * vrfStatus = status.vrfStatus(vrf);
+    if (!vrfStatus) continue;
+    for (auto i = vrfStatus->route().begin(); i; i.advance()) {
+      auto const & route = *vrfStatus->route(i.key());
+      using Flags = Fib::Hardware::RouteStatus;
+      view.routes.push_back({{vrf, i.key()},
+                             textOf(route.acceptingIntfId()),
+                             textOf(route.notifyingIntfId()),
+                             textOf(route.staticFastdropIntfId()),
+                             textOf(route.frrIntfId()),
+                             (route.hwFlags() & Flags::noRoute) != 0,
+                             (route.hwFlags() & Flags::noIntfs) != 0,
+                             route.lastPollTime()});
+    }
+  }
+  sortByKey(view.routes);
+  return view;
+}
+
+std::vector<FailureView> failureViews(Host const & host) {
+  std::vector<FailureView> views;
+  for (auto vrf : vrfs(host)) {
+    auto const * programmer = host.programmer(vrf);
+    if (!programmer) continue;
+    for (auto i = programmer->failedMroute().begin(); i; i.advance()) {
+      auto const * failed = programmer->failedMroute().find(i.key());
+      views.push_back({{vrf, i.key()}, refusals(host, failed->reason)});
+    }
+  }
+  sortByKey(views);
+  return views;
+}
+
+std::vector<ReviewView> reviewViews(Host const & host) {
+  std::vector<ReviewView> views;
+  for (auto vrf : vrfs(host)) {
+    auto const mira = host.root().mira(vrf);
+    if (!mira) continue;
+    auto const & table = *host.routeTables().vrfMrouteTable(vrf);
+    auto const * programmer = host.programmer(vrf);
+    std::vector<RouteView> waiting;
+    addWaiting(host, vrf, waiting);
+    views.push_back({std::string(vrf.view()), mira->l3Enabled(), mira->nsfMiraEnabled(),
+                     table.mroute().size(), static_cast<U32>(waiting.size()),
+                     programmer ? programmer->failedMroute().size() : 0, mira->review(),
+                     table.recomputations(), table.noChangeRecomputations(),
+                     mira->dirtyMrouteMetadata().size(), mira->reviewPending()});
+  }
+  return views;
+}
+
+std::vector<std::string> portsOf(OutputsView const & outputs) {
+  Zet::OrderedSet<Nettle::IntfId> ports;
+  for (auto const & output : outputs) ports.insert(Nettle::IntfId(output.port));
+  std::vector<std::string> names;
+  for (auto port : ports.items()) names.push_back(textOf(port));
+  return names;
+}
+
+}  // namespace Brindle::Sim

@@ -1,0 +1,144 @@
+// What there is to see in the switch, as plain data: one model from which both the tables for
+// people and the JSON for programs are made.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "model/PortVlanSet.h"
+#include "platform/VrfName.h"
+#include "state/RouteKey.h"
+
+namespace Brindle::Sim {
+
+class Host;
+
+// A route by its name.
+struct KeyView {
+  L3::VrfName vrf;
+  Routing::Multicast::Fib::IpGenRouteKey key;
+
+  std::string vrfText() const { return std::string(vrf.view()); }
+  std::string source() const;  // "*" for any
+  std::string group() const;
+  std::string pretty() const { return "(" + source() + ", " + group() + ")"; }
+  // In the order in which operators look for routes.
+  bool operator<(KeyView const & o) const {
+    return std::tuple(vrf, key.group(), key.source()) <
+           std::tuple(o.vrf, o.key.group(), o.key.source());
+  }
+};
+
+struct OutputView {
+  std::string port;
+  U32 lif;  // a VLAN, or above 4094 a logical interface; 0 for none
+  bool tagged;
+};
+using OutputsView = std::vector<OutputView>;
+
+// One route as the resolver has it.
+struct RouteView {
+  // Where it stands on its road.
+  enum class State { waiting, notComputed, failed, noEntry, inHardware };
+  // As people and programs read it.
+  static constexpr char const * stateNames[] = {"waiting", "not computed", "failed", "no entry",
+                                                "in hardware"};
+
+  KeyView key;
+  std::string iif;
+  U32 vlan = 0;            // that it is accepted in
+  std::optional<U32> set;  // its number in setViews()
+  OutputsView outputs;
+  bool toCpu = false;
+  std::string notify;  // interfaces of its special entries, empty for none
+  std::string fastdrop;
+  std::string frr;
+  State state = State::notComputed;
+  std::string reason;  // of all but the last
+
+  char const * stateName() const { return stateNames[static_cast<int>(state)]; }
+};
+std::vector<RouteView> routeViews(Host const & host);
+
+// One output set and the routes that share it.
+struct SetView {
+  U32 number;
+  OutputsView outputs;
+  bool toCpu;
+  std::vector<KeyView> routes;
+};
+std::vector<SetView> setViews(Host const & host);
+
+// One chip with its entries.
+struct EntryView {
+  U32 handle;
+  KeyView key;  // a chip does not know the VRF
+  U32 vlan;
+  bool active;
+  U32 outputsHere;
+  OutputsView outputs;  // the local ones
+};
+struct ChipView {
+  std::string name;
+  U32 index;
+  std::vector<std::string> ports;
+  U32 routesInUse;
+  U32 routeCapacity;
+  U32 outputsInUse;
+  U32 outputCapacity;
+  bool routeRoom;  // what the chip says
+  bool outputRoom;
+  U32 failedRoutes;  // that wait for it
+  U32 failedSets;
+  std::vector<EntryView> entries;
+};
+std::vector<ChipView> chipViews(Host const & host);
+
+// What is published about the hardware.
+struct StatusView {
+  struct Route {
+    KeyView key;
+    std::string accepting;
+    std::string notifying;
+    std::string fastdrop;
+    std::string frr;
+    bool noRoute;
+    bool noOutputs;
+    double lastPoll;
+  };
+  bool hwRouting;
+  bool routingEnabled;
+  bool resourceFull;
+  std::vector<Route> routes;
+};
+StatusView statusView(Host const & host);
+
+// A route that a chip refused.
+struct FailureView {
+  KeyView key;
+  std::vector<std::string> chips;  // "c0: no route entry"
+};
+std::vector<FailureView> failureViews(Host const & host);
+
+// How far the work has come.
+struct ReviewView {
+  std::string vrf;
+  bool routing;
+  bool gateOpen;
+  U32 routes;
+  U32 waiting;
+  U32 failed;
+  U32 passes;
+  U32 computed;
+  U32 unchanged;
+  U32 queued;
+  bool pending;
+};
+std::vector<ReviewView> reviewViews(Host const & host);
+
+// Ports in their order, each once.
+std::vector<std::string> portsOf(OutputsView const & outputs);
+
+}  // namespace Brindle::Sim
