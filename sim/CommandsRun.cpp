@@ -1,0 +1,121 @@
+// The run itself: start, time, tables, scripts.
+#include <cstring>
+#include <fstream>
+
+#include "sim/Commands.h"
+#include "sim/Host.h"
+#include "sim/Import.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+constexpr int maxNesting = 16;
+
+std::string joined(std::vector<std::string> const & words) {
+  std::string text;
+  for (auto const & word : words) text.append(text.empty() ? "" : " ").append(word);
+  return text;
+}
+
+void start(Host & host, Arguments const &) { host.start(); }
+
+void settle(Host & host, Arguments const &) { host.settle(); }
+
+void clockAdvance(Host & host, Arguments const & arguments) { host.advance(arguments.seconds()); }
+
+void clockReal(Host & host, Arguments const &) { host.followRealTimeIs(true); }
+
+void clockSimulated(Host & host, Arguments const &) { host.followRealTimeIs(false); }
+
+void reviewAll(Host & host, Arguments const &) { host.reviewAll(); }
+
+void attach(Host & host, Arguments const & arguments) { host.attach(arguments.text("TABLE")); }
+
+void detach(Host & host, Arguments const & arguments) { host.detach(arguments.text("TABLE")); }
+
+void tablesPrivate(Host & host, Arguments const &) { host.privateTables(); }
+
+void publisherStart(Host & host, Arguments const & arguments) {
+  host.publisherIs(arguments.text("TABLE"));
+  host.attach(arguments.text("TABLE"));
+}
+
+void publisherStop(Host & host, Arguments const & arguments) {
+  host.publisherDel(arguments.text("TABLE"));
+}
+
+void publish(Host & host, Arguments const & arguments) {
+  auto & publisher = host.publisher(arguments.text("TABLE"));
+  host.out() << publisher.run(lineOf(arguments.texts("COMMAND")));
+}
+
+void import(Host & host, Arguments const & arguments) {
+  importBox(host, readRecordedBox(arguments.text("DIR"), arguments.text("NAME", "")));
+}
+
+void source(Host & host, Arguments const & arguments) { runScript(host, arguments.text("FILE")); }
+
+void echo(Host & host, Arguments const & arguments) {
+  host.out() << joined(arguments.texts("TEXT")) << '\n';
+}
+
+void title(Host & host, Arguments const & arguments) {
+  host.out() << "\n== " << joined(arguments.texts("TEXT")) << " ==\n\n";
+}
+
+void help(Host & host, Arguments const & arguments) {
+  auto const & words = arguments.texts("COMMAND");
+  host.out() << CommandTable(simCommands()).help(words);
+}
+
+void quit(Host & host, Arguments const &) { host.finishedIs(true); }
+
+constexpr Command<Host> rows[] = {
+    {"start", "Start the library on the switch; what needs it starts it, too.", start},
+    {"settle", "Let everything happen that is under way.", settle},
+    {"clock advance SECONDS", "Move the simulated clock on.", clockAdvance},
+    {"clock real", "Let the clock follow the real one.", clockReal},
+    {"clock simulated", "Let the clock stand still.", clockSimulated},
+    {"review all", "Have every route computed anew.", reviewAll},
+    {"import DIR [host NAME]", "Become the Linux box that is recorded there.", import},
+    {"tables private", "Use route tables of this run's own, removed at its end.", tablesPrivate},
+    {"attach TABLE", "Read a publisher's table, such as pim.default.", attach},
+    {"detach TABLE", "Read it no more.", detach},
+    {"publisher start TABLE", "Start a brindle-publish on a table, and read it.", publisherStart},
+    {"publisher stop TABLE", "End it; the table stays.", publisherStop},
+    {"publish TABLE COMMAND...", "Have it carry out a command, such as route add.", publish},
+    {"source FILE", "Run a script.", source},
+    {"echo [TEXT...]", "Print a line.", echo},
+    {"title TEXT...", "Print a heading.", title},
+    {"help [COMMAND...]", "List the commands that begin so.", help},
+    {"quit", "End.", quit},
+};
+
+}  // namespace
+
+void runScript(Host & host, std::string const & path) {
+  static int nesting = 0;
+  std::ifstream in(path);
+  if (!in) throw CommandError(path + ": " + std::strerror(errno));
+  if (nesting == maxNesting) throw CommandError(path + ": expected fewer scripts within scripts");
+  Interpreter<Host> interpreter(host, simCommands());
+  struct Nesting {
+    Nesting() { ++nesting; }
+    ~Nesting() { --nesting; }
+  } const deeper;
+  runLines(in, path, [&](std::string const & line) {
+    if (!host.finished()) interpreter.run(line);
+  });
+}
+
+Subject<Host> const runCommands = {"Running", rows};
+
+std::span<Subject<Host> const> simCommands() {
+  static Subject<Host> const all[] = {runCommands,  bridgingCommands,  lagCommands,
+                                      ipCommands,   multicastCommands, platformCommands,
+                                      showCommands, checkCommands};
+  return all;
+}
+
+}  // namespace Brindle::Sim
