@@ -1,0 +1,139 @@
+// Scripts run end to end: publisher, shared memory, resolver, programmer and chips, in the
+// processes that an operator starts. Each script checks itself by `expect`.
+#include "sim/Commands.h"
+#include "tests/SimTool.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+class SimScripts : public SimTool {
+ protected:
+  Result script(std::string const & lines) const {
+    return run("@brindle-sim run " + file("script.sim", "tables private\n" + lines));
+  }
+  void passes(std::string const & lines) const {
+    auto const result = script(lines);
+    EXPECT_EQ(result.exit, 0) << result.text;
+  }
+};
+
+std::string const twoVlans =
+    "chip add c0 ports e1 e2 e3 e4 e5\n"
+    "vlan add 10 port e1\nip link add Vlan10\n"
+    "vlan add 20 port e2 e3\nip link add Vlan20\n"
+    "publisher start pim.default\n";
+std::string const publish =
+    "publish pim.default route add 1.1.1.1 232.0.0.1 iif Vlan10 oif Vlan20\nsettle\n";
+
+TEST_F(SimScripts, Demo) {
+  auto const demo = run("cd % && @brindle-sim run sim/demo.sim");
+  EXPECT_EQ(demo.exit, 0) << demo.text;
+  for (auto const * line :
+       {"7 routes, 4 in hardware, 3 waiting",
+        "waiting for the connected subnets of et2 in hardware",
+        "  default  10.1.0.2  239.1.1.3  et1  1006  100: p1; 200: p5  in hardware",
+        "error MROUTE_HW_RESOURCE_FULL: Hardware resources are insufficient",
+        "error MROUTE_HW_RESOURCE_NORMAL: All multicast routes are programmed"}) {
+    EXPECT_NE(demo.text.find(line), std::string::npos) << line << "\n" << demo.text;
+  }
+}
+
+TEST_F(SimScripts, StateOfTheSwitchReachesTheOutputs) {
+  passes(twoVlans + publish +
+         "expect outputs 1.1.1.1 232.0.0.1 ports e2 e3\n"
+         "stp vlan 20 port e3 discarding\nreview all\nsettle\n"
+         "expect outputs 1.1.1.1 232.0.0.1 ports e2\n"
+         "lag add Po1 member e4 e5\nvlan add 20 port Po1\nreview all\nsettle\n"
+         "expect outputs 1.1.1.1 232.0.0.1 ports e2 e4 e5\n"
+         "lag hardware Po1 on\nreview all\nsettle\n"
+         "expect outputs 1.1.1.1 232.0.0.1 ports e2 Po1\n"
+         "bridge snooping vid 20 on\nbridge mdb add vid 20 port Po1 grp 232.0.0.1\n"
+         "bridge router add vid 20 port e2\nreview all\nsettle\n"
+         "expect outputs 1.1.1.1 232.0.0.1 ports e2 Po1\n"
+         "bridge router del vid 20 port e2\nreview all\nsettle\n"
+         "expect outputs 1.1.1.1 232.0.0.1 ports Po1\n"
+         "vlan del 20\nreview all\nsettle\nexpect outputs 1.1.1.1 232.0.0.1\n");
+}
+
+TEST_F(SimScripts, RoutedPortsAndVrfs) {
+  passes(twoVlans +
+         "vrf add red\nip link add e4 vrf red\nip link add e5 vrf red internal-vlan 3000\n"
+         "publisher start pim.red\n"
+         "publish pim.red route add 1.1.1.1 232.0.0.1 iif e4 oif e5\nsettle\n"
+         "expect outputs 1.1.1.1 232.0.0.1 ports e5 vrf red\n"
+         "expect state 1.1.1.1 232.0.0.1 in-hardware vrf red\n"
+         "vrf del red\nsettle\nexpect chip c0 routes 0\n");
+}
+
+TEST_F(SimScripts, FaultsOfChips) {
+  passes(twoVlans + "chip add c1 routes 1\nchip refuse c1 routes 1\n" + publish +
+         "expect state 1.1.1.1 232.0.0.1 failed\nexpect chip c0 routes 0\n"
+         "expect log MROUTE_HW_RESOURCE_FULL\n"
+         "chip kick c1\nsettle\nexpect state 1.1.1.1 232.0.0.1 failed\n"
+         "chip free c1\nsettle\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n"
+         "expect log MROUTE_HW_RESOURCE_NORMAL\n"
+         "chip set c0 sets 3\n"
+         "publish pim.default route add 1.1.1.2 232.0.0.1 iif Vlan10 oif Vlan20\nsettle\n"
+         "expect state 1.1.1.2 232.0.0.1 failed\nexpect chip c1 routes 1\n"
+         "chip set c0 sets 4\nchip set c1 routes 2\nsettle\nexpect failed 0\n");
+  EXPECT_NE(script(twoVlans + publish + "chip set c0 sets 1\n")
+                .text.find("expected at least the 2 outputs in use, found 1"),
+            std::string::npos);
+}
+
+TEST_F(SimScripts, GateWaitsForTheProtocols) {
+  std::string const gate = "nsf gate on\nnsf vrf default on\nnsf protocol sparse on\n";
+  passes(gate + twoVlans + publish +
+         "expect state 1.1.1.1 232.0.0.1 absent\n"
+         "nsf ready static on\nsettle\nexpect state 1.1.1.1 232.0.0.1 absent\n"
+         "nsf ready sparse on\nsettle\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n");
+  passes(gate + twoVlans + publish +
+         "clock advance 899\nexpect state 1.1.1.1 232.0.0.1 absent\n"
+         "clock advance 1\nsettle\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n");
+}
+
+TEST_F(SimScripts, PublisherIsReplacedWithoutLoss) {
+  passes(twoVlans + publish +
+         "publisher stop pim.default\nsettle\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n"
+         "publisher start pim.default\nsettle\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n"
+         "publish pim.default sync\nsettle\nexpect state 1.1.1.1 232.0.0.1 absent\n"
+         "expect chip c0 routes 0\n");
+}
+
+TEST_F(SimScripts, FirstErrorEndsAScript) {
+  auto const result =
+      script("vlan add 7\nsource " + file("inner.sim", "\nvlan port\n") + "\necho not reached\n");
+  EXPECT_EQ(result.exit, 1);
+  EXPECT_EQ(result.text.substr(result.text.find("brindle-sim: /")),
+            "brindle-sim: " + dir() + "/script.sim:3: " + dir() +
+                "/inner.sim:2: expected \"add\" or \"del\", found \"port\"\n");
+  EXPECT_EQ(script(twoVlans + publish + "expect outputs 1.1.1.1 232.0.0.1 ports e2\n").exit, 1);
+  EXPECT_EQ(run("@brindle-sim", "vlan add 7\nvlan del 8\n").exit, 1);
+}
+
+TEST_F(SimScripts, JsonSaysTheSame) {
+  auto const text = script(twoVlans + publish + "show mroute --json\nshow hardware --json\n").text;
+  std::string flat;
+  for (char c : text) {
+    if (c != ' ' && c != '\n') flat += c;
+  }
+  for (
+      auto const * piece :
+      {R"("source":"1.1.1.1","group":"232.0.0.1","iif":"Vlan10","vlan":10,"set":1,)"
+       R"("outputs":[{"port":"e2","lif":20,"tagged":false},{"port":"e3","lif":20,"tagged":false}])",
+       R"("state":"inhardware","reason":"")", R"("routesInUse":1,"routeCapacity":1000)"}) {
+    EXPECT_NE(flat.find(piece), std::string::npos) << piece << "\n" << text;
+  }
+}
+
+TEST_F(SimScripts, EveryCommandIsDescribed) {
+  auto const page = contentOf(BRINDLE_SOURCES "/docs/sim.md");
+  EXPECT_NE(page.find(CommandTable(simCommands()).help({})), page.npos);
+  auto const publishing = run("@brindle-publish --table x.y -", "help\n").text;
+  EXPECT_NE(page.find(publishing.substr(3, publishing.size() - 6)), page.npos) << publishing;
+}
+
+}  // namespace
+
+}  // namespace Brindle::Sim
