@@ -25,8 +25,7 @@ class CountingChip : public Brindle::SwitchChip {
   void doAllocateMtableOifSet(Zet::Ptr<Brindle::OifSet const> const & oifSet) override;
   void doAllocateRoute(Key const & sg, Bridging::VlanIdOrNone acceptingVlanId, bool bridgeAction,
                        Zet::Ptr<Brindle::MtableOifSet> const & mtableOifSet, bool fastdrop,
-                       bool noRpf, Shoal::Multicast::Fib::RpaIndex rpaId,
-                       L3::VrfName vrf) override;
+                       bool noRpf, Shoal::Multicast::Fib::RpaIndex rpaId, L3::VrfName vrf) override;
   void doSetMtableOifSet(Brindle::RouteHandle, Zet::Ptr<Brindle::MtableOifSet> const &) override {
     ++setSets;
   }

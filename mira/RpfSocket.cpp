@@ -1,16 +1,13 @@
 // The socket on which the kernel reports packets that failed the reverse-path check.
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 
 #include "mira/MiraRoot.h"
-#include "platform/Assert.h"
 #include "platform/Budget.h"
 #include "platform/Exception.h"
+#include "platform/PacketSocket.h"
 #include "platform/Trace.h"
 
 namespace Brindle {
@@ -39,16 +36,13 @@ U32 bigEndian32(char const * p) {
 }  // namespace
 
 void MiraRoot::doOpenSocket() {
-  int const fd = ::socket(AF_PACKET, SOCK_RAW, rpfProtocol);
-  if (fd < 0) Zet::throwErrnoException("creating socket", errno);
-  int const err = ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-  ZET_ASSERT(err == 0, "err == 0");
+  int const fd = Zet::openPacketSocket(rpfProtocol, receiveBuffer);
   socketIs(fd);
 }
 
 void MiraRoot::doCloseSocket() {
   if (fileDescriptor_) fileDescriptor_->descriptorIs(-1);
-  if (socket_ >= 0) ::close(socket_);
+  if (socket_ >= 0) Zet::closeSocket(socket_);
   socket_ = -1;
 }
 
@@ -75,7 +69,7 @@ void MiraRoot::handleReadable() {
   Keel::Paced<readStride> messages;
   std::array<char, maxMessage> message;
   for (;;) {
-    ssize_t const n = ::read(socket_, message.data(), message.size());
+    std::int64_t const n = Zet::readSocket(socket_, message.data(), message.size());
     if (n < 0 && errno != EAGAIN) {
       int const error = errno;
       ZET_TRACE(1, "read failed errno " << error);
