@@ -55,7 +55,7 @@ void Mira::doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute) {
   }
   IntfId iif = mroute->shoalRoute().iif();
   if (isConnectedPrefix(key) && mroute->shoalRoute().isDefault()) {
-    iif = miraRoot()->pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey(key.source(), vrfName()));
+    iif = miraRoot()->pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey{key.source(), vrfName()});
   }
   static IntfId const null0("Null0");
   if (iif && iif != null0) {
@@ -131,7 +131,7 @@ bool PortVlanSetComputation::compute(bool allowOptimize) {
 bool PortVlanSetComputation::isUsable() {
   if (isPrefixKey_ && srt_.isDefault()) {
     srt_.iifIs(
-        root_.pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey(key_.source(), mira_.vrfName())));
+        root_.pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey{key_.source(), mira_.vrfName()}));
     srt_.flagsIs(Route::toCpu);
   }
   if (!vlanOf(srt_.iifFrr()) || vlanOf(srt_.iif())) return true;
