@@ -162,9 +162,7 @@ U32 Arguments::number(std::string_view placeholder, U32 otherwise) const {
   return given(placeholder) ? *unsignedNumber(text(placeholder)) : otherwise;
 }
 
-double Arguments::seconds(std::string_view placeholder, double otherwise) const {
-  return given(placeholder) ? *decimal(text(placeholder)) : otherwise;
-}
+double Arguments::seconds() const { return *decimal(text("SECONDS")); }
 
 Bridging::VlanId Arguments::vlan() const { return Bridging::VlanId(number("VLAN")); }
 
@@ -190,9 +188,7 @@ std::vector<Nettle::IntfId> Arguments::intfs(std::string_view placeholder) const
 
 Nettle::EthAddr Arguments::mac() const { return Nettle::EthAddr(text("MAC")); }
 
-Nettle::IpGenAddr Arguments::address(std::string_view placeholder) const {
-  return Nettle::IpGenAddr(text(placeholder));
-}
+Nettle::IpGenAddr Arguments::address() const { return Nettle::IpGenAddr(text("ADDRESS")); }
 
 Nettle::IpAddrWithMask Arguments::addressWithMask() const {
   return Nettle::IpAddrWithMask(text("ADDRESS/LEN"));

@@ -41,8 +41,8 @@ class Arguments {
 
   // Whether the line holds this word of the syntax.
   bool has(std::string_view word) const { return words_.count(word) != 0; }
-  // Of two words the one that the line holds: true for `yes`.
-  bool on(std::string_view yes = "on") const { return has(yes); }
+  // Of on|off.
+  bool on() const { return has("on"); }
 
   bool given(std::string_view placeholder) const { return values_.count(placeholder) != 0; }
   // All that the line gave for a placeholder.
@@ -52,14 +52,14 @@ class Arguments {
   std::string text(std::string_view placeholder, std::string const & otherwise) const;
 
   U32 number(std::string_view placeholder, U32 otherwise = 0) const;
-  double seconds(std::string_view placeholder = "SECONDS", double otherwise = 0) const;
+  double seconds() const;
   Bridging::VlanId vlan() const;
   std::vector<Bridging::VlanId> vlans() const;
   L3::VrfName vrf() const;                                           // "default"
   Nettle::IntfId intf(std::string_view placeholder = "INTF") const;  // none
   std::vector<Nettle::IntfId> intfs(std::string_view placeholder = "PORT") const;
   Nettle::EthAddr mac() const;
-  Nettle::IpGenAddr address(std::string_view placeholder = "ADDRESS") const;
+  Nettle::IpGenAddr address() const;
   Nettle::IpAddrWithMask addressWithMask() const;
   Nettle::IpGenPrefix group() const;
   // Of SOURCE and GROUP. Throws CommandError if they do not go together.

@@ -12,9 +12,7 @@ class Chip final : public SimSwitchChip {
   using SimSwitchChip::SimSwitchChip;
 
   // So many of the next requests fail as if the table were full.
-  U32 refusedRoutes() const { return refuseRoutes_; }
   void refuseRoutesIs(U32 n) { refuseRoutes_ = n; }
-  U32 refusedSets() const { return refuseSets_; }
   void refuseSetsIs(U32 n) { refuseSets_ = n; }
 
   // Routes in use, and outputs in use of all sets.

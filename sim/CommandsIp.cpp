@@ -28,23 +28,28 @@ void vrfDel(Host & host, Arguments const & arguments) {
   host.vrfDel(arguments.vrf());
 }
 
+// The VLAN that a routed port is to have; none for what routes a VLAN of its own, or has one.
+Bridging::VlanIdOrNone internalVlan(Host & host, Arguments const & arguments) {
+  auto const intf = arguments.intf();
+  if (arguments.has("internal-vlan")) return arguments.vlan();
+  bool const hasOne{host.records().intfVlanIdTable->intfIdToVlanId(intf)};
+  if (arguments.has("routes") || hasOne) return {};
+  return host.freeInternalVlan();
+}
+
 void linkAdd(Host & host, Arguments const & arguments) {
   auto & records = host.records();
   auto const intf = arguments.intf();
-  auto const vrf = arguments.vrf();
-  requireVrf(host, vrf);
+  requireVrf(host, arguments.vrf());
+  auto const internal = internalVlan(host, arguments);
   if (arguments.given("PARENT")) {
     intf.kindIs(Nettle::IntfKind::subIntf);
     intf.parentIs(arguments.intf("PARENT"));
     records.subIntfConfigDir->parentIntfIs(intf, arguments.intf("PARENT"));
   }
   if (arguments.has("routes")) intf.routedVlanIs(arguments.vlan());
-  if (arguments.has("internal-vlan")) {
-    setInternalVlan(records, intf, arguments.vlan());
-  } else if (!intf.routedVlan() && !records.intfVlanIdTable->internalVlanId(intf)) {
-    setInternalVlan(records, intf, host.freeInternalVlan());
-  }
-  records.ipStatus->ipIntfStatusIs(intf)->vrfIs(vrf);
+  if (internal) setInternalVlan(records, intf, Bridging::VlanId(internal));
+  records.ipStatus->ipIntfStatusIs(intf)->vrfIs(arguments.vrf());
 }
 
 void linkDel(Host & host, Arguments const & arguments) {

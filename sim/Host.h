@@ -80,7 +80,6 @@ class Host {
     Zet::OrderedSet<Bridging::VlanId> vxlanVlans;
     bool floodToVteps = false;
   };
-  Policy const & policy() const { return policy_; }
   void hardwareLagIs(Nettle::IntfId lag, bool v);
   void vxlanVlanIs(Bridging::VlanId vlan, bool v);
   void floodToVtepsIs(bool v) { policy_.floodToVteps = v; }

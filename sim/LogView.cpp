@@ -17,7 +17,6 @@ LogView::LogView(std::ostream & out) : out_(out) { Zet::LogHandle::sinkIs(this);
 LogView::~LogView() { Zet::LogHandle::sinkIs(nullptr); }
 
 void LogView::onLog(Zet::LogHandle const & handle, std::string_view text) {
-  ++count_;
   if (entries_.size() == maxEntries) entries_.pop_front();
   entries_.push_back({Zet::System::shownTime(), handle.name().c_str(),
                       Zet::stringValue(handle.severity()), std::string(text),

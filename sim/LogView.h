@@ -24,8 +24,6 @@ class LogView final : public Zet::LogSink {
   ~LogView();
 
   std::deque<Entry> const & entries() const { return entries_; }
-  // How many have come so far.
-  U64 count() const { return count_; }
   void clear() { entries_.clear(); }
 
   void onLog(Zet::LogHandle const & handle, std::string_view text) override;
@@ -36,7 +34,6 @@ class LogView final : public Zet::LogSink {
  private:
   std::ostream & out_;
   std::deque<Entry> entries_;
-  U64 count_ = 0;
 };
 
 }  // namespace Brindle::Sim
