@@ -2,9 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -29,18 +27,7 @@ class SimTool : public testing::Test {
     std::string text;  // output and errors, as they came
   };
   // A line for the shell; @ stands for the directory of the tools, % for that of the sources.
-  Result run(std::string line, std::string const & input = "") const {
-    expand(line, "@", std::string(BRINDLE_TOOLS) + "/");
-    expand(line, "%", BRINDLE_SOURCES);
-    Result result;
-    FILE * const pipe = popen(("{ " + line + "\n} 2>&1 < " + file("input", input)).c_str(), "r");
-    if (!pipe) return result;
-    char bytes[4096];
-    while (auto const count = fread(bytes, 1, sizeof bytes, pipe)) result.text.append(bytes, count);
-    int const status = pclose(pipe);
-    result.exit = WIFEXITED(status) ? WEXITSTATUS(status) : 128;
-    return result;
-  }
+  Result run(std::string line, std::string const & input = "") const;
   // Writes a file of the test; returns its path.
   std::string file(std::string const & name, std::string const & content) const {
     std::string const path = dir_ + "/" + name;
