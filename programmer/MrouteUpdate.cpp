@@ -178,6 +178,7 @@ void ZetMroute::Update::commit() {
   for (U32 position = 0; position < chips_.size(); ++position) {
     commit(position, route_.chipInfo_[position]);
   }
+  reused_.clear();  // what the chips get back may serve the special entries
 }
 
 void ZetMroute::Update::commit(U32 position, ChipInfo & info) {
