@@ -44,7 +44,7 @@ KernelMfc::KernelMfc(U32 outputs) : outputs_(outputs) {
     return;
   }
   for (U32 i = 0; i <= outputs_ && refusal_.empty(); ++i) {
-    if (!addVif(i)) refusal_ = "not compared with the kernel: no dummy interfaces";
+    if (!addVif(i)) refusal_ = "not compared with the kernel: no interfaces of type veth";
   }
 }
 
@@ -58,7 +58,8 @@ KernelMfc::~KernelMfc() {
 
 bool KernelMfc::addVif(U32 number) {
   std::string name = "d" + std::to_string(number);
-  std::string add = "ip link add " + name + " type dummy && ip link set " + name + " up";
+  std::string add = "ip link add " + name + " type veth peer name p" + std::to_string(number) +
+                    " && ip link set " + name + " up";
   if (std::system(add.c_str()) != 0) return false;
   vifctl vif{};
   vif.vifc_vifi = static_cast<vifi_t>(number);

@@ -6,7 +6,7 @@
 
 namespace Bench {
 
-// Loads routes by MRT_ADD_MFC (linux/mroute.h) in a network namespace of its own, with a dummy
+// Loads routes by MRT_ADD_MFC (linux/mroute.h) in a network namespace of its own, with a veth
 // interface for each output. Needs root; refusal() says what is missing.
 class KernelMfc {
  public:
