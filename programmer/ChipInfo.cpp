@@ -86,11 +86,12 @@ ChipInfo * ChipInfos::find(ZetChip const & chip) const {
   return nullptr;
 }
 
-ChipInfo & ChipInfos::chipInfoIs(ZetChips const & chips, U32 position) {
-  if (position < size() && &infos_[position].zetChip() == chips[position]) return infos_[position];
+void ChipInfos::doComplete(ZetChips const & chips) {
   infos_.reserve(chips.size());
-  infos_.insert(position, ChipInfo(chips[position]));
-  return infos_[position];
+  for (U32 i = 0; i < chips.size(); ++i) {
+    bool const present = i < size() && &infos_[i].zetChip() == chips[i];
+    if (!present) infos_.insert(i, ChipInfo(chips[i]));
+  }
 }
 
 Zet::OrderedSet<VlanId> ChipInfos::fastdropVlans() const {

@@ -104,19 +104,36 @@ class BRINDLE_API ChipInfos {
   ChipInfo * begin() const { return infos_.begin(); }
   ChipInfo * end() const { return infos_.end(); }
   ChipInfo & operator[](U32 i) const { return infos_[i]; }
+  // Whether any entry but the route's own stands.
+  bool hasVlanInfos() const {
+    for (ChipInfo const & info : *this) {
+      if (!info.entries().empty()) return true;
+    }
+    return false;
+  }
   // Null if the route has nothing on the chip.
   ChipInfo * find(ZetChip const &) const;
-  // Finds or makes the one of the chip that stands at this position of `chips`. REQUIRES: those of
-  // the chips before it are here, and none of a chip that is not in `chips`.
-  ChipInfo & chipInfoIs(ZetChips const & chips, U32 position);
+  // Makes those of the chips that have none yet. REQUIRES: none is of a chip that is not in
+  // `chips`.
+  void chipInfosAre(ZetChips const & chips) {
+    if (size() != chips.size()) doComplete(chips);
+  }
   // The VLANs of the fastdrops. These are on all chips or on none: the first one speaks for all.
   Zet::OrderedSet<Bridging::VlanId> fastdropVlans() const;
   // Takes everything off chips that have left the fabric.
+  bool hasGone() const {
+    for (ChipInfo const & info : *this) {
+      if (!info.zetChip().present()) return true;
+    }
+    return false;
+  }
   void doDropGone();
   // Takes everything off all chips.
   void doDeleteAll();
 
  private:
+  void doComplete(ZetChips const & chips);
+
   Zet::CompactVector<ChipInfo> infos_;
 };
 

@@ -48,7 +48,8 @@ bool ZetMroute::Update::isInputChanged() const {
 }
 
 void ZetMroute::Update::removeObsolete() {
-  route_.chipInfo_.doDropGone();
+  if (route_.chipInfo_.hasGone()) route_.chipInfo_.doDropGone();
+  if (!route_.chipInfo_.hasVlanInfos()) return;
   route_.doDeleteObsoleteFastdrops();
   for (SpecialRoute const & special : specialRoutes) {
     // A backup input that is now the accepting one becomes the route's own entry below.
@@ -106,9 +107,10 @@ bool ZetMroute::Update::allocateSets() {
 }
 
 bool ZetMroute::Update::allocateEntries() {
+  route_.chipInfo_.chipInfosAre(chips_);
   for (U32 position = 0; position < chips_.size(); ++position) {
     ZetChip & chip = *chips_[position];
-    ChipInfo & info = route_.chipInfo_.chipInfoIs(chips_, position);
+    ChipInfo & info = route_.chipInfo_[position];
     if (!info.rpfRouteHandle().isNull()) {
       routeSaver_.routeHandleIs(position, info.rpfRouteHandle());
     }
@@ -133,7 +135,7 @@ RouteHandle ZetMroute::Update::chooseEntry(U32 position, ChipInfo & info) {
     return info.rpfRouteHandle();
   }
   if (hasEntry && sm_.mfib()->avoidDuplicates()) deleteSaved(position, info);
-  if (isInputChanged()) info.doDeleteFastdrops();
+  if (isInputChanged() && !info.entries().empty()) info.doDeleteFastdrops();
   VlanInfo * frr = info.frr();
   if (frr && frr->vlanId == mroute_.acceptingVlanId()) return takeOverFrr(info, frr);
   return newEntry(position, info);
@@ -210,6 +212,9 @@ void ZetMroute::Update::cleanUp() {
   if (isFloodset && !sm_.mfib()->deleteL2RouteOnFailure()) return;
   ZET_ASSERT(!routeSaver_.routeHandles(), "!routeSaver->routeHandles()");
   route_.chipInfo_.doDeleteAll();
+  if (auto status = writer_.routeStatus(route_.key())) {
+    for (SpecialRoute const & special : specialRoutes) (*status.*special.intfIdIs)({});
+  }
 }
 
 void ZetMroute::Update::report(RouteStatus & status) {
@@ -220,8 +225,10 @@ void ZetMroute::Update::report(RouteStatus & status) {
 
 void ZetMroute::Update::publish(RouteStatus & status) {
   using Route = Shoal::Multicast::Fib::Route;
-  route_.doUpdateFabricWithNotifyRoute(status);
-  if (!route_.reason_) route_.doUpdateFabricWith(specialRoute(EntryKind::frr), status);
+  if (route_.wantsSpecialRoute() || route_.chipInfo_.hasVlanInfos()) {
+    route_.doUpdateFabricWithNotifyRoute(status);
+    if (!route_.reason_) route_.doUpdateFabricWith(specialRoute(EntryKind::frr), status);
+  }
   status.noRpfIs(mroute_.shoalRoute().flags() & Route::acceptAny);
   status.acceptingIntfIdIs(writer_.intfId(mroute_.acceptingVlanId()));
   route_.oifSet_ = mroute_.oifSet();

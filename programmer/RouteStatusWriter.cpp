@@ -13,10 +13,10 @@ Zet::String textOf(IntfId intf) { return Zet::String(intf.view()); }
 }  // namespace
 
 Zet::Ptr<RouteStatusWriter::RouteStatus> RouteStatusWriter::routeStatusIs(Key const & key) const {
-  Zet::Ptr<VrfStatus> vrf = mfib_->vrfStatusIs(vrf_);
-  if (RouteStatus * found = vrf->route(key)) return found;
+  VrfStatus * vrf = vrfStatus();
+  if (!vrf) vrf = mfib_->vrfStatusIs(vrf_).get();
   Zet::Ptr<RouteStatus> status = vrf->routeIs(key);
-  status->lastPollTimeIs(clock_->now());
+  if (status->lastPollTime() == 0) status->lastPollTimeIs(clock_->now());
   return status;
 }
 

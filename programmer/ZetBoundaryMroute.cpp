@@ -50,11 +50,10 @@ void ZetBoundaryMroute::doUpdateFabricBoundaryFastdrop(VlanId vlan) {
   if (!oifSet) return;  // not computed yet
   dropGone();
   ZetChips const & chips = sm()->chips();
+  chipInfo_.chipInfosAre(chips);
   U32 asked = 0;
   U32 failed = allocateSets(oifSet);
-  while (!failed && asked < chips.size()) {
-    failed = allocateEntry(chipInfo_.chipInfoIs(chips, asked++), vlan);
-  }
+  while (!failed && asked < chips.size()) failed = allocateEntry(chipInfo_[asked++], vlan);
   if (failed) {
     cleanUp(asked, vlan);
   } else {

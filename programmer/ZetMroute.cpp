@@ -80,6 +80,7 @@ void ZetMroute::doUpdateStatus() {
 }
 
 void ZetMroute::doUpdateStatus(RouteStatus & status) {
+  if (!chipInfo_.hasVlanInfos() && status.fastdropLastPollTime().empty()) return;
   sm()->statusWriter().doUpdateFastdrops(status, chipInfo_.fastdropVlans());
 }
 

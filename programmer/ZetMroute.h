@@ -71,6 +71,9 @@ class BRINDLE_API ZetMroute final : public Zet::Reactor<Mroute const, MrouteSm>,
   void releaseChips() const;
 
   // Special routes
+  bool wantsSpecialRoute() const {
+    return mroute_->notifyingVlanId() || mroute_->staticFastdropVlanId() || mroute_->frrVlanId();
+  }
   void doUpdateFabricWithNotifyRoute(RouteStatus &);
   bool doUpdateFabricWith(SpecialRoute const &, RouteStatus &);
   U32 doProgram(SpecialRoute const &, ChipInfo &, Bridging::VlanId, Zet::Ptr<OifSet> const &);
