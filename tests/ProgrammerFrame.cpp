@@ -94,21 +94,32 @@ TEST_F(ProgrammerFrame, BadArgumentsAreRefused) {
 
 TEST_F(ProgrammerFrame, ARetryPassEndsAtTheFirstRouteThatFailsAgain) {
   FaultyChip & a = chip("A");
-  a.refuseRoutes = true;
+  a.refuseSets = true;
   for (U32 n = 1; n <= 3; ++n) publish(n, 10, {1});
-  EXPECT_EQ(failed(), "1 2 3");
-  auto first = sm().failedMroute().begin().key();
-  auto second = (++sm().failedMroute().begin()).key();
+  std::vector<U32> order;
+  for (auto & f : sm().failedMroute()) order.push_back(f.fwkKey().group().address().v4() & 0xff);
+  publish(order[1], 10, {1, 2, 3});  // the third could still fit when this one does not
 
-  a.mrouteTcamFreeIs(true);
-  a.refuseRoutes = false;
-  a.refuseRouteIn = 2;
+  a.refuseSets = false;
+  a.refuseSetIn = 2;
+  a.mtableFreeIs(true);
   takeCalls();
+  clock->nowIs(clock->shown() + 0.11);
+  EXPECT_EQ(takeCalls(), "A set, A route 10, A point 1, A activate 1, A set");
+  EXPECT_EQ(reason(order[0]), 0u);
+  EXPECT_EQ(reason(order[1]), 1u);
+  EXPECT_EQ(reason(order[2]), 1u);
+}
+
+TEST_F(ProgrammerFrame, ARouteThatGetsItsSetLetsTheOthersTry) {
+  FaultyChip & a = chip("A");
+  a.refuseSets = true;
+  for (U32 n : {1, 2}) publish(n, 10, {1, 2});
   settle();
-  EXPECT_EQ(takeCalls(), "A set, A route 10, A point 1, A activate 1, A set, A route 10");
-  EXPECT_EQ(sm().failedMroute().size(), 2u);
-  EXPECT_FALSE(sm().failedMroute().contains(first));
-  EXPECT_TRUE(sm().failedMroute().contains(second));
+  a.refuseSets = false;
+  publish(1, 10, {1});
+  EXPECT_EQ(failed(), "2");
+  EXPECT_TRUE(sm().reviewTimer()->reviewPending());
 }
 
 TEST_F(ProgrammerFrame, OnlyWhatMayHelpStartsARetry) {
@@ -137,7 +148,9 @@ TEST_F(ProgrammerFrame, OnlyWhatMayHelpStartsARetry) {
   settle();
   a.mrouteTcamFreeIs(true);
   EXPECT_TRUE(timer.reviewPending());
+  settle();
   EXPECT_EQ(failed(), "2");
+  EXPECT_FALSE(timer.reviewPending()) << "that there is no room is no reason";
 }
 
 TEST_F(ProgrammerFrame, ARouteThatGoesMakesRoomForOthers) {

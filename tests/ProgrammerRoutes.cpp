@@ -201,6 +201,12 @@ TEST_F(ProgrammerRoutes, AFullChipIsAskedOnlyForSmallerSets) {
   EXPECT_EQ(entries("A"), "3@10:3 6@10:2");
 }
 
+TEST_F(ProgrammerRoutes, AChipThatSaysItIsFullButRefusedNothingIsAsked) {
+  chip("A").mtableFreeIs(false);
+  publish(1, 10, {1});
+  EXPECT_EQ(entries("A"), "1@10:1");
+}
+
 TEST_F(ProgrammerRoutes, AFullTableIsNotAskedForNewEntries) {
   FaultyChip & a = chip("A");
   a.routeTotalIs(2);

@@ -82,7 +82,25 @@ TEST_F(ProgrammerSideEntries, ARefusedSpecialEntryLeavesTheRouteAndIsRetried) {
       EXPECT_EQ(entries("B"), "1@10:1 1@20:2") << special.name;
       EXPECT_EQ(failed(), "") << special.name;
     }
+    // With the route itself it leaves all chips, at once for a new entry of its own.
+    chip("A").refuseSetIn = 1;
+    ProgrammerFixture::publish(1, 10, {1});
+    EXPECT_EQ(entries("A") + entries("B"), "") << special.name;
+    EXPECT_EQ(((*status(1)).*special.intfId)(), IntfId()) << special.name;
+    chip("A").roomIs();
     publish(special, 0, {});
+  }
+}
+
+TEST_F(ProgrammerSideEntries, ARefusalThatRepeatsItselfIsListedAgain) {
+  chip("A");
+  publish(specials[0], 20, {1});
+  Zet::Ptr<Brindle::ZetMroute> const zetMroute(sm().zetMroute().find(key(1)));
+  chip("A").refuseSets = true;
+  for (U32 times = 0; times < 2; ++times) {
+    zetMroute->doUpdateFabricWithNotifyRoute();
+    EXPECT_EQ(failed(), "1");
+    sm().failedMrouteDel(key(1));
   }
 }
 
@@ -128,7 +146,9 @@ TEST_F(ProgrammerSideEntries, FastdropsFollowTheirVlansButKeepOffTheRoutesInputs
   EXPECT_EQ(polled(), "") << "no interface routes VLAN 21 any more";
   intfVlanIdTable->internalVlanIdIs(IntfId("Ethernet9"), VlanIdOrNone(21));
   EXPECT_EQ(polled(), "Ethernet9");
+  takeCalls();
   ProgrammerFixture::publish(1, 30, {1});
+  EXPECT_THAT(takeCalls(), testing::HasSubstr("A route 21")) << "it belonged to the old input";
   EXPECT_EQ(entries("A"), "1@10:0 1@21:2 1@22:2 1@30:1") << "VLAN 10 is no input any more";
 }
 
@@ -149,6 +169,10 @@ TEST_F(ProgrammerSideEntries, ARefusedFastdropIsOnNoChipAndIsNoFailure) {
     EXPECT_EQ(polled(), "Vlan21");
     chip("B").roomIs();
   }
+  route(1).fastdropDel(VlanId(20));
+  chip("B").refuseSetIn = 3;
+  fastdrop(22, {7, 8});
+  EXPECT_EQ(sm().chips()[1]->lastOifFailure(), 2u) << "it spares others the question";
 }
 
 TEST_F(ProgrammerSideEntries, OneFastdropMayBeProgrammedByItself) {
