@@ -177,6 +177,7 @@ void MiraRoot::doCreateMira(L3::VrfName const & vrf) {
                      << " mira: " << trueOrFalse(mira_.contains(vrf)));
     return;
   }
+  in_.status->vrfStatusIs(vrf);
   Zet::Ptr<Mira> mira = mira_.find(vrf);
   if (!mira) mira = doMakeMira(vrf);
   // Each of these may be another one than when the Mira was made.
@@ -189,7 +190,6 @@ void MiraRoot::doCreateMira(L3::VrfName const & vrf) {
 Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf) {
   Zet::Ptr<MrouteTable> const table = in_.mrouteTableColl->vrfMrouteTableIs(vrf);
   table->afIs(in_.mrouteTableColl->af());
-  in_.status->vrfStatusIs(vrf);
   auto const & boundary = in_.boundaryFastdropStatusColl;
   Mira::Inputs const in{.miraRoot = this,
                         .mrouteTable = table,

@@ -121,7 +121,9 @@ TEST_F(MiraRoots, AVrfThatComesBackWhileItDrainsHasAllItsRoutes) {
   auto const survivor = mira("red");
   vrfs->vrfDel("red");
   survivor->mrouteTable()->mrouteDel(first);  // as a slice of the review does
+  status->vrfStatusDel("red");
   vrfs->vrfIs("red");
+  EXPECT_TRUE(status->vrfStatus("red"));
   EXPECT_EQ(mira("red"), survivor);
   EXPECT_FALSE(survivor->markedForDeletion());
   run();
