@@ -211,12 +211,10 @@ void ShoalReader::moveOn() {
     walkedOut_ = true;
     return startWalk();
   }
-  bool const first = !told_;
+  bool const walk = !told_ || walkedOut_;
   told_ = live_;
-  if (first) startWalk();
-  if (walkedOut_ && told_)
-    walk_ = 0;  // its changes are followed from where the old one's walk began
   walkedOut_ = false;
+  if (told_ && walk) startWalk();
 }
 
 }  // namespace ZetShoal

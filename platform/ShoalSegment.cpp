@@ -17,7 +17,7 @@ constexpr U32 wordSize = sizeof(U64);
 
 // A reader that meets the same record in the middle of a change so often is being led by the nose:
 // a change takes longer than a copy of its record.
-constexpr unsigned maxTries = 1000;
+constexpr unsigned maxTries = 100;
 
 constexpr U32 wordsFor(U32 bytes) { return (bytes + wordSize - 1) / wordSize; }
 

@@ -193,25 +193,79 @@ TEST_F(ShoalHostile, fileThatTurnsBadWhileOpenIsRefused) {
   }
 }
 
-// Both hands on one record: nobody may be held up by it for ever.
-TEST_F(ShoalHostile, slotThatNeverRestsIsRefused) {
+// Found by a read between two turns, and replaced before the next one: the owner still hears that
+// its keys have gone.
+TEST_F(ShoalHostile, refusalIsSeenThoughItHasEnded) {
   fill("bad");
   Follower follower(root, "bad");
   follower.settle();
+  File(file("bad")).resize(0);
+  Record record;
+  EXPECT_FALSE(follower.map.read(Key(1), record));
+  Table next(root, "bad");
+  next.put(77, 1);
+  next.commit();
+  follower.settle();
+  EXPECT_EQ(follower.view, (View{{77, 1}}));
+}
+
+// What writers leave that die before they have used a slot does not fill the index for ever.
+TEST_F(ShoalHostile, entriesWithoutASlotAreClearedAwayByTheNextWriter) {
+  fill("t");
+  {
+    File const tampered(file("t"));
+    for (std::size_t at = indexAt; at < ringAt; at += 8)
+      if (!tampered.word(at)) tampered.word(at) = U64{1} << 32 | 13;
+  }
+  Table table(root, "t");
+  for (U64 key = 12; key < 100; ++key) table.put(key);
+  Follower follower(root, "t");
+  follower.settle();
+  EXPECT_EQ(follower.view.size(), 100u);
+}
+
+namespace {
+
+// Long to copy, against a step of a state word; and longer than a page.
+struct Large {
+  U64 words[2048];
+};
+
+}  // namespace
+
+// A record under change whenever it is looked at: nobody may be held up by it for ever.
+TEST_F(ShoalHostile, slotThatNeverRestsIsRefused) {
+  auto const large = std::make_unique<Large>();
+  ZetShoal::ShoalWriterDir writerDir(root, "bad", "Test/1");
+  ZetShoal::TableWriter<U64, Large>(writerDir, "map").put(1, *large);
+  ZetShoal::ShoalWatch watch;
+  ZetShoal::ShoalReaderDir dir(watch, root, "bad", "Test/1");
+  ZetShoal::TableReader<U64, Large> map(dir, "map");
   File tampered(file("bad"));
   std::atomic<bool> stop{false};
   std::thread restless([&] {
     auto & state = reinterpret_cast<std::atomic<U64> &>(tampered.word(slotsAt));
     while (!stop) state.fetch_add(4);
   });
-  Record record;
-  auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (follower.dir.refusal().empty() && std::chrono::steady_clock::now() < end)
-    follower.map.read(Key(0), record);
+  auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (dir.refusal().empty() && std::chrono::steady_clock::now() < end) map.read(1, *large);
   stop = true;
   restless.join();
-  EXPECT_EQ(follower.dir.refusal(),
-            file("bad") + " has a slot, number 0, that never comes to rest");
+  EXPECT_EQ(dir.refusal(), file("bad") + " has a slot, number 0, that never comes to rest");
+}
+
+// The slot's state is still there, the end of its record is not.
+TEST_F(ShoalHostile, recordWhoseEndWasCutOffIsNotHandedOver) {
+  auto const large = std::make_unique<Large>();
+  ZetShoal::ShoalWriterDir writerDir(root, "bad", "Test/1");
+  ZetShoal::TableWriter<U64, Large>(writerDir, "map").put(1, *large);
+  ZetShoal::ShoalWatch watch;
+  ZetShoal::ShoalReaderDir dir(watch, root, "bad", "Test/1");
+  ZetShoal::TableReader<U64, Large> map(dir, "map");
+  EXPECT_TRUE(map.read(1, *large));
+  File(file("bad")).resize(8192);
+  EXPECT_FALSE(map.read(1, *large));
+  EXPECT_EQ(dir.refusal(), file("bad") + " was cut short while it was in use");
 }
 
 TEST_F(ShoalHostile, whatIsNotAFileIsRefused) {

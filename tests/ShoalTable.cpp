@@ -1,6 +1,7 @@
 // Shared-memory tables between a writer and readers that behave: what is told, when, and that it
 // is all.
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <csignal>
 
@@ -71,8 +72,9 @@ TEST_F(ShoalTable, growthIsFollowedWithoutAWalk) {
   for (U64 key = 0; key < 5000; ++key) {
     table.put(key, key + 1);
     if (key % 3 == 0) table.del(key / 2);
+    if (key % 5) continue;
     table.commit();
-    follower.turn(2);  // a reader that keeps up, just
+    follower.turn(7);  // a reader that keeps up, just, and is behind when a file is full
   }
   follower.settle();
   EXPECT_EQ(follower.map.walks(), 1u);
@@ -97,7 +99,6 @@ TEST_F(ShoalTable, deletedKeysAreClearedAwayAndToldToASleeper) {
   EXPECT_EQ(awake.map.walks(), 1u);
   U64 const told = sleeper.told;
   sleeper.settle(3);
-  EXPECT_EQ(sleeper.map.walks(), 2u);
   EXPECT_GE(sleeper.told, told + 20);
   View const expected = viewOf(table.map);
   EXPECT_EQ(expected.size(), 10u);
@@ -288,6 +289,7 @@ TEST_F(ShoalTable, writerWithoutMemoryKeepsWhatStands) {
   rlimit const tight{4096, old.rlim_max};
   ::setrlimit(RLIMIT_FSIZE, &tight);
   EXPECT_THROW(table.put(16), ShoalError);
+  EXPECT_FALSE(std::filesystem::exists(root + "/t/map.next"));
   EXPECT_TRUE(table.put(3, 7));
   ::setrlimit(RLIMIT_FSIZE, &old);
   ::signal(SIGXFSZ, oldHandler);
@@ -298,6 +300,9 @@ TEST_F(ShoalTable, writerWithoutMemoryKeepsWhatStands) {
   EXPECT_TRUE(table.put(16));
   follower.settle();
   EXPECT_EQ(follower.view.size(), 17u);
+  struct stat status;
+  ASSERT_EQ(::stat((root + "/t/map").c_str(), &status), 0);
+  EXPECT_GE(status.st_blocks * 512, status.st_size) << "memory that may turn out not to be there";
 }
 
 TEST_F(ShoalTable, badNamesAreRefused) {
