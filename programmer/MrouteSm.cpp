@@ -34,6 +34,7 @@ void MrouteSm::handleInitialized() {
   if (initialized_) return;
   initialized_ = true;
   reviewTimer_ = Zet::make<Keel::ReviewTimer>(zetClock_.get(), 1.0f, 4u, 0.1f, 1.0f);
+  ZET_ASSERT(chips_.size() < 16, "chips() < 16");
   deleteStaleStatus();
   handleFloodset();
 }
@@ -108,8 +109,6 @@ void MrouteSm::orderChips() {
   for (auto const & chip : in_.fabric->chip().items()) {
     if (ZetChip * zetChip = zetChip_.find(chip.key)) chips_.push_back(zetChip);
   }
-  // The failure mask has no room for more.
-  ZET_ASSERT(chips_.size() < 16, "chips() < 16");
 }
 
 void MrouteSm::handleMrouteBatchVersion() {

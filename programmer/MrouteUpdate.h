@@ -15,20 +15,23 @@ class RouteStatusWriter;
 // one has taken over.
 class RouteSaver {
  public:
-  RouteHandle routeHandle(U32 chip) const { return routeHandle_[chip]; }
+  RouteHandle routeHandle(U32 chip) const {
+    return chip < routeHandle_.size() ? routeHandle_[chip] : RouteHandle();
+  }
   void routeHandleIs(U32 chip, RouteHandle v) {
+    while (routeHandle_.size() <= chip) routeHandle_.push_back(RouteHandle());
     routeHandle_[chip] = v;
     ++routeHandles_;
   }
   void routeHandleDel(U32 chip) {
-    if (routeHandle_[chip].isNull()) return;
+    if (routeHandle(chip).isNull()) return;
     routeHandle_[chip] = RouteHandle();
     --routeHandles_;
   }
   U32 routeHandles() const { return routeHandles_; }
 
  private:
-  std::array<RouteHandle, 16> routeHandle_;
+  Zet::CompactVector<RouteHandle> routeHandle_;
   U32 routeHandles_ = 0;
 };
 

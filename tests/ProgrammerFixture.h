@@ -73,11 +73,12 @@ class ProgrammerFixture : public testing::Test, Zet::LogSink {
   MrouteSm & sm(char const * vrf = "default") { return *programmer->rootSm()->mrouteSm(vrf); }
   void settle(double seconds = 100) { clock->nowIs(clock->shown() + seconds); }
 
-  // Chips: the name says the order; all have all ports, and room for everything.
+  // Chips: the name says the order; all have all ports, and room for everything. Beyond 16 they
+  // share the last index.
   FaultyChip & chip(char const * name) {
     auto & chip = allChips[name];
     if (chip) return *chip;
-    chip = Zet::make<FaultyChip>(name, static_cast<U32>(allChips.size() - 1));
+    chip = Zet::make<FaultyChip>(name, std::min(static_cast<U32>(allChips.size() - 1), 15u));
     chip->routeTotalIs(1000);
     chip->pvTotalIs(1000);
     chip->pvNumFreeIs(1000);
