@@ -103,6 +103,15 @@ Zet::OrderedSet<VlanId> ChipInfos::fastdropVlans() const {
   return vlans;
 }
 
+void ChipInfos::doRebind(ZetChips const & chips) {
+  for (ChipInfo & info : *this) {
+    if (info.zetChip().present()) continue;
+    for (ZetChip * chip : chips) {
+      if (&chip->chip() == &info.chip()) info.zetChipIs(chip);
+    }
+  }
+}
+
 void ChipInfos::doDropGone() {
   for (U32 i = size(); i-- > 0;) {
     if (infos_[i].zetChip().present()) continue;

@@ -50,6 +50,7 @@ class BRINDLE_API ChipInfo {
   explicit ChipInfo(ZetChip * zetChip) : zetChip_(zetChip) {}
 
   ZetChip & zetChip() const { return *zetChip_; }
+  void zetChipIs(ZetChip * v) { zetChip_ = v; }
   SwitchChip & chip() const { return zetChip_->chip(); }
 
   // The entry of the route itself, the RPF entry; null if it has none.
@@ -120,13 +121,16 @@ class BRINDLE_API ChipInfos {
   }
   // The VLANs of the fastdrops. These are on all chips or on none: the first one speaks for all.
   Zet::OrderedSet<Bridging::VlanId> fastdropVlans() const;
-  // Takes everything off chips that have left the fabric.
+  // Whether a chip has left the fabric, be it to come back.
   bool hasGone() const {
     for (ChipInfo const & info : *this) {
       if (!info.zetChip().present()) return true;
     }
     return false;
   }
+  // A chip that is back finds what the route has on it.
+  void doRebind(ZetChips const & chips);
+  // Takes everything off chips that have left the fabric.
   void doDropGone();
   // Takes everything off all chips.
   void doDeleteAll();

@@ -94,6 +94,7 @@ void MrouteSm::chipIs(Zet::Ptr<SwitchChip> const & chip) {
   if (old && &old->chip() == chip.get()) return;
   if (old) zetChip_.del(chip->name());
   auto zetChip = Zet::make<ZetChip>(this, chip);
+  for (auto const & failed : failedMroute_) zetChip->doCountWaiting(failed.value.reason);
   zetChip_.insert(zetChip);
   zetChip->notifierIs(chip.get());
   orderChips();

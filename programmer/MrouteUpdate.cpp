@@ -48,7 +48,10 @@ bool ZetMroute::Update::isInputChanged() const {
 }
 
 void ZetMroute::Update::removeObsolete() {
-  if (route_.chipInfo_.hasGone()) route_.chipInfo_.doDropGone();
+  if (route_.chipInfo_.hasGone()) {
+    route_.chipInfo_.doRebind(chips_);
+    route_.chipInfo_.doDropGone();
+  }
   if (!route_.chipInfo_.hasVlanInfos()) return;
   route_.doDeleteObsoleteFastdrops();
   for (SpecialRoute const & special : specialRoutes) {

@@ -68,6 +68,7 @@ void ZetBoundaryMroute::doUpdateFabricBoundaryFastdrop(VlanId vlan) {
 
 // An entry has to go where its chip has gone.
 void ZetBoundaryMroute::dropGone() {
+  chipInfo_.doRebind(sm()->chips());
   for (ChipInfo const & info : chipInfo_) {
     if (info.zetChip().present()) continue;
     ZET_TRACE(9, "Deleting existing fastdrop on chip " << info.zetChip().key());

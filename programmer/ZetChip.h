@@ -51,6 +51,11 @@ class BRINDLE_API ZetChip final : public Zet::KeyedReactor<Zet::Name, SwitchChip
     if (!(reason & chipFailedRouteMask())) routeFailedInc(1);
     return chipFailedRouteMask();
   }
+  // Counts a route in that waited before the chip was there, or was back.
+  void doCountWaiting(U32 reason) {
+    if (reason & chipFailedOifSetMask()) oifFailedInc(1);
+    if (reason & chipFailedRouteMask()) routeFailedInc(1);
+  }
   // Count it out, if it waited; the result says so.
   bool doCountOifSetSuccess(U32 reason) {
     if (!(reason & chipFailedOifSetMask())) return false;

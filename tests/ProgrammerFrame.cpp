@@ -169,6 +169,17 @@ TEST_F(ProgrammerFrame, ARouteThatGoesMakesRoomForOthers) {
   EXPECT_EQ(entries("B"), "2@10:2 3@10:1");
 }
 
+TEST_F(ProgrammerFrame, ARouteGoesOnWaitingForAChipThatIsBack) {
+  FaultyChip & a = chip("A");
+  a.refuseRoutes = true;
+  publish(1, 10, {1});
+  fabric->chipDel("A");
+  fabric->chipIs(&a);
+  a.roomIs();
+  settle();
+  EXPECT_EQ(entries("A"), "1@10:1");
+}
+
 // The resolver is about to give such a route a new version, which will program it.
 TEST_F(ProgrammerFrame, DirtyRoutesAreNotRetried) {
   FaultyChip & a = chip("A");

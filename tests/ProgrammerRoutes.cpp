@@ -238,7 +238,7 @@ TEST_F(ProgrammerRoutes, TheLastChipHasBitsOfItsOwn) {
                 ", 'reason': 2147483648, 'mroute': '" + route(1).fullName() + "'})");
 }
 
-TEST_F(ProgrammerRoutes, WhatStandsOnAChipThatLeftIsTakenOffIt) {
+TEST_F(ProgrammerRoutes, WhatStandsOnAChipThatLeftIsTakenOffItUnlessItIsBack) {
   chips({"A", "B"});
   publish(1, 10, {1});
   fabric->chipDel("A");
@@ -250,6 +250,13 @@ TEST_F(ProgrammerRoutes, WhatStandsOnAChipThatLeftIsTakenOffIt) {
   publish(1, 20, {1, 2});
   EXPECT_EQ(entries("A"), "1@20:2");
   EXPECT_EQ(entries("B"), "1@20:2");
+
+  fabric->chipDel("B");
+  fabric->chipIs(allChips["B"]);
+  takeCalls();
+  publish(1, 20, {1});
+  EXPECT_THAT(takeCalls(), testing::Not(HasSubstr("B route"))) << "it still has its entry";
+  EXPECT_EQ(entries("B"), "1@20:1");
 }
 
 TEST_F(ProgrammerRoutes, ARefusedFloodsetKeepsForwardingUnlessToldOtherwise) {

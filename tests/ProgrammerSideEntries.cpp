@@ -228,4 +228,10 @@ TEST_F(ProgrammerSideEntries, ABoundaryDropLeavesAChipThatLeft) {
   boundary().fastdropIs(VlanId(20), set({4}));
   EXPECT_EQ(entries("A"), "");
   EXPECT_EQ(entries("B"), "1@20:1");
+
+  fabric->chipDel("B");
+  fabric->chipIs(allChips["B"]);
+  takeCalls();
+  boundary().fastdropIs(VlanId(20), set({}));
+  EXPECT_EQ(takeCalls(), "B set, B point 1") << "it is back with its entry";
 }
