@@ -20,11 +20,14 @@ void MrouteRootSm::machineIs(L3::VrfName vrf, Tables const & tables) {
                                             }));
 }
 
-// Nobody is left to find room for the VRF's failed routes.
+// The failures of the VRF go with it. Things are normal again unless other VRFs have some.
 void MrouteRootSm::machineDel(L3::VrfName vrf) {
   Zet::Ptr<MrouteSm> const machine = mrouteSm_.find(vrf);
-  machine->failedMrouteDelAll();
   mrouteSm_.del(vrf);
+  for (auto i = mrouteSm_.begin(); i; i.advance()) {
+    if (i->hasFailures()) return;
+  }
+  machine->failedMrouteDelAll();
 }
 
 void MrouteProgrammer::initDirtyInfo(MrouteTable & mrouteTable) const {

@@ -52,6 +52,7 @@ class BRINDLE_API MrouteProgrammer final : public Zet::Entity {
   Zet::Ptr<MrouteRootSm> const & rootSm() const { return rootSm_; }
   // Starts programming. Throws RangeException if it runs with other inputs.
   Zet::Ptr<MrouteRootSm> rootSmIs(MrouteRootSm::Inputs const &);
+  // Stops it. Chips and what is published of them stay as they stand.
   void rootSmDel() { rootSm_ = nullptr; }
 
  private:

@@ -217,6 +217,11 @@ void MrouteSm::failedMrouteDelAll() {
   for (auto i = failedMroute_.begin(); i; i.advance()) failedMrouteDel(i.key());
 }
 
+bool MrouteSm::hasFailures() const {
+  bool const countsAll = !in_.rootSm->noLoggingForOifFailures();
+  return !(countsAll ? failedMroute_.empty() : routeAllocFailedMroute_.empty());
+}
+
 // Tells the operator when the first route fails and when the last one is in.
 void MrouteSm::handleFailedMroute(Key const & key) {
   FailedMroute const * failed = failedMroute_.find(key);
@@ -225,8 +230,7 @@ void MrouteSm::handleFailedMroute(Key const & key) {
   } else {
     routeAllocFailedMroute_.del(key);
   }
-  bool const countsAll = !in_.rootSm->noLoggingForOifFailures();
-  bool const full = !(countsAll ? failedMroute_.empty() : routeAllocFailedMroute_.empty());
+  bool const full = hasFailures();
   if (full && !in_.mfib->hwResourceFull()) MROUTE_HW_RESOURCE_FULL.log({""});
   if (!full && in_.mfib->hwResourceFull()) MROUTE_HW_RESOURCE_NORMAL.log();
   in_.mfib->hwResourceFullIs(full);

@@ -84,6 +84,8 @@ class BRINDLE_API MrouteSm final : public Zet::Sm, public Zet::HashLink {
   void failedMrouteIs(FailedMroute const & v);
   void failedMrouteDel(Key const & key);
   void failedMrouteDelAll();
+  // Whether routes wait of which the operator is told.
+  bool hasFailures() const;
   auto const & routeAllocFailedMroute() const { return routeAllocFailedMroute_; }
 
   // Review

@@ -251,7 +251,13 @@ TEST_F(ProgrammerFrame, AVrfThatGoesTakesItsFailuresAlong) {
   m.acceptingVlanIdIs(VlanIdOrNone(10));
   publish(m);
   takeLog();
+  publish(2, 10, {1});
   coll->vrfMrouteTableDel("red");
+  EXPECT_EQ(takeLog(), "") << "another VRF still has one";
+  EXPECT_TRUE(mfib->hwResourceFull());
+  table = nullptr;
+  coll->vrfMrouteTableDel("default");
   EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_NORMAL");
   EXPECT_FALSE(mfib->hwResourceFull());
+  table = coll->vrfMrouteTableIs("default");
 }
