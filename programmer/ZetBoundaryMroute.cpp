@@ -22,11 +22,11 @@ void ZetBoundaryMroute::immediatePass() {
 void ZetBoundaryMroute::handleBoundaryFastdrop(VlanId vlan) {
   if (!target()) return;
   SKEIN("ZetBoundaryMroute::handleBoundaryFastdrop", key(), vlan);
-  if (boundary_->fastdrop().contains(vlan)) {
+  if (!boundary_->fastdrop().contains(vlan)) {
+    doDelBoundaryFastdrop(vlan);
+  } else if (boundary_->fastdrop(vlan)) {  // otherwise it is not computed yet
     doUpdateFabricBoundaryFastdrop(vlan);
     doUpdateStatus();
-  } else {
-    doDelBoundaryFastdrop(vlan);
   }
 }
 
@@ -47,7 +47,6 @@ void ZetBoundaryMroute::handleReason() {
 void ZetBoundaryMroute::doUpdateFabricBoundaryFastdrop(VlanId vlan) {
   ZET_TRACE(9, "Programming boundary fastdrop " << key() << " on vlan " << vlan);
   Zet::Ptr<OifSet> const oifSet = boundary_->fastdrop(vlan);
-  if (!oifSet) return;  // not computed yet
   dropGone();
   ZetChips const & chips = sm()->chips();
   chipInfo_.chipInfosAre(chips);
@@ -127,7 +126,10 @@ void ZetBoundaryMroute::cleanUp(U32 chips, VlanId vlan) {
 void ZetBoundaryMroute::doDelBoundaryFastdrop(VlanId vlan) {
   for (ChipInfo & info : chipInfo_) {
     if (VlanInfo * entry = info.fastdrop(vlan)) info.doDelete(entry);
-    info.zetChip().doCountRouteSuccess(reason_);
+    // Once: what the other VLANs would count out are other routes.
+    if (info.zetChip().doCountRouteSuccess(reason_)) {
+      reasonIs(reason_ & ~info.zetChip().chipFailedRouteMask());
+    }
   }
   RouteStatusWriter const & writer = sm()->statusWriter();
   if (auto status = writer.routeStatus(key())) writer.fastdropGone(*status, vlan);

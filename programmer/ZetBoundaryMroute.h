@@ -32,12 +32,13 @@ class BRINDLE_API ZetBoundaryMroute final : public Zet::Reactor<BoundaryMroute c
   // The route has gone from its table.
   void handleDel();
 
-  // Programming
+  // Programming. REQUIRES: the VLAN has an output set.
   void doUpdateFabricBoundaryFastdrop(Bridging::VlanId vlan);
   void doDelBoundaryFastdrop(Bridging::VlanId vlan);
   void doUpdateStatus();
 
-  // Failure mask of the VLAN that was programmed last, as a ZetMroute's.
+  // Failure mask of the VLAN that was programmed last, as a ZetMroute's, less what was counted out
+  // since.
   U32 reason() const { return reason_; }
   void reasonIs(U32 v);
   ChipInfos const & chipInfo() const { return chipInfo_; }

@@ -187,6 +187,7 @@ TEST_F(ProgrammerSideEntries, ABoundaryDropMovesToItsNewSetWithoutAGap) {
   chips({"A", "B"});
   boundary().fastdropIs(VlanId(20), set({}));
   boundary().fastdropIs(VlanId(21), set({}));
+  boundary().fastdropIs(VlanId(22), nullptr);  // not computed yet
   EXPECT_EQ(entries("A"), "1@20:0 1@21:0");
   EXPECT_EQ(polled(), "Vlan20 Vlan21");
   takeCalls();
@@ -221,7 +222,18 @@ TEST_F(ProgrammerSideEntries, ARefusedBoundaryDropLeavesTheOthers) {
   }
 }
 
-TEST_F(ProgrammerSideEntries, ABoundaryDropLeavesAChipThatLeft) {
+TEST_F(ProgrammerSideEntries, ABoundaryRouteThatGoesCountsOutNobodyElse) {
+  FaultyChip & a = chip("A");
+  for (U32 vlan : {20, 21}) boundary().fastdropIs(VlanId(vlan), set({}));
+  a.refuseRoutes = true;
+  boundary().fastdropIs(VlanId(22), set({}));
+  ProgrammerFixture::publish(2, 10, {1});
+  EXPECT_EQ(sm().chips()[0]->routeFailed(), 2u);
+  table->boundaryMrouteDel(key(1));
+  EXPECT_EQ(sm().chips()[0]->routeFailed(), 1u);
+}
+
+TEST_F(ProgrammerSideEntries, ABoundaryDropLeavesAChipThatLeftUnlessItIsBack) {
   chips({"A", "B"});
   boundary().fastdropIs(VlanId(20), set({}));
   fabric->chipDel("A");
