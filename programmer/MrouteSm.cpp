@@ -191,12 +191,9 @@ void MrouteSm::handleFloodset() {
   for (auto i = in_.l2FloodsetTable->mroute().begin(); i; i.advance()) handleFloodset(i.key());
 }
 
-// Only fastdrops are published by interface for as long as they stand.
 void MrouteSm::handleInternalVlanId(Nettle::IntfId intf) {
   ZET_TRACE(8, "MrouteSm::handleInternalVlanId " << intf);
-  for (auto i = zetMroute_.begin(); i; i.advance()) {
-    if (!i->mroute().fastdrop().empty()) i->doUpdateStatus();
-  }
+  for (auto i = zetMroute_.begin(); i; i.advance()) i->doUpdateStatus();
 }
 
 // --- Failed routes

@@ -13,6 +13,11 @@ namespace {
 
 Zet::TraceHandle traceHandle("MrouteUpdate", false);
 
+// An earlier life of the agent may have left such a status.
+bool hasSpecialRoute(Routing::Multicast::Fib::Hardware::RouteStatus const & status) {
+  return status.notifyingIntfId() || status.staticFastdropIntfId() || status.frrIntfId();
+}
+
 }  // namespace
 
 ZetMroute::Update::Update(ZetMroute & route)
@@ -228,7 +233,7 @@ void ZetMroute::Update::report(RouteStatus & status) {
 
 void ZetMroute::Update::publish(RouteStatus & status) {
   using Route = Shoal::Multicast::Fib::Route;
-  if (route_.wantsSpecialRoute() || route_.chipInfo_.hasVlanInfos()) {
+  if (route_.wantsSpecialRoute() || route_.chipInfo_.hasVlanInfos() || hasSpecialRoute(status)) {
     route_.doUpdateFabricWithNotifyRoute(status);
     if (!route_.reason_) route_.doUpdateFabricWith(specialRoute(EntryKind::frr), status);
   }

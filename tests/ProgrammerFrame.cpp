@@ -55,12 +55,13 @@ TEST_F(ProgrammerFrame, ANewLifeProgramsWhatStandsAndForgetsTheStatusOfTheRest) 
   auto vrf = mfib->vrfStatusIs("default");
   programmer->rootSmDel();
   vrf->routeIs(key(3));
+  status(1)->notifyingIntfIdIs(IntfId("Vlan20"));
   for (auto & r : chip("A").simRoute()) chip("A").doDeleteRoute(r.routeHandle());
   chip("A").orphans = 0;
 
   start();
   EXPECT_EQ(vrf->route(key(3)), nullptr);
-  EXPECT_TRUE(vrf->route(key(1)));
+  EXPECT_EQ(status(1)->notifyingIntfId(), IntfId());
   EXPECT_TRUE(vrf->route(key(2))) << "a boundary route is held, too";
   EXPECT_EQ(entries("A"), "1@10:1 2@20:0 L30@30:1");
 }

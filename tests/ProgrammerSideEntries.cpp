@@ -144,8 +144,11 @@ TEST_F(ProgrammerSideEntries, FastdropsFollowTheirVlansButKeepOffTheRoutesInputs
 
   intfVlanIdTable->internalVlanIdIs(IntfId("Vlan21"), VlanIdOrNone(50));
   EXPECT_EQ(polled(), "") << "no interface routes VLAN 21 any more";
+  m.doClearFastdrop();
   intfVlanIdTable->internalVlanIdIs(IntfId("Ethernet9"), VlanIdOrNone(21));
-  EXPECT_EQ(polled(), "Ethernet9");
+  EXPECT_EQ(polled(), "Ethernet9") << "the entry stands until the next version";
+  m.fastdropIs(VlanId(10), set({}));
+  m.fastdropIs(VlanId(21), set({5, 6}));
   takeCalls();
   ProgrammerFixture::publish(1, 30, {1});
   EXPECT_THAT(takeCalls(), testing::HasSubstr("A route 21")) << "it belonged to the old input";
