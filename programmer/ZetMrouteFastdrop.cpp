@@ -19,6 +19,7 @@ bool ZetMroute::isInput(VlanId vlan) const {
          vlan == mroute_->staticFastdropVlanId() || vlan == mroute_->frrVlanId();
 }
 
+// Those on a VLAN that has become an input go, too: it gets an entry of the same key.
 void ZetMroute::doDeleteObsoleteFastdrops() {
   for (ChipInfo & info : chipInfo_) {
     for (U32 i = info.entries().size(); i-- > 0;) {

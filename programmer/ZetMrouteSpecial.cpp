@@ -35,28 +35,29 @@ void ZetMroute::doUpdateFabricWithNotifyRoute(RouteStatus & status) {
 
 bool ZetMroute::doUpdateFabricWith(SpecialRoute const & special, RouteStatus & status) {
   Zet::Ptr<OifSet> const & set = (mroute_.get()->*special.oifSet)();
-  VlanIdOrNone const vlan = set ? (mroute_.get()->*special.vlan)() : VlanIdOrNone();
+  VlanIdOrNone const vlan = (mroute_.get()->*special.vlan)();
   U32 failed = 0;
-  doDeleteOtherThan(special, vlan);
-  if (vlan) {
+  // The pass has done it for the backup entry.
+  if (special.kind != EntryKind::frr) doDeleteOtherThan(special, vlan);
+  if (vlan && set) {  // no chip can be asked for a set that is not computed yet
     for (ChipInfo & info : chipInfo_) {
       failed = doProgram(special, info, VlanId(vlan), set);
       if (failed) break;
     }
     releaseChips();
-    ZET_TRACE(9, special.finished << key());
   }
   if (failed) {
     ZET_TRACE(5, special.failed << failed);
     reasonIs(failed);
     // An unchanged reason tells nobody, and the entry must be there for the retry.
     sm()->failedMrouteIs({key(), reason_, this});
-    return false;
+  } else {
+    if (vlan) ZET_TRACE(9, special.succeeded << key());
+    (status.*special.intfIdIs)(sm()->statusWriter().intfId(vlan));
+    reasonIs(0);
   }
-  if (vlan) ZET_TRACE(9, special.succeeded << key());
-  (status.*special.intfIdIs)(sm()->statusWriter().intfId(vlan));
-  reasonIs(0);
-  return true;
+  ZET_TRACE(9, special.finished << key());
+  return !failed;
 }
 
 // Returns the chip's bit if it refuses.

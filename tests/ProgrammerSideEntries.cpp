@@ -54,6 +54,9 @@ TEST_F(ProgrammerSideEntries, ASpecialEntryFollowsItsVlanAndSet) {
     publish(special, 20, {1, 2, 3});
     EXPECT_EQ(entries("B"), "1@10:1 1@20:3") << special.name;
     EXPECT_THAT(takeCalls(), testing::Not(testing::HasSubstr("route"))) << special.name;
+    (route(1).*special.oifSetIs)(nullptr);
+    ProgrammerFixture::publish(route(1));
+    EXPECT_EQ(entries("B"), "1@10:1 1@20:3") << special.name << ": not computed yet";
     publish(special, 30, {1});
     EXPECT_EQ(entries("B"), "1@10:1 1@30:1") << special.name;
     publish(special, 0, {});
