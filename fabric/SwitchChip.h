@@ -69,6 +69,7 @@ class BRINDLE_API SwitchChip : public SwitchChipBase {
     virtual void onMtableFree() {}
     virtual void onMrouteReviewKick() {}
   };
+  // Throws RangeException if the index is above maxIndex.
   SwitchChip(Zet::Name name, U32 index) : SwitchChipBase(name, index) {}
 
   // The chip has room for route entries, boundary entries, output sets.

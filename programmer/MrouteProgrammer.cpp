@@ -1,5 +1,6 @@
 #include "programmer/MrouteProgrammer.h"
 
+#include "platform/CollectionText.h"
 #include "platform/Exception.h"
 
 namespace Brindle {
@@ -9,15 +10,15 @@ MrouteRootSm::MrouteRootSm(Inputs const & in) : VrfFollower(in.mrouteTableColl, 
 }
 
 void MrouteRootSm::machineIs(L3::VrfName vrf, Tables const & tables) {
-  mrouteSm_.insert(Zet::make<MrouteSm>(vrf, MrouteSm::Inputs{
-                                                .clock = in_.clock,
-                                                .fabric = in_.fabric,
-                                                .mrouteTable = tables.mrouteTable,
-                                                .l2FloodsetTable = tables.l2FloodsetTable,
-                                                .mfib = in_.mfib,
-                                                .intfVlanIdTable = in_.intfVlanIdTable,
-                                                .rootSm = this,
-                                            }));
+  mrouteSm_.insert(mrouteSmFactory(vrf, MrouteSm::Inputs{
+                                            .clock = in_.clock,
+                                            .fabric = in_.fabric,
+                                            .mrouteTable = tables.mrouteTable,
+                                            .l2FloodsetTable = tables.l2FloodsetTable,
+                                            .mfib = in_.mfib,
+                                            .intfVlanIdTable = in_.intfVlanIdTable,
+                                            .rootSm = this,
+                                        }));
 }
 
 // The failures of the VRF go with it. Things are normal again unless other VRFs have some.
@@ -30,14 +31,28 @@ void MrouteRootSm::machineDel(L3::VrfName vrf) {
   machine->failedMrouteDelAll();
 }
 
+void MrouteRootSm::requireSameInputs(Inputs const & in) const {
+  auto same = [](char const * attribute, auto const & wanted, auto const & held) {
+    if (wanted == held) return;
+    Zet::throwReinstantiatingMember(attribute, Zet::valueToStrep(wanted), Zet::valueToStrep(held));
+  };
+  same("clock", in.clock, in_.clock);
+  same("fabric", in.fabric, in_.fabric);
+  same("mrouteTableColl", in.mrouteTableColl, in_.mrouteTableColl);
+  same("mfib", in.mfib, in_.mfib);
+  same("intfVlanIdTable", in.intfVlanIdTable, in_.intfVlanIdTable);
+  same("noLoggingForOifFailures", in.noLoggingForOifFailures, in_.noLoggingForOifFailures);
+}
+
 void MrouteProgrammer::initDirtyInfo(MrouteTable & mrouteTable) const {
   if (!mrouteTable.dirtyInfo()) mrouteTable.dirtyInfoIs(Zet::make<DirtyInfo>());
 }
 
 Zet::Ptr<MrouteRootSm> MrouteProgrammer::rootSmIs(MrouteRootSm::Inputs const & in) {
-  if (!rootSm_) rootSm_ = Zet::make<MrouteRootSm>(in);
-  if (rootSm_->inputs() != in) {
-    Zet::throwRangeException("another MrouteProgrammer::rootSm is running");
+  if (rootSm_) {
+    rootSm_->requireSameInputs(in);
+  } else {
+    rootSm_ = mrouteRootSmFactory(in);
   }
   return rootSm_;
 }

@@ -21,11 +21,10 @@ class BRINDLE_API MrouteRootSm final : public VrfFollower {
     Zet::Ptr<IntfVlanId::Table const> intfVlanIdTable;
     // Routes that want for an output set alone are kept out of the log.
     bool noLoggingForOifFailures = false;
-
-    bool operator==(Inputs const &) const = default;
   };
   explicit MrouteRootSm(Inputs const &);
-  Inputs const & inputs() const { return in_; }
+  // Throws RangeException if it was made with others.
+  void requireSameInputs(Inputs const &) const;
   bool noLoggingForOifFailures() const { return in_.noLoggingForOifFailures; }
 
   auto const & mrouteSm() const { return mrouteSm_; }
@@ -39,6 +38,10 @@ class BRINDLE_API MrouteRootSm final : public VrfFollower {
   Inputs const in_;
   Zet::HashMap<L3::VrfName, MrouteSm> mrouteSm_;
 };
+
+inline Zet::Ptr<MrouteRootSm> mrouteRootSmFactory(MrouteRootSm::Inputs const & in) {
+  return Zet::make<MrouteRootSm>(in);
+}
 
 class BRINDLE_API MrouteProgrammer final : public Zet::Entity {
  public:

@@ -196,6 +196,8 @@ void MrouteSm::handleInternalVlanId(Nettle::IntfId intf) {
   for (auto i = zetMroute_.begin(); i; i.advance()) i->doUpdateStatus();
 }
 
+void MrouteSm::handleInternalVlanId() { ZET_ASSERT(false, "false"); }
+
 // --- Failed routes
 
 void MrouteSm::failedMrouteIs(FailedMroute const & v) {
@@ -240,7 +242,7 @@ void valueToStrep(std::string & out, MrouteSm::FailedMroute const & v) {
   Zet::valueToStrep(out, v.reason);
   out += ", 'mroute': ";
   if (v.mroute) {
-    Zet::quotedToStrep(out, v.mroute->mroute().fullName());
+    Zet::valueToStrep(out, v.mroute->fwkKey());
   } else {
     out += "None";
   }

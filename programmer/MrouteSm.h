@@ -78,6 +78,8 @@ class BRINDLE_API MrouteSm final : public Zet::Sm, public Zet::HashLink {
   void handleFloodset();
   void handleMrouteBatchVersion();
   void handleInternalVlanId(Nettle::IntfId intf);
+  // Ends the process: interfaces are followed one by one, and never as a whole.
+  [[noreturn]] void handleInternalVlanId();
 
   // Failed routes, and those of them that failed for want of an entry
   auto const & failedMroute() const { return failedMroute_; }
@@ -155,6 +157,10 @@ class BRINDLE_API MrouteSm final : public Zet::Sm, public Zet::HashLink {
   Zet::ReactorMap<Key, ZetBoundaryMroute> zetBoundaryMroute_{this};
   Zet::ReactorPtr<ZetIntfVlanIdTable> zetIntfVlanIdTable_{this};
 };
+
+inline Zet::Ptr<MrouteSm> mrouteSmFactory(L3::VrfName vrf, MrouteSm::Inputs const & in) {
+  return Zet::make<MrouteSm>(vrf, in);
+}
 
 void valueToStrep(std::string & out, MrouteSm::FailedMroute const & v);
 

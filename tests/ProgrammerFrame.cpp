@@ -87,7 +87,10 @@ TEST_F(ProgrammerFrame, BadArgumentsAreRefused) {
   EXPECT_THROW(sm().mrouteIs(nullptr), Zet::RangeException);
   EXPECT_THROW(sm().boundaryMrouteIs(nullptr), Zet::RangeException);
   EXPECT_THROW(sm().chipIs(nullptr), Zet::RangeException);
-  EXPECT_THROW(programmer->rootSmIs({}), Zet::RangeException) << "one root at a time";
+  EXPECT_THAT([&] { programmer->rootSmIs({}); },
+              testing::ThrowsMessage<Zet::RangeException>(testing::HasSubstr(
+                  "constructor parameter attribute _clock has a different value of None")));
+  EXPECT_DEATH(sm().handleInternalVlanId(), "assertion failed: false");
 }
 
 // --- Retries

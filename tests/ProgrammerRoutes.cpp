@@ -85,6 +85,19 @@ TEST_F(ProgrammerRoutes, TheBackupEntryBecomesTheRoutesOwn) {
   EXPECT_EQ(status(1)->frrIntfId(), IntfId());
 }
 
+TEST_F(ProgrammerRoutes, TheSetOfABackupEntryThatTookOverMakesRoomForTheNextOne) {
+  slotsIs(chip("A"), 5);
+  Mroute & m = publish(1, 10, {1});
+  m.frrVlanIdIs(VlanIdOrNone(20));
+  m.frrOifSetIs(set({1, 2, 3}));
+  publish(m);
+  m.frrVlanIdIs(VlanIdOrNone(30));
+  m.frrOifSetIs(set({1, 2, 4}));
+  publish(1, 20, {1});
+  EXPECT_EQ(entries("A"), "1@20:1 1@30:3");
+  EXPECT_EQ(failed(), "");
+}
+
 TEST_F(ProgrammerRoutes, SomeRoutesStayAwayFromTheChips) {
   chip("A");
   route(1).acceptingVlanIdIs(VlanIdOrNone(10));  // version 0
@@ -235,7 +248,7 @@ TEST_F(ProgrammerRoutes, TheLastChipHasBitsOfItsOwn) {
   EXPECT_EQ(reason(1), 0x80000000u);
   EXPECT_EQ(Zet::valueToStrep(*sm().failedMroute().find(key(1))),
             "Value('Brindle::MrouteSm::FailedMroute', ** {'key': " + Zet::valueToStrep(key(1)) +
-                ", 'reason': 2147483648, 'mroute': '" + route(1).fullName() + "'})");
+                ", 'reason': 2147483648, 'mroute': " + Zet::valueToStrep(key(1)) + "})");
 }
 
 TEST_F(ProgrammerRoutes, WhatStandsOnAChipThatLeftIsTakenOffItUnlessItIsBack) {
