@@ -74,9 +74,10 @@ bool MrouteTableReview::visit() {
   bool draining = mira_.markedForDeletion();
   bool due = mira_.dirtyInfo()->mrouteDirty(*mroute) && mroute->review() != mira_.review();
   bool gone = draining || (due && mroute->markedForDeletion());
+  bool wrapped = false;
   if (gone) {
-    doDelete(*mroute,
-             draining ? " Reason: VRF marked for deletion" : " Reason: Route marked for deletion");
+    wrapped = doDelete(*mroute, draining ? " Reason: VRF marked for deletion"
+                                         : " Reason: Route marked for deletion");
   } else if (due) {
     doProcess(mroute);
   } else {
@@ -84,8 +85,8 @@ bool MrouteTableReview::visit() {
   }
   lookAtClock_ = walked_.inc();
   if (gone || due) lookAtClock_ |= processed_.inc();
-  // A deletion has moved the walk on already.
-  if (!gone && current_.advance()) table_.mroutesInitializedIs(true);
+  if (!gone) wrapped = current_.advance();  // a deletion has moved the walk on already
+  if (wrapped) table_.mroutesInitializedIs(true);
   if (table_.mroute().empty()) return true;
   // A draining VRF ends when its table is empty. Where the first route of the pass was deleted,
   // the pass now begins at the one behind it, which is still to be seen.
@@ -99,12 +100,13 @@ void MrouteTableReview::doProcess(Zet::Ptr<Mroute> const & mroute) {
   mroute->reviewIs(mira_.review());
 }
 
-void MrouteTableReview::doDelete(Mroute const & mroute, char const * reason) {
+bool MrouteTableReview::doDelete(Mroute const & mroute, char const * reason) {
   ZET_TRACE(5, "Delete mroute " << mroute.key().pretty() << reason);
   RouteKey const key = mroute.key();
   start_.leave(key);
-  if (current_.leave(key)) table_.mroutesInitializedIs(true);
+  bool const wrapped = current_.leave(key);
   table_.mrouteDel(key);
+  return wrapped;
 }
 
 void MrouteTableReview::traceSkipped(Mroute const & mroute) const {

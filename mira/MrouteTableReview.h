@@ -35,7 +35,8 @@ class MrouteTableReview {
   bool drainQueue();
   bool visit();
   void doProcess(Zet::Ptr<Mroute> const & mroute);
-  void doDelete(Mroute const & mroute, char const * reason);
+  // True if the walk stood there and went on from the last route to the first.
+  bool doDelete(Mroute const & mroute, char const * reason);
   void traceSkipped(Mroute const & mroute) const;
 
   Mira & mira_;

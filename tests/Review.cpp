@@ -115,6 +115,27 @@ TEST_F(Review, RoutesMayGoUnderBothEndsOfTheWalk) {
   EXPECT_EQ(chip().simRoute().size(), 1500u);
 }
 
+TEST_F(Review, OnlyAWalkThatHasSeenTheLastRouteMakesTheTableInitialized) {
+  publishMany(200);
+  settle();
+  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(20));
+  clock->readCostIs(0.001);
+  mira().loopQuantumIs(0);
+  clock->nowIs(clock->shown());
+  routes().mroutesInitializedIs(false);
+  std::vector<Key> rest;
+  for (auto i = routes().mroute().startAt(mira().currentBookmark()); i; i.advance()) {
+    rest.push_back(i.key());
+  }
+  ASSERT_EQ(rest.size(), 190u);
+  for (Key const & k : rest) table("pim.default").routeDel(k);
+  while (routes().mroute().size() > 10) clock->nowIs(clock->shown());
+  EXPECT_FALSE(routes().mroutesInitialized()) << "the queue has taken the walk to the first route";
+  clock->readCostIs(0);
+  settle();
+  EXPECT_TRUE(routes().mroutesInitialized());
+}
+
 TEST_F(Review, GenerationsSkipZero) {
   publishMany(5);
   settle();
