@@ -332,7 +332,9 @@ bool Expansion::refusedByKind(PortVlan const & pv, bool inVlan) {
   }
 }
 
-// The member as this kind of set holds it.
+// The member as this kind of set holds it. Where L2 sets ignore the VLAN they carry no OutLif at
+// all, also none of a tunnel: they send by port alone. A group request is another thing: all its
+// members may be logical interfaces, and stay so when its LAGs are resolved.
 PortVlan Expansion::memberOf(PortVlan const & pv, bool tagged) const {
   OutLif outLif = isL2Set() && root_.ignoreVlanForL2Groups() ? OutLif() : pv.outLif;
   bool marked = tagged && (root_.portPropertyMask() & taggedPortProperty);

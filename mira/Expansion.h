@@ -14,6 +14,7 @@
 #include "platform/VlanId.h"
 #include "platform/VrfName.h"
 #include "state/Bridging.h"
+#include "state/Lag.h"
 #include "state/Mlag.h"
 #include "state/RouteKey.h"
 #include "state/Snooping.h"
@@ -59,6 +60,8 @@ class BRINDLE_API Expansion {
   void addVlanToPortVlanSet(Bridging::VlanId vid);
   // Offers one member; true if it counts as a port of the VLAN.
   bool maybeAddPvToPvSet(Bridging::VlanId vid, PortVlan const & pv);
+  // LAGs that were found elsewhere.
+  void lagsAre(PortVlanSet const & lags) { lagPvSet_ = lags; }
   // Turns the LAGs that were found into members of the set. `vid` goes into the choice of a
   // designated member: the accepting VLAN of an IP route, or none.
   void doResolveAndAddLagsToPvSet(Bridging::VlanIdOrNone vid, L3::VrfName const & vrf,
@@ -102,17 +105,12 @@ class BRINDLE_API Expansion {
   OutLif outLifOf(Nettle::IntfId port) const;
   bool isLag(Nettle::IntfId port) const;
 
-  // A LAG of the set, and what the choice among its members goes by.
-  struct Lag {
-    PortVlan pv;
-    Bridging::VlanIdOrNone vid;
-    Zet::OrderedSet<Nettle::IntfId> const * members;
-  };
-  Zet::OrderedSet<Nettle::IntfId> const * configuredMembers(Nettle::IntfId lag) const;
+  void addLocalMember(PortVlan const & lag);
   bool passMe(Nettle::IntfId lag, L3::VrfName const & vrf,
-              Routing::Multicast::Fib::IpGenRouteKey const & key) const;
-  void expandLag(Lag const & lag);
-  void designateLagMember(Lag const & lag);
+              Routing::Multicast::Fib::IpGenRouteKey const & key);
+  void expandLag(PortVlan const & lag, Interface::EthLagIntfStatus const & status);
+  void designateLagMember(PortVlan const & lag, Interface::EthLagIntfStatus const & status,
+                          Bridging::VlanIdOrNone vid);
   void maybeAddLagMemberInPvSet(PortVlan const & lag, Nettle::IntfId member);
 
   MiraRoot const & root_;

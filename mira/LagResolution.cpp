@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "mira/Expansion.h"
+#include "mira/Mira.h"
 #include "mira/MiraHelper.h"
 #include "mira/MiraRoot.h"
 #include "platform/Trace.h"
@@ -48,76 +49,92 @@ U8 pearson(VlanIdOrNone vid, Nettle::EthAddr const & group) {
 
 }  // namespace
 
+PortVlanSet Mira::resolveAndAddLagsToPvSet(VlanIdOrNone vid, IpGenRouteKey const & key,
+                                           PortVlanSet const & pvSet,
+                                           PortVlanSet const & lagPvSet) const {
+  PortVlanSet set = pvSet;
+  Expansion expansion(*miraRoot_, {key.kind(), ethAddrFromIpAddr(key.group().address())}, set);
+  expansion.lagsAre(lagPvSet);
+  expansion.doResolveAndAddLagsToPvSet(vid, vrf_, key);
+  set.settle();
+  return set;
+}
+
 void Expansion::doResolveAndAddLagsToPvSet(VlanIdOrNone vid, L3::VrfName const & vrf,
                                            IpGenRouteKey const & key) {
   ZET_TRACE(9, ", Resolving lags to add to pvSet"
                    << " mh=" << (helper_ ? 1 : 0));
   lagPvSet_.settle();
   for (auto i = lagPvSet_.portVlan().begin(); i; i.advance()) {
-    PortVlan pv = *i;
-    IntfId port = pv.port;
-    auto const * status = root_.lagStatusDir()->intfStatus().find(port);
+    PortVlan const pv = *i;
+    auto const * status = root_.lagStatusDir()->intfStatus().find(pv.port);
     if (!status) {
-      ZET_TRACE(9, "LagStatus does not exist for port " << port << " from vid " << vid);
-      auto const * mlag =
-          root_.mlagStatus() ? root_.mlagStatus()->intfStatus().find(port) : nullptr;
-      if (mlag && mlag->localIntf()) pvSet_.append(pv);
+      addLocalMember(pv);
       continue;
     }
-    PortVlan member = pv;
+    PortVlan lag = pv;
     if (key.kind() == Routing::Multicast::Fib::mcastGroup_ && root_.ignoreVlanForL2Groups() &&
         !pv.isOutLif()) {
-      member.outLif = OutLif();
+      lag.outLif = OutLif();
     }
-    if (root_.lagOperation() == lagPass && passMe(port, vrf, key)) {
-      ZET_TRACE(9, "passing lag " << port << " from vid " << vid);
-      pvSet_.append(member);
-      lagPvSet_.portVlanDel(pv);
-      continue;
-    }
-    Lag lag{member, vid, &status->member()};
-    if (root_.configuredLagMembersInOifSet()) lag.members = configuredMembers(port);
-    if (!lag.members) continue;
     if (root_.lagOperation() == lagDesignated) {
-      designateLagMember(lag);
+      designateLagMember(lag, *status, vid);
+    } else if (root_.lagOperation() == lagPass && passMe(pv.port, vrf, key)) {
+      ZET_TRACE(9, "passing lag " << pv.port << " from vid " << pv.vlanId());
+      pvSet_.append(lag);
+      lagPvSet_.portVlanDel(pv);
     } else {
-      expandLag(lag);
+      expandLag(lag, *status);
     }
   }
 }
 
-Zet::OrderedSet<IntfId> const * Expansion::configuredMembers(IntfId lag) const {
-  IntfList const * list = root_.lagToIntf(lag);
-  return list ? &list->intf() : nullptr;
+// The LAG is one that the MLAG peer knows, with a port of this switch at most.
+void Expansion::addLocalMember(PortVlan const & lag) {
+  ZET_TRACE(9, "LagStatus does not exist for port " << lag.port << " from vid " << lag.vlanId());
+  auto const & mlagStatus = root_.mlagStatus();
+  auto const * mlag = mlagStatus ? mlagStatus->intfStatus().find(lag.port) : nullptr;
+  if (mlag && mlag->localIntf()) {
+    pvSet_.append({mlag->localIntf(), lag.outLif, lag.portProperty});
+  }
 }
 
-bool Expansion::passMe(IntfId lag, L3::VrfName const & vrf, IpGenRouteKey const & key) const {
-  return !helper_ || (helper_->isIntfHwLag(lag) && helper_->passLag(pvSet_, lagPvSet_, vrf, key));
+bool Expansion::passMe(IntfId lag, L3::VrfName const & vrf, IpGenRouteKey const & key) {
+  if (!helper_) return true;
+  if (!helper_->isIntfHwLag(lag)) return false;
+  pvSet_.settle();  // the helper may read it
+  return helper_->passLag(pvSet_, lagPvSet_, vrf, key);
 }
 
-void Expansion::expandLag(Lag const & lag) {
-  ZET_TRACE(9, "Expanding lag " << lag.pv.port);
-  for (IntfId member : lag.members->items()) {
+// By its members, or by all that are configured, whether they are up or not.
+void Expansion::expandLag(PortVlan const & lag, Interface::EthLagIntfStatus const & status) {
+  ZET_TRACE(9, "Expanding lag " << lag.port);
+  bool byConfig = root_.configuredLagMembersInOifSet();
+  IntfList const * configured = byConfig ? root_.lagToIntf(lag.port) : nullptr;
+  if (byConfig && !configured) return;
+  for (IntfId member : configured ? configured->intf().items() : status.member().items()) {
     if (isPeerPort(member)) {
-      ZET_TRACE(9, "skipping peer port " << member << " from vid " << lag.vid);
+      ZET_TRACE(9, "skipping peer port " << member << " from vid " << lag.vlanId());
       continue;
     }
-    maybeAddLagMemberInPvSet(lag.pv, member);
+    maybeAddLagMemberInPvSet(lag, member);
   }
 }
 
-void Expansion::designateLagMember(Lag const & lag) {
+// Traffic that is sent to one member only goes to one that is up.
+void Expansion::designateLagMember(PortVlan const & lag, Interface::EthLagIntfStatus const & status,
+                                   VlanIdOrNone vid) {
   std::vector<IntfId> members;
-  for (IntfId member : lag.members->items()) {
+  for (IntfId member : status.member().items()) {
     if (!isPeerPort(member)) members.push_back(member);
   }
   if (members.empty()) {
-    ZET_TRACE(9, "Not adding lag " << lag.pv.port << " because lag is empty");
+    ZET_TRACE(9, "Not adding lag " << lag.port << " because lag is empty");
     return;
   }
-  IntfId chosen = members[pearson(lag.vid, for_.ethAddr) % members.size()];
-  ZET_TRACE(9, " designated port " << chosen << " from vid " << lag.vid);
-  maybeAddLagMemberInPvSet(lag.pv, chosen);
+  IntfId chosen = members[pearson(vid, for_.ethAddr) % members.size()];
+  ZET_TRACE(9, " designated port " << chosen << " from vid " << lag.vlanId());
+  maybeAddLagMemberInPvSet(lag, chosen);
 }
 
 void Expansion::maybeAddLagMemberInPvSet(PortVlan const & lag, IntfId member) {

@@ -180,6 +180,12 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   void doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute);
   // True if the route's programming changed. `allowOptimize`: a small change may be patched in.
   bool computePortVlanSetMroute(Zet::Ptr<Mroute> const & mroute, bool allowOptimize);
+  // Members of a set besides its LAGs, and these resolved: for routes that are computed elsewhere.
+  // `vid` goes into the choice of designated members.
+  PortVlanSet resolveAndAddLagsToPvSet(Bridging::VlanIdOrNone vid,
+                                       Routing::Multicast::Fib::IpGenRouteKey const & key,
+                                       PortVlanSet const & pvSet,
+                                       PortVlanSet const & lagPvSet) const;
   bool optimizeComputePortVlanSet() const { return optimizeComputePortVlanSet_; }
   void optimizeComputePortVlanSetIs(bool v) { optimizeComputePortVlanSet_ = v; }
   // Accept-only interfaces that were left out since their route had one already.
