@@ -25,8 +25,8 @@ Nettle::IpGenPrefix const kAllIpv4Groups("224.0.0.0/4");
 // Room that is made for a set that has not been computed yet.
 constexpr U32 kUsualMembers = 48;
 
-// Keys of connected prefixes stand in no table.
-bool isConnectedPrefix(IpGenRouteKey const & key) {
+// What a key of a connected prefix looks like; such a key may stand in a table, too.
+bool isPrefixKey(IpGenRouteKey const & key) {
   return key.kind() == mroute_ && key.group() == kAllIpv4Groups;
 }
 
@@ -54,7 +54,7 @@ void Mira::doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute) {
     return;
   }
   IntfId iif = mroute->shoalRoute().iif();
-  if (isConnectedPrefix(key) && mroute->shoalRoute().isDefault()) {
+  if (isPrefixKey(key) && mroute->shoalRoute().isDefault()) {
     iif = miraRoot()->pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey{key.source(), vrfName()});
   }
   static IntfId const null0("Null0");
@@ -86,8 +86,9 @@ PortVlanSetComputation::PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> con
       root_(*mira.miraRoot()),
       mroute_(*mroute),
       key_(mroute->key()),
-      isPrefixKey_(isConnectedPrefix(key_)),
       table_(readTable()),
+      isPrefixKey_(isPrefixKey(key_)),
+      isConnectedPrefix_(isPrefixKey_ && !table_),
       groupEth_(ethAddrFromIpAddr(key_.group().address())),
       for_{mroute_.key().kind(), groupEth_, !key_.group().isHost()},
       expansion_(root_, for_, pvSet_) {}
@@ -129,7 +130,7 @@ bool PortVlanSetComputation::compute(bool allowOptimize) {
 
 // A fast-reroute input without a primary one is not installed.
 bool PortVlanSetComputation::isUsable() {
-  if (isPrefixKey_ && srt_.isDefault()) {
+  if (isConnectedPrefix_) {
     srt_.iifIs(
         root_.pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey{key_.source(), mira_.vrfName()}));
     srt_.flagsIs(Route::toCpu);
@@ -153,8 +154,8 @@ void PortVlanSetComputation::choosePath(bool allowOptimize) {
   }
   // The accepting interface of a connected prefix stands in no bitmap, and members of a logical
   // interface do not tell their VLAN: neither can be patched.
-  optimize_ = mroute_.optimizeStatus() && allowOptimize && !isPrefixKey_ && mroute_.oifSet() &&
-              !holdsOutLif(mroute_.oifSet()->portVlanSet());
+  optimize_ = mroute_.optimizeStatus() && allowOptimize && !isConnectedPrefix_ &&
+              mroute_.oifSet() && !holdsOutLif(mroute_.oifSet()->portVlanSet());
 }
 
 // An index that both records hold may have come to stand for another interface.
@@ -163,12 +164,13 @@ bool PortVlanSetComputation::hasSilentMappingChange() const {
   if (!table_ || lastSeen.isDefault()) return false;
   auto const & cache = mroute_.oifIndexIntfIdCache();
   Route const common = srt_ & lastSeen;
-  for (RouteIntfIteratorConst i(common, table_); i; i.advance()) {
+  RouteIntfIteratorConst i(common, table_);
+  for (; i; i.advance()) {
     if (!i.has(oifForward)) continue;
     IntfId const * cached = cache.find(i.index());
     if (!cached || *cached != i.intf()) return true;
   }
-  return false;
+  return i.error();  // it now stands for nothing
 }
 
 void PortVlanSetComputation::startAfresh() {
@@ -181,7 +183,7 @@ void PortVlanSetComputation::startAfresh() {
   pvSet_.clear();
   pvSet_.reserve(mroute_.oifSet() ? mroute_.oifSet()->portVlanSet().portVlans() : kUsualMembers);
   mroute_.oifIndexIntfIdCacheDelAll(srt_.oifs().count());
-  if (isPrefixKey_) {
+  if (isConnectedPrefix_) {
     iifIntf_ = srt_.iif();
     iifVlan_ = vlanOf(iifIntf_);
     vlanFilter_ |= vlanBit(iifVlan_);
@@ -353,8 +355,8 @@ void PortVlanSetComputation::handleNotify(Output const & output) {
                                            << ", adding a notifying route: " << key_.pretty());
   mroute_.notifyingVlanIdIs(output.vid);
   VlanIdOrNone iifVlan = vlanOf(srt_.iif());
-  PortVlanSet set = setOfVlan(iifVlan, output.vid, iifVlan);
-  set.toCpuIs(true);
+  PortVlanSet set =
+      specialSet({.members = iifVlan, .input = output.vid, .chooser = iifVlan, .toCpu = true});
   mroute_.notifyOifSetIs(interned(set));
   if (output.vid) mroute_.fastdropDel(VlanId(output.vid));
   notifySeen_ = true;
@@ -368,9 +370,11 @@ void PortVlanSetComputation::handlePersistentFastdrop(Output const & output) {
                    << output.intf << ", adding a persistent fastdrop routes: " << key_.pretty());
   mroute_.staticFastdropVlanIdIs(output.vid);
   VlanIdOrNone iifVlan = vlanOf(srt_.iif());
-  PortVlanSet set = setOfVlan(iifVlan, output.vid, iifVlan);
-  set.toCpuIs(true);
-  set.fastdropSetIs(true);
+  PortVlanSet set = specialSet({.members = iifVlan,
+                                .input = output.vid,
+                                .chooser = iifVlan,
+                                .toCpu = true,
+                                .fastdropSet = true});
   replaceFastdrop(output.vid,
                   "We have fastdrop entry as well. Deleting it before programming static "
                   "fastdrop entry.");
@@ -431,11 +435,13 @@ void PortVlanSetComputation::addNat() {
   }
 }
 
+// A fastdrop keeps what fails the reverse-path check away from the CPU: other than a notify or a
+// persistent fastdrop entry it never asks for packets to go there.
 void PortVlanSetComputation::refreshFastdrops() {
   for (auto i = mroute_.fastdrop().begin(); i; i.advance()) {
     VlanId vid = i.key();
-    PortVlanSet set = setOfVlan(vid, vid, iifVlan_);
-    set.fastdropSetIs(true);
+    PortVlanSet set =
+        specialSet({.members = vid, .input = vid, .chooser = iifVlan_, .fastdropSet = true});
     set.saveHash();
     if (!changed_) changed_ = !i->value || !i->value->doCmpPortVlanSet(set);
     mroute_.fastdropIs(vid, interned(set));
@@ -458,7 +464,8 @@ void PortVlanSetComputation::finishFrr() {
   bool single = input && fwdPortsInIif(root_, input, 2) == 1;
   for (PortVlan const & pv : pvSet_.portVlan().items()) {
     VlanIdOrNone vid = pv.vlanId();
-    if (vid != iifVlan_ && !(single && vid == input)) frrPvSet_.append(pv);
+    bool back = !pv.isOutLif() && (vid == iifVlan_ || (single && vid == input));
+    if (!back) frrPvSet_.append(pv);
   }
   frrPvSet_.saveHash();
   ZET_TRACE(9, "(): FrrOifSet: " << frrPvSet_.pretty());
@@ -555,17 +562,17 @@ VlanIdOrNone PortVlanSetComputation::inputVlanOf(VlanIdOrNone vid) const {
   return root_.status()->needIifInOifSet() ? vid : VlanIdOrNone();
 }
 
-// The set of a special entry: the members of one VLAN, for traffic that comes in on another.
-// `chooser` goes into the choice of designated LAG members.
-PortVlanSet PortVlanSetComputation::setOfVlan(VlanIdOrNone members, VlanIdOrNone input,
-                                              VlanIdOrNone chooser) {
+// The platform's word comes last: it may depend on all else.
+PortVlanSet PortVlanSetComputation::specialSet(Special const & what) {
   PortVlanSet set;
-  set.vlanIs(inputVlanOf(input).value());
+  set.vlanIs(inputVlanOf(what.input).value());
   set.keyKindIs(Routing::Multicast::Fib::mroute_);
-  if (members) {
+  set.toCpuIs(what.toCpu);
+  set.fastdropSetIs(what.fastdropSet);
+  if (what.members) {
     Expansion expansion(root_, for_, set);
-    expansion.addVlanToPortVlanSet(VlanId(members));
-    expansion.doResolveAndAddLagsToPvSet(chooser, mira_.vrfName(), key_);
+    expansion.addVlanToPortVlanSet(VlanId(what.members));
+    expansion.doResolveAndAddLagsToPvSet(what.chooser, mira_.vrfName(), key_);
     set.settle();
     vlanPortFilter_ |= expansion.vlanPortFilter();
     lagFilter_ |= expansion.lagFilter();

@@ -35,6 +35,15 @@ class PortVlanSetComputation {
     bool has(U32 property) const { return properties & property; }
   };
 
+  // A special entry: it sends what comes in on one VLAN to the members of one VLAN.
+  struct Special {
+    Bridging::VlanIdOrNone members;
+    Bridging::VlanIdOrNone input;
+    Bridging::VlanIdOrNone chooser;  // goes into the choice of designated LAG members
+    bool toCpu = false;
+    bool fastdropSet = false;
+  };
+
   Shoal::Multicast::Fib::Status const * readTable();
 
   // The path
@@ -73,8 +82,7 @@ class PortVlanSetComputation {
   // Tools
   Bridging::VlanIdOrNone vlanOf(Nettle::IntfId intf) const;
   Bridging::VlanIdOrNone inputVlanOf(Bridging::VlanIdOrNone vid) const;
-  PortVlanSet setOfVlan(Bridging::VlanIdOrNone members, Bridging::VlanIdOrNone input,
-                        Bridging::VlanIdOrNone chooser);
+  PortVlanSet specialSet(Special const & what);
   void featureFlagIs(PortVlanSet & set);
   Zet::Ptr<OifSet> interned(PortVlanSet & set);
 
@@ -82,9 +90,10 @@ class PortVlanSetComputation {
   MiraRoot const & root_;
   Mroute & mroute_;
   Routing::Multicast::Fib::IpGenRouteKey const & key_;
-  bool const isPrefixKey_;  // a connected prefix: in no table
   Route srt_;
   Shoal::Multicast::Fib::Status const * const table_;  // the best that holds the route, or null
+  bool const isPrefixKey_;                             // the group is all of IPv4 multicast
+  bool const isConnectedPrefix_;  // of these, one that the resolver made itself
 
   Nettle::EthAddr groupEth_;
   PortVlanSet pvSet_;

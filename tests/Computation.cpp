@@ -10,6 +10,7 @@ namespace Tests {
 
 using namespace Brindle;
 using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
 
 class Computation : public Switch {
  protected:
@@ -134,6 +135,18 @@ TEST_F(DesignatedLags, OneMemberIsChosenByVlanAndGroup) {
   // Pearson's hash of (10, 01:00:5e:01:00:01) is 123, of (10, 01:00:5e:01:01:01) 119.
   EXPECT_EQ(outputs("10.0.0.1", "239.1.0.1"), "Ethernet4@20");
   EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet6@20");
+  // What is configured matters to LAGs that are expanded only.
+  agent->mira()->configuredLagMembersInOifSetIs(true);
+  bridging->vlanConfigIs(VlanId(20))->intfIs(intf("Port-Channel1"), true);
+  reviewAll();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet6@20");
+
+  PortVlanSet plain, found;
+  plain.portVlanIs({intf("Ethernet9"), VlanIdOrNone(20), 0}, true);
+  found.portVlanIs({intf("Port-Channel1"), VlanIdOrNone(20), 0}, true);
+  PortVlanSet set =
+      mira().resolveAndAddLagsToPvSet(VlanIdOrNone(10), key("10.0.0.1", "239.1.0.1"), plain, found);
+  EXPECT_EQ(set.pretty(), "vlan 20: Et4 Et9");
 }
 
 class PassedLags : public Computation {
@@ -172,7 +185,7 @@ TEST_F(Computation, ALagThatIsUnknownCountsOnlyAsAnMlagWithALocalMember) {
   mlag->intfStatusIs(intf("Port-Channel2"))->localIntfIs(intf("Ethernet9"));
   publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
   settle();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Port-Channel2@20");
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet9@20");
 }
 
 TEST_F(Computation, ThePeerLinkStaysOutOfAFloodsetWhereNobodyNeedsIt) {
@@ -202,6 +215,16 @@ TEST_F(Computation, SpecialInputsGetSpecialEntries) {
   vlan(40, "Ethernet5 Ethernet6");
   vlan(41, "Ethernet5");
   vlan(42, "Ethernet5");
+  vlan(43, "Ethernet5");
+  struct Telling : MiraHelper {
+    using MiraHelper::MiraHelper;
+    U32 doGetMiraFeatureFlag(L3::VrfName const &, Key const &, PortVlanSet const & set,
+                             Iterator const *) override {
+      return (set.toCpu() ? 1 : 0) + (set.fastdropSet() ? 2 : 0);
+    }
+  };
+  start();
+  agent->mira()->miraHelperIs(Zet::make<Telling>(agent->mira().get()));
   Route route = record("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan40:n Vlan41:p Vlan42:b");
   route.notifyIs(intf("Vlan40"));
   route.notifyProgrammableIs(true);
@@ -211,12 +234,17 @@ TEST_F(Computation, SpecialInputsGetSpecialEntries) {
   settle();
   auto m = mroute("10.0.0.1", "239.1.1.1");
   EXPECT_EQ(m->notifyingVlanId().value(), 40);
-  EXPECT_TRUE(m->notifyOifSet()->portVlanSet().toCpu());
+  EXPECT_EQ(m->notifyOifSet()->portVlanSet().featureFlag(), 1u);
   EXPECT_EQ(m->staticFastdropVlanId().value(), 41);
-  EXPECT_TRUE(m->staticFastdropOifSet()->portVlanSet().fastdropSet());
+  EXPECT_EQ(m->staticFastdropOifSet()->portVlanSet().featureFlag(), 3u);
   EXPECT_EQ(m->frrVlanId().value(), 42);
   EXPECT_EQ(m->frrOifSet()->portVlanSet().vlan(), 42);
-  EXPECT_EQ(chip().simRoute().size(), 4u);
+  EXPECT_EQ(m->frrOifSet()->portVlanSet().featureFlag(), 2u);
+  m->fastdropIs(VlanId(43), m->staticFastdropOifSet());
+  reviewAll();
+  EXPECT_EQ(m->fastdrop(VlanId(43))->portVlanSet().featureFlag(), 2u);
+  EXPECT_EQ(chip().simRoute().size(), 5u);
+  m->fastdropDel(VlanId(43));
   publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
   settle();
   EXPECT_EQ(entries(), "(10.0.0.1, 239.1.1.1)@10 -> Ethernet2@20 Ethernet3@20");
@@ -230,6 +258,38 @@ TEST_F(Computation, AFastRerouteInputThatIsAlsoTheInputIsNone) {
   settle();
   EXPECT_FALSE(mroute("10.0.0.1", "239.1.1.1")->frrVlanId());
   EXPECT_EQ(chip().simRoute().size(), 1u);
+}
+
+TEST_F(Computation, ABackupOfARouteWithoutInputVlanSendsToLogicalInterfaces) {
+  struct Tunnels : MiraHelper {
+    using MiraHelper::MiraHelper;
+    OutLif doGetOutLifValue(VlanId vid, Nettle::IntfId,
+                            Routing::Multicast::Fib::RouteKeyType) const override {
+      return OutLif(5000 + VlanIdOrNone(vid).value());
+    }
+  };
+  threeVlans();
+  start();
+  agent->mira()->miraHelperIs(Zet::make<Tunnels>(agent->mira().get()));
+  publish(record("10.0.0.1", "239.1.1.1", "", "Vlan20 Vlan30:b"));
+  settle();
+  auto m = mroute("10.0.0.1", "239.1.1.1");
+  EXPECT_EQ(m->frrVlanId().value(), 30);
+  EXPECT_EQ(m->frrOifSet()->portVlanSet().portVlan(), m->oifSet()->portVlanSet().portVlan());
+}
+
+TEST_F(Computation, AConnectedPrefixThatATableHoldsIsARouteLikeAnyOther) {
+  threeVlans();
+  Routing::Multicast::Fib::PimIntf::PrefixKey const prefix{Nettle::IpGenPrefix("10.9.0.0/24"),
+                                                           "default"};
+  pimIntf->srcToIntfMapIs(prefix, intf("Vlan10"));
+  Route route = record("10.9.0.0/24", "224.0.0.0/4", "", "Vlan20");
+  route.iifIs(intf("Vlan10"));
+  publish(route);
+  settle();
+  EXPECT_EQ(outputs("10.9.0.0/24", "224.0.0.0/4"), "Ethernet2@20 Ethernet3@20 cpu");
+  EXPECT_EQ(iifVlan("10.9.0.0/24", "224.0.0.0/4"), 0u) << "no output of it accepts";
+  pimIntf->srcToIntfMapDel(prefix);
 }
 
 TEST_F(Computation, StaticNatMarksTheVlansOfTheGroupButTheInput) {
@@ -288,6 +348,21 @@ TEST_F(Computation, AnIndexWithoutInterfaceLeavesTheRouteDirtyUntilTheNextPublic
   publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan30");
   settle();
   EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet3@30 Ethernet4@30");
+
+  // An output that stays may lose its interface, too, and must not hide what is behind it.
+  vlan(40, "Ethernet5");
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
+  settle();
+  auto vlan20 = oifIndex("Vlan20", "pim.default");
+  table("pim.default").oifIndexIntfIs(vlan20, {});
+  table("pim.default").oifIndexIntfIs(oifIndex("Vlan30", "pim.default"), {intf("Vlan40"), 1});
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30 Vlan10:af");
+  settle();
+  EXPECT_TRUE(mroute("10.0.0.1", "239.1.1.1")->dirty()) << "not patched";
+  table("pim.default").oifIndexIntfIs(vlan20, {intf("Vlan20"), 1});
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet3@20 Ethernet5@40");
 }
 
 // Random publications: after each burst the patched sets and filters are those of a full
