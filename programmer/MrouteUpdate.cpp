@@ -26,7 +26,8 @@ ZetMroute::Update::Update(ZetMroute & route)
       sm_(*route.sm()),
       writer_(sm_.statusWriter()),
       chips_(sm_.chips()),
-      members_(mroute_.oifSet()->portVlanSet().portVlans()) {}
+      members_(mroute_.oifSet()->portVlanSet().portVlans()),
+      routeSaver_(chips_.size()) {}
 
 void ZetMroute::Update::run() {
   removeObsolete();

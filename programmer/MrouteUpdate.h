@@ -15,10 +15,12 @@ class RouteStatusWriter;
 // one has taken over.
 class RouteSaver {
  public:
+  explicit RouteSaver(U32 chips) : chips_(chips) {}
   RouteHandle routeHandle(U32 chip) const {
     return chip < routeHandle_.size() ? routeHandle_[chip] : RouteHandle();
   }
   void routeHandleIs(U32 chip, RouteHandle v) {
+    routeHandle_.reserve(chips_);
     while (routeHandle_.size() <= chip) routeHandle_.push_back(RouteHandle());
     routeHandle_[chip] = v;
     ++routeHandles_;
@@ -31,6 +33,7 @@ class RouteSaver {
   U32 routeHandles() const { return routeHandles_; }
 
  private:
+  U32 const chips_;
   Zet::CompactVector<RouteHandle> routeHandle_;
   U32 routeHandles_ = 0;
 };
