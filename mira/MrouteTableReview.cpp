@@ -43,12 +43,21 @@ void MrouteTableReview::place() {
 bool MrouteTableReview::run() {
   if (table_.mroute().empty()) return true;
   ZET_ASSERT(current_ && start_, "mrouteIter && startingMrouteIter");
+  if (!drainQueue()) return false;
+  if (nothingToFind()) return true;
   for (;;) {
-    if (!drainQueue()) return false;
-    if (table_.mroute().empty()) return true;
     if (visit()) return true;
     if (lookAtClock_ && budget_.over()) return false;
+    if (!drainQueue()) return false;
+    if (table_.mroute().empty()) return true;
   }
+}
+
+// A walk would skip every route: routes that arrive in small numbers must not cost the length of
+// the table each time.
+bool MrouteTableReview::nothingToFind() const {
+  if (table_.mroute().empty()) return true;
+  return table_.dirtyMroutes() == 0 && !mira_.dirtyInfo()->isDirty() && !mira_.markedForDeletion();
 }
 
 // The routes that changed; false if the time is up.

@@ -9,7 +9,7 @@ namespace Brindle {
 // Made by Mira::doReview() for each slice; lives for the call. It computes the routes in the queue
 // of changed routes, then walks on in the table from where the last slice stopped, computes each
 // route that the pass's DirtyInfo meets and deletes each that is marked for that, until the walk
-// is back where the pass began or the time is up.
+// is back where the pass began or the time is up. Where no route can be met there is no walk.
 class MrouteTableReview {
  public:
   using RouteKey = Routing::Multicast::Fib::IpGenRouteKey;
@@ -33,6 +33,7 @@ class MrouteTableReview {
 
   void place();
   bool drainQueue();
+  bool nothingToFind() const;
   bool visit();
   void doProcess(Zet::Ptr<Mroute> const & mroute);
   // True if the walk stood there and went on from the last route to the first.

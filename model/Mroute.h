@@ -134,6 +134,7 @@ class BRINDLE_API Mroute final : public RouteBase {
 
  private:
   void handleFastdropCount(int change) override;
+  void handleDirty() override;
 
   VlanIdOrNone acceptingVlanId_;
   VlanIdOrNone notifyingVlanId_;

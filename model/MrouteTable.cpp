@@ -21,9 +21,12 @@ void MrouteTable::mrouteDel(Key const & key) {
   Zet::Ptr<Mroute> m = mroute_.find(key);
   if (!m) return;
   Zet::Ptr<MrouteTable> self(this);
+  // From here on the route counts nothing for this table.
   m->parentIs(nullptr);
+  if (m->dirty()) dirtyMroutesInc(-1);
+  int const fastdrops = static_cast<int>(m->fastdropCount());
   erase<&NotifieeConst::onMroute>(mroute_, m->key());
-  fastdropCountInc(-static_cast<int>(m->fastdropCount()));
+  fastdropCountInc(-fastdrops);
 }
 
 void MrouteTable::mrouteDelAll() {
@@ -67,6 +70,10 @@ void MrouteTable::doUpdateVrfVlanFilter(U32 filter, U32 changed) {
 // A route that has left its table has no parent.
 void Mroute::handleFastdropCount(int change) {
   if (auto * table = static_cast<MrouteTable *>(parent())) table->fastdropCountInc(change);
+}
+
+void Mroute::handleDirty() {
+  if (auto * table = static_cast<MrouteTable *>(parent())) table->dirtyMroutesInc(dirty() ? 1 : -1);
 }
 
 void BoundaryMroute::handleFastdropCount(int change) {

@@ -87,6 +87,10 @@ class BRINDLE_API MrouteTable : public Zet::Entity, public Zet::HashLink {
            &NotifieeConst::onNoChangeRecomputations);
   }
 
+  // Routes that are dirty, see RouteBase::dirty(); the routes keep it.
+  U32 dirtyMroutes() const { return dirtyMroutes_; }
+  void dirtyMroutesInc(int n) { dirtyMroutes_ += static_cast<U32>(n); }
+
   // Drop entries of all routes; the routes keep it.
   U32 fastdropCount() const { return fastdropCount_; }
   void fastdropCountInc(int n) {
@@ -122,6 +126,7 @@ class BRINDLE_API MrouteTable : public Zet::Entity, public Zet::HashLink {
   Zet::Ptr<DirtyInfo> boundaryDirtyInfo_;
   std::array<U32, 32> vlanFilterCounter_{};
   U32 vlanFilter_ = 0;
+  U32 dirtyMroutes_ = 0;
   U32 reviews_ = 0;
   U32 recomputations_ = 0;
   U32 noChangeRecomputations_ = 0;

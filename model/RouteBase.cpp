@@ -2,6 +2,13 @@
 
 namespace Brindle {
 
+void RouteBase::dirtyIs(bool v) {
+  if (dirty_ == v) return;
+  dirty_ = v;
+  handleDirty();
+  notify(&NotifieeConst::onDirty);
+}
+
 void RouteBase::fastdropIs(Bridging::VlanId vlan, Zet::Ptr<OifSet> const & set) {
   Zet::Ptr<RouteBase> self(this);
   bool const added = !fastdrop_.contains(vlan);

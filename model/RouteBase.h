@@ -43,7 +43,7 @@ class BRINDLE_API RouteBase : public Zet::Entity, public Zet::HashLink {
 
   // The resolver knows that the route is out of date.
   bool dirty() const { return dirty_; }
-  void dirtyIs(bool v) { assign(dirty_, v, &NotifieeConst::onDirty); }
+  void dirtyIs(bool);
 
   // Drop entries by input VLAN, each with its output set, which may be null before it is computed.
   auto const & fastdrop() const { return fastdrop_; }
@@ -60,6 +60,8 @@ class BRINDLE_API RouteBase : public Zet::Entity, public Zet::HashLink {
   explicit RouteBase(Key const & key) : key_(key) {}
   // The number of drop entries has changed; the table counts them.
   virtual void handleFastdropCount(int change) = 0;
+  // The route has become dirty or clean; the table counts the dirty ones.
+  virtual void handleDirty() {}
 
  private:
   // A walk over clean routes reads these, and the links in front of them.
