@@ -190,8 +190,6 @@ void chips() {
 
 // --- Pieces of work for callgrind, which counts between the toggles only
 
-using Counted = Uncounted;  // the collection starts switched off: the first toggle switches it on
-
 void count(std::string const & what, U32 n) {
   U32 chipCount = what == "load-15" ? 15 : 1;
   bool wide = what.starts_with("patch");

@@ -1,14 +1,36 @@
-// Keeps work that is not the library's out of the instruction counts of callgrind(1).
+// What callgrind(1) counts: a piece of work, without what in it is not the library's.
 #pragma once
 #include <valgrind/callgrind.h>
 
 namespace Bench {
 
-// For the length of a scope nothing is counted. Costs a few instructions where no valgrind runs.
+// For the length of a scope instructions are counted. The collection starts switched off.
+class Counted {
+ public:
+  Counted() {
+    on = true;
+    CALLGRIND_TOGGLE_COLLECT;
+  }
+  ~Counted() {
+    CALLGRIND_TOGGLE_COLLECT;
+    on = false;
+  }
+  Counted(Counted const &) = delete;
+  Counted & operator=(Counted const &) = delete;
+
+  static inline bool on = false;
+};
+
+// For the length of a scope within that, nothing is. Costs a few instructions where no valgrind
+// runs.
 class Uncounted {
  public:
-  Uncounted() { CALLGRIND_TOGGLE_COLLECT; }
-  ~Uncounted() { CALLGRIND_TOGGLE_COLLECT; }
+  Uncounted() {
+    if (Counted::on) CALLGRIND_TOGGLE_COLLECT;
+  }
+  ~Uncounted() {
+    if (Counted::on) CALLGRIND_TOGGLE_COLLECT;
+  }
   Uncounted(Uncounted const &) = delete;
   Uncounted & operator=(Uncounted const &) = delete;
 };
