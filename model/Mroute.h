@@ -24,7 +24,6 @@ class BRINDLE_API Mroute final : public RouteBase {
     virtual void onPrevFrr() {}
     virtual void onOifSet() {}
     virtual void onReview() {}
-    virtual void onVersion() {}
     virtual void onMcastGroupRequestId() {}
     virtual void onNoRpf() {}
     virtual void onMarkedForDeletion() {}
@@ -69,10 +68,6 @@ class BRINDLE_API Mroute final : public RouteBase {
   // The pass of the review that computed the route last.
   U32 review() const { return review_; }
   void reviewIs(U32 v) { assign(review_, v, &NotifieeConst::onReview); }
-  // Rises, past 0, each time the resolver has finished a change of this route; 0: not computed yet.
-  // The programmers act on this attribute only.
-  U32 version() const { return version_; }
-  void versionIs(U32 v) { assign(version_, v, &NotifieeConst::onVersion); }
   U32 mcastGroupRequestId() const { return mcastGroupRequestId_; }
   void mcastGroupRequestIdIs(U32 v) {
     assign(mcastGroupRequestId_, v, &NotifieeConst::onMcastGroupRequestId);
@@ -144,7 +139,6 @@ class BRINDLE_API Mroute final : public RouteBase {
   RpaIndex rpaId_ = Shoal::Multicast::Fib::rpaNone;
   Nettle::IntfId acceptingIntfId_;
   U32 review_ = 0;
-  U32 version_ = 0;
   U32 mcastGroupRequestId_ = 0;
   bool noRpf_ = false;
   bool markedForDeletion_ = false;

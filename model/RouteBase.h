@@ -4,17 +4,17 @@
 
 #include "model/Filters.h"
 #include "model/OifSet.h"
-#include "platform/Entity.h"
+#include "model/RouteVersion.h"
 #include "platform/HashMap.h"
 #include "platform/RbTreeMap.h"
 #include "state/RouteKey.h"
 
 namespace Brindle {
 
-class BRINDLE_API RouteBase : public Zet::Entity, public Zet::HashLink {
+class BRINDLE_API RouteBase : public RouteVersion, public Zet::HashLink {
  public:
   using Key = Routing::Multicast::Fib::IpGenRouteKey;
-  class NotifieeConst : public Zet::NotifieeOf<RouteBase, Zet::Entity> {
+  class NotifieeConst : public Zet::NotifieeOf<RouteBase, RouteVersion> {
    public:
     virtual void onVlanFilter() {}
     virtual void onVlanPortFilter() {}

@@ -44,14 +44,17 @@ template <class K, class M> class DenseMap {
 
   U32 size() const { return sorted_.size(); }
   bool empty() const { return sorted_.empty(); }
-  M * find(K const & key) const {
-    U32 const i = indexOf(key);
-    return i < byIndex_.size() ? byIndex_[i] : nullptr;
-  }
+  // As with HashMap.
+  U32 placeOf(K const & key) const { return indexOf(key); }
+  M * find(K const & key) const { return find(key, indexOf(key)); }
+  M * find(K const &, U32 i) const { return i < byIndex_.size() ? byIndex_[i] : nullptr; }
   bool contains(K const & key) const { return find(key); }
   // The key must not be in the map.
   void insert(Ptr<M> m) {
     U32 const i = indexOf(m->fwkKey());
+    insert(std::move(m), i);
+  }
+  void insert(Ptr<M> m, U32 i) {
     while (byIndex_.size() <= i) byIndex_.push_back(nullptr);
     byIndex_[i] = m.get();
     K const key = m->fwkKey();

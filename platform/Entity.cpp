@@ -1,5 +1,6 @@
 #include "platform/Entity.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -21,6 +22,7 @@ void RefCounted::handleZeroRef() {
 PtrInterface::~PtrInterface() { ZET_ASSERT(!notifieeList_, "!notifieeList_"); }
 
 void PtrInterface::append(Link * l) const {
+  reactorDepth_ = std::max(reactorDepth_, l->depth_);
   l->next_ = nullptr;
   if (!notifieeList_) {
     notifieeList_ = l;
@@ -36,37 +38,37 @@ void PtrInterface::append(Link * l) const {
 void PtrInterface::remove(Link * l) const {
   if (l == notifieeList_) {
     notifieeList_ = l->next_;
-    if (notifieeList_) notifieeList_->prev_ = l->prev_;
+    if (notifieeList_) {
+      notifieeList_->prev_ = l->prev_;
+    } else {
+      reactorDepth_ = 0;
+    }
     return;
   }
   l->prev_->next_ = l->next_;
   (l->next_ ? l->next_ : notifieeList_)->prev_ = l->prev_;
 }
 
+// Calls one reactor, pinned.
+template <class F> inline void PtrInterface::guarded(Link * l, F call) {
+  Ptr<NotifieeConst> n(static_cast<NotifieeConst *>(l));
+  try {
+    call(n.get());
+  } catch (std::exception const & e) {
+    n->onNotificationException(e.what());
+  } catch (...) {
+    n->onNotificationException("unknown exception");
+  }
+}
+
 // The position marker stands behind the reactor that is being called, so that this may leave the
 // list; the end marker keeps those that are added meanwhile out of the walk.
-template <class F> inline void PtrInterface::forEachReactor(unsigned depth, F call) const {
-  if (!notificationActive_) return;
-  auto guarded = [&call](Link * l) {
-    Ptr<NotifieeConst> n(static_cast<NotifieeConst *>(l));
-    try {
-      call(n.get());
-    } catch (std::exception const & e) {
-      n->onNotificationException(e.what());
-    } catch (...) {
-      n->onNotificationException("unknown exception");
-    }
-  };
-  Link * first = notifieeList_;
-  if (!first->next_) {
-    if (first->depth_ >= depth) guarded(first);
-    return;
-  }
+template <class F> [[gnu::noinline]] void PtrInterface::forSeveral(unsigned depth, F call) const {
   Ptr<PtrInterface const> self(this);
   Link position;
   Link end;
   append(&end);
-  for (Link * l = first; l != &end;) {
+  for (Link * l = notifieeList_; l != &end;) {
     if (l->depth_ < depth) {
       l = l->next_;
       continue;
@@ -75,11 +77,19 @@ template <class F> inline void PtrInterface::forEachReactor(unsigned depth, F ca
     position.next_ = l->next_;
     l->next_->prev_ = &position;
     l->next_ = &position;
-    guarded(l);
+    guarded(l, call);
     l = position.next_;
     remove(&position);
   }
   remove(&end);
+}
+
+// Most objects have one reactor, which is deep enough if any is.
+template <class F> inline void PtrInterface::forEachReactor(unsigned depth, F call) const {
+  if (!notificationActive_) return;
+  Link * only = notifieeList_;
+  if (only->next_) return forSeveral(depth, call);
+  if (only->depth_ >= depth) guarded(only, call);
 }
 
 void PtrInterface::deliver(unsigned depth, void (NotifieeConst::*callback)()) const {

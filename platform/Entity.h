@@ -43,6 +43,13 @@ class BRINDLE_API PtrInterface : public RefCounted {
     bool zombie_ = false;
   };
 
+ private:
+  template <class> struct HookOf;
+  template <class N, class K> struct HookOf<void (N::*)(K const &)> {
+    using Notifiee = N;
+    using Key = K;
+  };
+
  protected:
   PtrInterface() = default;
   ~PtrInterface() override;
@@ -61,7 +68,8 @@ class BRINDLE_API PtrInterface : public RefCounted {
     return true;
   }
   template <class N> void notify(void (N::*callback)()) const {
-    if (notifieeList_) deliver(N::zetDepth, static_cast<void (NotifieeConst::*)()>(callback));
+    if (reactorDepth_ < N::zetDepth) return;
+    deliver(N::zetDepth, static_cast<void (NotifieeConst::*)()>(callback));
   }
 
   // Maps of values: the default value stands for an absent key.
@@ -94,22 +102,12 @@ class BRINDLE_API PtrInterface : public RefCounted {
     notify<callback>(key);
     return true;
   }
-  template <auto callback, class M> void eraseAll(M & map) {
-    Ptr<PtrInterface> self(this);
-    for (auto i = map.begin(); i; i.advance()) erase<callback>(map, i.key());
-  }
-
   template <auto callback, class K> void notify(K const & key) const {
-    if (notifieeList_) fire<callback>(key);
+    if (reactorDepth_ >= HookOf<decltype(callback)>::Notifiee::zetDepth) fire<callback>(key);
   }
 
  private:
   using KeyedCall = void (*)(NotifieeConst *, void const *);
-  template <class> struct HookOf;
-  template <class N, class K> struct HookOf<void (N::*)(K const &)> {
-    using Notifiee = N;
-    using Key = K;
-  };
   template <auto callback, class K> void fire(K const & key) const {
     using H = HookOf<decltype(callback)>;
     typename H::Key const & k = key;
@@ -123,12 +121,16 @@ class BRINDLE_API PtrInterface : public RefCounted {
   }
   void deliver(unsigned depth, void (NotifieeConst::*callback)()) const;
   void deliverKey(unsigned depth, KeyedCall, void const * key) const;
+  template <class F> static void guarded(Link *, F);
+  template <class F> void forSeveral(unsigned depth, F) const;
   template <class F> void forEachReactor(unsigned depth, F) const;
   void append(Link *) const;
   void remove(Link *) const;
 
   bool notificationActive_ = true;
   bool markedForDeletion_ = false;
+  // The greatest depth in the list since it was last empty: what lies deeper is told to nobody.
+  mutable U8 reactorDepth_ = 0;
   mutable Link * notifieeList_ = nullptr;
 };
 
@@ -188,12 +190,27 @@ class BRINDLE_API Entity : public PtrInterface {
   template <auto callback, class M, class K, class... A>
   auto create(M & map, K const & key, A &&... a) {
     using T = typename M::Member;
-    if (T * old = map.find(key)) return Ptr<T>(old);
+    auto const place = map.placeOf(key);
+    if (T * old = map.find(key, place)) return Ptr<T>(old);
     Ptr<T> m = make<T>(key, std::forward<A>(a)...);
     if constexpr (std::is_base_of_v<Entity, T>) m->parentIs(this);
-    map.insert(m);
+    map.insert(m, place);
     this->template notify<callback>(key);
     return m;
+  }
+
+  // A member that leaves may live on in other hands, without a parent.
+  template <auto callback, class M, class K> bool erase(M & map, K const & key) {
+    if constexpr (requires { typename M::Member; }) {
+      if constexpr (std::is_base_of_v<Entity, typename M::Member>) {
+        if (auto * m = map.find(key); m && m->parent() == this) m->parentIs(nullptr);
+      }
+    }
+    return PtrInterface::erase<callback>(map, key);
+  }
+  template <auto callback, class M> void eraseAll(M & map) {
+    Ptr<PtrInterface> self(this);
+    for (auto i = map.begin(); i; i.advance()) erase<callback>(map, i.key());
   }
 
  private:

@@ -50,9 +50,11 @@ template <class K, class M> class HashMap : public HashTable {
   HashMap() = default;
   ~HashMap() { clear(); }
 
-  M * find(K const & key) const {
+  // Where a key stands in the order of the table: for who looks it up and then inserts it.
+  U32 placeOf(K const & key) const { return order(key); }
+  M * find(K const & key) const { return core_ ? find(key, order(key)) : nullptr; }
+  M * find(K const & key, U32 o) const {
     if (!core_) return nullptr;
-    U32 o = order(key);
     HashLink * l = *chain(o);
     while (l && l->order_ < o) l = l->hashNext_;
     for (; l && l->order_ == o; l = l->hashNext_) {
@@ -63,8 +65,11 @@ template <class K, class M> class HashMap : public HashTable {
   bool contains(K const & key) const { return find(key); }
   // The key must not be in the table.
   void insert(Ptr<M> m) {
+    U32 const o = order(m->fwkKey());
+    insert(std::move(m), o);
+  }
+  void insert(Ptr<M> m, U32 o) {
     room();
-    U32 o = order(m->fwkKey());
     HashLink ** p = chain(o);
     while (*p && before(*p, o, m->fwkKey())) p = &(*p)->hashNext_;
     link(p, linkOf(m.release()), o);
@@ -82,6 +87,11 @@ template <class K, class M> class HashMap : public HashTable {
       if (!i.stale()) remove(i.operator->());
     }
   }
+
+  // A walk that holds nothing, for as long as the table does not change. Null behind the last one.
+  M * next(M * m) const { return memberAt(after(linkOf(m))); }
+  // REQUIRES: the table holds the member.
+  Iterator at(M * m) const { return {this, linkOf(m)}; }
 
   Iterator begin() const { return {this, seek(0)}; }
   std::default_sentinel_t end() const { return {}; }
@@ -101,7 +111,13 @@ template <class K, class M> class HashMap : public HashTable {
   }
 
  private:
-  static U32 order(K const & key) { return bitReverse(hashOf(key)); }
+  static U32 order(K const & key) {
+    if constexpr (requires { key.reversedHash(); }) {
+      return key.reversedHash();
+    } else {
+      return bitReverse(hashOf(key));
+    }
+  }
   static M * memberAt(HashLink * l) { return static_cast<M *>(l); }
   static HashLink * linkOf(M * m) { return m; }
   static bool before(HashLink * l, U32 o, K const & key) {

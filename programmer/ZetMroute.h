@@ -17,7 +17,7 @@ namespace Brindle {
 class MrouteSm;
 struct SpecialRoute;
 
-class BRINDLE_API ZetMroute final : public Zet::Reactor<Mroute const, MrouteSm>,
+class BRINDLE_API ZetMroute final : public Zet::Reactor<RouteVersion const, MrouteSm>,
                                     public Zet::HashLink {
  public:
   using Key = Routing::Multicast::Fib::IpGenRouteKey;

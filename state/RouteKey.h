@@ -66,7 +66,9 @@ class BRINDLE_API IpGenRouteKey {
   // For operators: "(10.0.0.1, 224.1.1.1)", "(*, 224.1.1.1)", "vlanFloodset vlan 10".
   std::string pretty() const;
 
-  U32 hash() const { return Zet::bitReverse(word(source_) ^ word(group_)); }
+  U32 hash() const { return Zet::bitReverse(reversedHash()); }
+  // The bits of hash() in opposite order, by which hash tables sort.
+  U32 reversedHash() const { return word(source_) ^ word(group_); }
   auto operator<=>(IpGenRouteKey const &) const = default;
 
   static constexpr char const * zetType = "Routing::Multicast::Fib::IpGenRouteKey";
