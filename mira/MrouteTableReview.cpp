@@ -76,30 +76,49 @@ bool MrouteTableReview::drainQueue() {
   return true;
 }
 
+bool MrouteTableReview::isDue(Mroute const & mroute) const {
+  return mira_.dirtyInfo()->mrouteDirty(mroute) && mroute.review() != mira_.review();
+}
+
 // Looks at the route under the walk and moves on; true if the pass is over.
 bool MrouteTableReview::visit() {
-  Zet::Ptr<Mroute> mroute = current_.ptr();
-  bool beganHere = current_ == start_;
-  bool draining = mira_.markedForDeletion();
-  bool due = mira_.dirtyInfo()->mrouteDirty(*mroute) && mroute->review() != mira_.review();
-  bool gone = draining || (due && mroute->markedForDeletion());
+  bool const draining = mira_.markedForDeletion();
+  if (!draining && !isDue(*current_)) return skipClean();
+  Zet::Ptr<Mroute> const mroute = current_.ptr();
+  bool const beganHere = current_ == start_;
+  bool const gone = draining || mroute->markedForDeletion();
   bool wrapped = false;
   if (gone) {
     wrapped = doDelete(*mroute, draining ? " Reason: VRF marked for deletion"
                                          : " Reason: Route marked for deletion");
-  } else if (due) {
-    doProcess(mroute);
   } else {
-    traceSkipped(*mroute);
+    doProcess(mroute);
   }
   lookAtClock_ = walked_.inc();
-  if (gone || due) lookAtClock_ |= processed_.inc();
+  lookAtClock_ |= processed_.inc();
   if (!gone) wrapped = current_.advance();  // a deletion has moved the walk on already
   if (wrapped) table_.mroutesInitializedIs(true);
   if (table_.mroute().empty()) return true;
   // A draining VRF ends when its table is empty. Where the first route of the pass was deleted,
   // the pass now begins at the one behind it, which is still to be seen.
-  return current_ == start_ && !mira_.markedForDeletion() && !(gone && beganHere);
+  return current_ == start_ && !draining && !(gone && beganHere);
+}
+
+// Passes by what is clean, up to the next route that is due or until it is time to look at the
+// clock; true if the pass is over.
+bool MrouteTableReview::skipClean() {
+  DirtyInfo::Walk const dirty(*mira_.dirtyInfo());
+  U32 const review = mira_.review();
+  bool lookAtClock = false;
+  bool const wrapped = current_.skip(start_, [&](Mroute const & mroute) {
+    if (lookAtClock || (dirty.mrouteDirty(mroute) && mroute.review() != review)) return false;
+    traceSkipped(mroute);
+    lookAtClock = walked_.inc();
+    return true;
+  });
+  lookAtClock_ = lookAtClock;
+  if (wrapped) table_.mroutesInitializedIs(true);
+  return current_ == start_;
 }
 
 void MrouteTableReview::doProcess(Zet::Ptr<Mroute> const & mroute) {
@@ -118,7 +137,7 @@ bool MrouteTableReview::doDelete(Mroute const & mroute, char const * reason) {
   return wrapped;
 }
 
-void MrouteTableReview::traceSkipped(Mroute const & mroute) const {
+inline void MrouteTableReview::traceSkipped(Mroute const & mroute) const {
   ZET_TRACE(9, "Skipping " << mroute.key().pretty() << " not dirty "
                            << " dirtyInfo:" << mira_.dirtyInfo()->mrouteDirtyInfoStr(mroute)
                            << " mroute->vlanFilter:0x" << mroute.vlanFilter() << " review:"

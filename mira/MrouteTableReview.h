@@ -34,7 +34,9 @@ class MrouteTableReview {
   void place();
   bool drainQueue();
   bool nothingToFind() const;
+  bool isDue(Mroute const & mroute) const;
   bool visit();
+  bool skipClean();
   void doProcess(Zet::Ptr<Mroute> const & mroute);
   // True if the walk stood there and went on from the last route to the first.
   bool doDelete(Mroute const & mroute, char const * reason);

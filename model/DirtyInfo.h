@@ -50,6 +50,24 @@ class BRINDLE_API DirtyInfo : public Zet::RefCounted {
   // Whether the resolver has yet to look at the route.
   bool mrouteDirty(Mroute const & route) const { return route.dirty() || touches(route); }
   bool boundaryDirty(BoundaryMroute const & route) const { return route.dirty() || touches(route); }
+  // The same for a walk over many routes, while nothing is marked: most are told by their filters.
+  class Walk {
+   public:
+    explicit Walk(DirtyInfo const & info)
+        : info_(info),
+          marks_(info.marks_),
+          byFilters_(!info.allRoutesDirty_ && info.dirtyGroupSet_.empty() &&
+                     info.dirtyNatSrc_.empty()) {}
+    bool mrouteDirty(Mroute const & route) const {
+      if (route.dirty() || marks_.meets(route.filters())) return true;
+      return !byFilters_ && info_.mrouteDirty(route);
+    }
+
+   private:
+    DirtyInfo const & info_;
+    Filters const marks_;
+    bool const byFilters_;
+  };
   // Whether something below the route has changed, not only the route itself: then a computation
   // cannot build on the one before.
   bool mrouteL2Dirty(Mroute const & route) const { return touches(route); }

@@ -26,11 +26,17 @@ class Budget {
 //   if (routes.inc() && budget.over()) return pause();
 template <unsigned stride> class Paced {
  public:
-  bool inc() { return ++count_ % stride == 0; }
-  U64 count() const { return count_; }
+  bool inc() {
+    if (--toGo_) return false;
+    toGo_ = stride;
+    ++strides_;
+    return true;
+  }
+  U64 count() const { return strides_ * stride + (stride - toGo_); }
 
  private:
-  U64 count_ = 0;
+  unsigned toGo_ = stride;
+  U64 strides_ = 0;
 };
 
 // Walks a HashMap as a ring, from any key. The member that it stands on may leave the table as
@@ -60,6 +66,22 @@ template <class Map> class WrapIterator {
     if (at_) return false;
     at_ = map_->begin();
     return true;
+  }
+  // Moves on for as long as `leave` is true of the member that it stands on, but not past `stop`,
+  // nor beyond the first member once it has come to the end of the map: true then. `leave` must not
+  // change the map.
+  template <class Leave> bool skip(WrapIterator const & stop, Leave leave) {
+    auto * at = at_.operator->();
+    while (leave(*at)) {
+      at = map_->next(at);
+      if (!at) {
+        at_ = map_->begin();
+        return true;
+      }
+      if (at == stop.at_.operator->()) break;
+    }
+    at_ = map_->at(at);
+    return false;
   }
   // The member of this key is about to be deleted: if the walk stands on it, it moves on, to null
   // if there is no other. True if it went from the last member to the first.

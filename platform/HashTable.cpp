@@ -80,20 +80,23 @@ HashLink * HashTable::seek(U32 order) const {
   return firstFrom(((U64{order} >> shift) + 1) << shift);
 }
 
-HashLink * HashTable::after(HashLink const * l) const {
+// Of the chain that a member of this order stands in, the end has been reached.
+HashLink * HashTable::afterChain(U32 order) const {
   Core const & c = *core_;
-  bool inNow = l->order_ < c.boundary;
+  bool const inNow = order < c.boundary;
   Array const & a = inNow ? c.now : c.old;
-  U64 next = (U64{l->order_} >> a.shift()) + 1;
+  HashLink ** p = a.bucket + (order >> a.shift()) + 1;
+  HashLink ** const end = a.bucket + ((inNow ? c.boundary : kEnd) >> a.shift());
+  while (p < end && !*p) ++p;
+  if (p >= end) return inNow && c.old.bucket ? firstFrom(c.boundary) : nullptr;
   // In a large table each member is a cache miss: fetch ahead while this one is being looked at.
-  constexpr U64 kAhead = 8;
-  if (next + kAhead < (inNow ? c.boundary : kEnd) >> a.shift()) {
-    HashLink const * ahead = a.bucket[next + kAhead];
+  constexpr std::ptrdiff_t kAhead = 8;
+  if (end - p > kAhead) {
+    HashLink const * ahead = p[kAhead];
     __builtin_prefetch(ahead);
     __builtin_prefetch(reinterpret_cast<char const *>(ahead) + 64);
   }
-  if (l->hashNext_) return l->hashNext_;
-  return firstFrom(next << a.shift());
+  return *p;
 }
 
 void HashTable::room() {

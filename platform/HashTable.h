@@ -46,7 +46,9 @@ class BRINDLE_API HashTable {
   }
   // The first member whose order is at or behind the given one.
   HashLink * seek(U32 order) const;
-  HashLink * after(HashLink const *) const;
+  HashLink * after(HashLink const * l) const {
+    return l->hashNext_ ? l->hashNext_ : afterChain(l->order_);
+  }
   void link(HashLink ** at, HashLink * l, U32 order) {
     l->hashNext_ = *at;
     l->order_ = order;
@@ -73,6 +75,7 @@ class BRINDLE_API HashTable {
   Core * core_ = nullptr;
 
  private:
+  HashLink * afterChain(U32 order) const;
   HashLink * firstFrom(U64 order) const;
   void resize(U32 bits);
   void migrate();
