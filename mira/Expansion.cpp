@@ -1,5 +1,7 @@
 #include "mira/Expansion.h"
 
+#include <span>
+
 #include "mira/MiraHelper.h"
 #include "mira/MiraRoot.h"
 #include "platform/Assert.h"
@@ -83,6 +85,7 @@ Expansion::Expansion(MiraRoot const & root, For const & what, PortVlanSet & pvSe
     : root_(root),
       helper_(root.miraHelper().get()),
       for_(what),
+      isPlainKind_(!isFloodset() && !isL2Set()),
       pvSet_(pvSet),
       peerLink_(root.mlagStatus() ? root.mlagStatus()->peerLinkIntf() : IntfId()) {}
 
@@ -186,22 +189,52 @@ void Expansion::doAddForwardingPorts() {
     return;
   }
   // Without one only the VLAN's own ports count, and these are few beside a shared topology's.
-  // This loop is the hottest of all: what a plain port does not need is left to addPv().
-  bool plainKind = !isFloodset() && !isL2Set() && !traceHandle.enabled(9);
-  PortProperty tagged = root_.portPropertyMask() & taggedPortProperty;
-  for (auto const & port : vlan_.status->vlanPortStatus().items()) {
-    VlanPortMode mode = port.value.mode;
-    if (mode == VlanPortMode::none || !isForwarding(*vlan_.topo, port.key)) continue;
-    if (plainKind && port.key.kind() <= IntfKind::ethernet && port.key != peerLink_) {
-      vlanPortFilter_ |= vlan_.bits.bit(port.key);
-      pvSet_.append({port.key, OutLif(vlan_.vid), mode == VlanPortMode::tagged ? tagged : 0});
-      noteOrphan(port.key, true);
-    } else {
-      doAddVlanPort(port.key, port.value);
+  if (!doAddPlainPorts()) {
+    for (auto const & port : vlan_.status->vlanPortStatus().items()) {
+      bool const inVlan = port.value.mode != VlanPortMode::none;
+      if (inVlan && !isPlain(port.key) && isForwarding(*vlan_.topo, port.key)) {
+        doAddVlanPort(port.key, port.value);
+      }
     }
   }
   static IntfId const vxlan1("Vxlan1");
-  if (!isInVlan(vlan_.status, vxlan1) && isForwarding(*vlan_.topo, vxlan1)) doAddVlanPort(vxlan1);
+  if (isForwarding(*vlan_.topo, vxlan1) && !isInVlan(vlan_.status, vxlan1)) doAddVlanPort(vxlan1);
+}
+
+// A port that needs no closer look to be a member.
+inline bool Expansion::isPlain(IntfId port) const {
+  return isPlainKind_ && port.kind() <= IntfKind::ethernet && port != peerLink_;
+}
+
+// The VLAN's plain ports that forward, in one run; false if it has others, too. The hottest loop
+// of all.
+bool Expansion::doAddPlainPorts() {
+  if (!isPlainKind_) return false;
+  bool all = true;
+  PortProperty const tagged = root_.portPropertyMask() & taggedPortProperty;
+  OutLif const outLif(vlan_.vid);
+  auto const & states = vlan_.topo->topoPortConfig();
+  auto const & ports = vlan_.status->vlanPortStatus().items();
+  PortVlan * const run = pvSet_.room(ports.size());
+  PortVlan * end = run;
+  for (auto const & port : ports) {
+    VlanPortMode const mode = port.value.mode;
+    if (mode == VlanPortMode::none || !portForwards(states.find(port.key))) continue;
+    if (isPlain(port.key)) {
+      *end++ = {port.key, outLif, mode == VlanPortMode::tagged ? tagged : 0};
+    } else {
+      all = false;
+    }
+  }
+  vlanPortFilter_ |= vlan_.bits.bits(run, end, [](PortVlan const & pv) { return pv.port; });
+  if (peerLink_ || traceHandle.enabled(9)) {
+    for (PortVlan const & pv : std::span(run, end)) {
+      ZET_TRACE(9, "adding port " << pv.port << " from vid " << vlan_.vid);
+      noteOrphan(pv.port, true);
+    }
+  }
+  pvSet_.filled(static_cast<U32>(end - run));
+  return all;
 }
 
 void Expansion::doAddConfiguredPorts() {
@@ -255,13 +288,14 @@ void Expansion::doAddMrouterPorts() {
 }
 
 void Expansion::maybeAddVxlanVtepToPvSet() {
+  if (!helper_) return;  // which knows the tunnels
   VlanId vid = vlan_.vid;
   RouteKeyType kind = for_.forwardingType;
   if (kind == multicastFloodset_ && root_.pimVxlanStatus() &&
       root_.pimVxlanStatus()->vxlanIntf(IntfId::ofVlan(vid))) {
     return;  // PIM over VXLAN carries this VLAN's multicast itself
   }
-  if (!helper_ || !root_.vxlanVlan(vid)) return;
+  if (!root_.vxlanVlan(vid)) return;
   if (isL2Set() && helper_->useVxlanCoreSideFloodset()) {
     PortVlanSet vteps = helper_->doGetVtepFloodsetPortOutLifSet(vid);
     ZET_TRACE(9, "Vtep Floodset: " << vteps.pretty());

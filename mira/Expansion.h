@@ -89,6 +89,8 @@ class BRINDLE_API Expansion {
   void doAddSnoopingEthGroupPorts();
   void doAddVlanPorts();
   void doAddForwardingPorts();
+  bool isPlain(Nettle::IntfId port) const;
+  bool doAddPlainPorts();
   void doAddConfiguredPorts();
   void doAddVlanPort(Nettle::IntfId port);
   void doAddVlanPort(Nettle::IntfId port, Bridging::VlanPortStatus status);
@@ -116,6 +118,7 @@ class BRINDLE_API Expansion {
   MiraRoot const & root_;
   MiraHelper * const helper_;
   For const for_;
+  bool const isPlainKind_;  // a port's kind is all that can keep it out of the set
   PortVlanSet & pvSet_;
   Nettle::IntfId const peerLink_;
   PortVlanSet lagPvSet_;

@@ -90,6 +90,7 @@ PortVlanSetComputation::PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> con
       isPrefixKey_(isPrefixKey(key_)),
       isConnectedPrefix_(isPrefixKey_ && !table_),
       groupEth_(ethAddrFromIpAddr(key_.group().address())),
+      groupHash_(groupEth_.hash()),
       for_{mroute_.key().kind(), groupEth_, !key_.group().isHost()},
       expansion_(root_, for_, pvSet_) {}
 
@@ -257,7 +258,7 @@ void PortVlanSetComputation::keepRest(Zet::OrderedSet<VlanIdOrNone> const & dele
   for (auto const & kept : mroute_.oifIndexIntfIdCache().items()) {
     VlanIdOrNone vid = vlanOf(kept.value);
     vlanFilter_ |= vlanBit(vid);
-    vlanGroupFilter_ |= vlanGroupBit(vid, groupEth_);
+    vlanGroupFilter_ |= vlanGroupBit(vid, groupHash_);
   }
 }
 
@@ -286,6 +287,7 @@ void PortVlanSetComputation::addOutput(Output const & output) {
   if ((output.has(oifForward) || output.has(oifAccept)) && !addMember(output)) return;
   if (!output.vid && !noRpf) return;
   forgetFastdrop(output);
+  if (!output.has(oifNotify | oifPersistentFastdrop | oifFrr)) return;
   handleNotify(output);
   handlePersistentFastdrop(output);
   handleFrr(output);
@@ -311,7 +313,7 @@ bool PortVlanSetComputation::addMember(Output const & output) {
       return false;
     }
   }
-  vlanGroupFilter_ |= vlanGroupBit(output.vid, groupEth_);
+  vlanGroupFilter_ |= vlanGroupBit(output.vid, groupHash_);
   if (output.vid) addMemberVlan(VlanId(output.vid));
   return true;
 }
@@ -330,7 +332,7 @@ void PortVlanSetComputation::addMemberVlan(VlanId vid) {
 
 // No drop is wanted where the route receives, and a bidirectional route receives everywhere.
 void PortVlanSetComputation::forgetFastdrop(Output const & output) {
-  if (!output.vid) return;
+  if (!output.vid || (mroute_.fastdrop().empty() && mroute_.rpfFailureCount().empty())) return;
   bool failover = output.has(oifForward) && root_.sparseModeStatus() &&
                   root_.sparseModeStatus()->fastFailoverIntf(output.intf);
   bool receives = (output.has(oifAccept) || output.has(oifNotify)) && !failover;

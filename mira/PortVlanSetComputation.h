@@ -95,7 +95,8 @@ class PortVlanSetComputation {
   bool const isPrefixKey_;                             // the group is all of IPv4 multicast
   bool const isConnectedPrefix_;  // of these, one that the resolver made itself
 
-  Nettle::EthAddr groupEth_;
+  Nettle::EthAddr const groupEth_;
+  U32 const groupHash_;
   PortVlanSet pvSet_;
   PortVlanSet frrPvSet_;
   Expansion::For const for_;

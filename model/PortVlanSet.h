@@ -66,6 +66,16 @@ class BRINDLE_API PortVlanSet {
     portVlan_.itemsForBuild().append(run, count);
     hashSaved_ = false;
   }
+  // The same in two steps: room for so many behind the others, and how many of them were filled.
+  PortVlan * room(U32 most) {
+    auto & items = portVlan_.itemsForBuild();
+    items.roomFor(most);
+    return items.end();
+  }
+  void filled(U32 count) {
+    portVlan_.itemsForBuild().grow(count);
+    hashSaved_ = false;
+  }
   bool settled() const { return settledSize_ == portVlan_.size(); }
   void settle() {
     if (!settled()) settleTail();

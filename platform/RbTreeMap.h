@@ -86,9 +86,18 @@ template <class T> class CompactVector {
   }
   void append(T const * from, U32 n) {
     if (n == 0) return;
-    if (!block_ || block_->capacity - block_->size < n) reserve(std::max(grown(), size() + n));
+    roomFor(n);
     std::uninitialized_copy_n(from, n, end());
-    block_->size += n;
+    grow(n);
+  }
+  // For whoever writes members in place: room for n more, which grow() then takes in.
+  void roomFor(U32 n) {
+    if (n && (!block_ || block_->capacity - block_->size < n)) {
+      reserve(std::max(grown(), size() + n));
+    }
+  }
+  void grow(U32 n) {
+    if (n) block_->size += n;
   }
   void remove(U32 at) {
     T * d = data();
@@ -226,6 +235,11 @@ class RbTreeMap : public SortedBlock<K, RbTreeItem<K, V>, KeyOfItem<K, V>> {
     return this->holds(i, key) ? &this->items_[i].value : nullptr;
   }
   V & at(K const & key) {
+    U32 const n = this->items_.size();
+    if (n == 0 || this->items_[n - 1].key < key) {
+      this->items_.push_back({key, V{}});
+      return this->items_[n].value;
+    }
     U32 i = this->lower(key);
     if (!this->holds(i, key)) this->items_.insert(i, {key, V{}});
     return this->items_[i].value;
