@@ -65,7 +65,8 @@ template <class Maps> U32 routeCount(Maps & maps) {
 
 ShmStatus::ShmStatus(std::shared_ptr<ZetShoal::ShoalWatch> watch, std::string const & root,
                      std::string const & table)
-    : watch_(std::move(watch)),
+    : Status(Zet::Name(table)),
+      watch_(std::move(watch)),
       dir_(*watch_, root, table, wireTableType),
       intfs_(dir_, wireIntfMap, sizeof(WireIntf), sizeof(WireName)),
       oifs_(dir_, wireOifMap, sizeof(OifIndex), sizeof(WireOif)),
@@ -184,9 +185,14 @@ bool ShmStatus::routeRead(RouteKey const & key, Route & route) const {
   if (map != noMap) {
     U32 const words = wireRouteMaps[map].words;
     route.keyIs(key);
-    if (fromWire(wire, words, intf_, route)) return true;
-    followIntfs();  // an interface that came with the route
-    if (fromWire(wire, words, intf_, route)) return true;
+    bool good = fromWire(wire, words, intf_, route);
+    if (!good) {
+      followIntfs();  // an interface that came with the route
+      good = fromWire(wire, words, intf_, route);
+    }
+    // A record that says nothing is none.
+    if (good) [[likely]]
+      return route.iif() || !route.isDefault();
     ++malformed_;
   }
   route = Route(key);
@@ -216,7 +222,8 @@ Status::Place ShmStatus::routePlace(RouteKey const & key) const {
 // The writer
 
 ShmStatusWriter::ShmStatusWriter(std::string const & root, std::string const & table, U32 slots)
-    : dir_(root, table, wireTableType),
+    : Status(Zet::Name(table)),
+      dir_(root, table, wireTableType),
       intfs_(dir_, wireIntfMap, sizeof(WireIntf), sizeof(WireName)),
       oifs_(dir_, wireOifMap, sizeof(OifIndex), sizeof(WireOif)),
       routes_{routeMap(0, slots), routeMap(1, ZetShoal::ShoalSegment::minSlots),
@@ -251,8 +258,9 @@ void ShmStatusWriter::takeOver() {
     for (ShoalCursor at; routes_[i].next(at, &key, &route);) {
       RouteKey readKey;
       Route readRoute;
-      bool const readable =
-          fromWire(key, readKey) && fromWire(route, wireRouteMaps[i].words, intf_, readRoute);
+      bool const readable = fromWire(key, readKey) &&
+                            fromWire(route, wireRouteMaps[i].words, intf_, readRoute) &&
+                            !readRoute.isDefault();
       if (!readable) routes_[i].del(&key);
     }
   }
@@ -301,6 +309,9 @@ bool ShmStatusWriter::delOther(WireRouteKey const & key, U32 map) {
 }
 
 void ShmStatusWriter::oifIndexIntfIs(OifIndex index, OifIndexIntf const & oif) {
+  if (!oif.intf && oif.properties) {
+    Zet::throwRangeException("an output without an interface cannot be published");
+  }
   if (oif == OifIndexIntf()) {
     oifs_.del(&index.value);
   } else {

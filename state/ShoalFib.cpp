@@ -12,7 +12,7 @@ U32 tablesMade = 0;
 
 }  // namespace
 
-Status::Status() : number_(++tablesMade) {}
+Status::Status(Zet::Name name) : name_(name), number_(++tablesMade) {}
 
 Status::~Status() = default;
 

@@ -22,8 +22,9 @@ class BRINDLE_API Status : public Zet::Entity {
   };
   class RouteIterator;
 
-  Status();
+  explicit Status(Zet::Name name = {});
   ~Status() override;
+  Zet::Name name() const override { return name_; }
 
   // Rises with each table that the process makes, so that collections by table have an order.
   U32 number() const { return number_; }
@@ -76,6 +77,7 @@ class BRINDLE_API Status : public Zet::Entity {
   void oifIndexIntfDelAll() { oifIndexIntf_.clear(); }
 
  private:
+  Zet::Name const name_;
   U32 const number_;
   Zet::CompactVector<OifIndexIntf> oifIndexIntf_;  // by index
 };
@@ -162,6 +164,7 @@ class StatusKey {
 
   // Only to be compared once the table has gone.
   Status const * status() const { return status_; }
+  U32 number() const { return number_; }
   U32 hash() const { return Zet::hashOf(number_); }
   bool operator==(StatusKey const & o) const { return number_ == o.number_; }
   auto operator<=>(StatusKey const & o) const { return number_ <=> o.number_; }

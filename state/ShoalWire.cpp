@@ -64,7 +64,8 @@ bool fromWire(WireRouteKey const & wire, RouteKey & key) {
 bool fromWire(WireOif const & wire, WireIntfs const & intfs, OifIndexIntf & oif) {
   constexpr U32 known = 2 * oifFrr - 1;
   oif.properties = static_cast<U8>(wire.properties);
-  return !(wire.properties & ~known) && intfs.find(wire.intf, oif.intf);
+  if ((wire.properties & ~known) || !intfs.find(wire.intf, oif.intf)) return false;
+  return oif.intf || !oif.properties;
 }
 
 bool toWire(IntfId intf, WireName & wire) {

@@ -273,6 +273,7 @@ TEST_F(ShmTable, NextWriterFindsRoutesAndOutputs) {
   EXPECT_THROW(writer.oifIndexIntfIs(OifIndex(600),
                                      {IntfId("an-interface-with-32-bytes-name!"), oifForward}),
                Zet::RangeException);
+  EXPECT_THROW(writer.oifIndexIntfIs(OifIndex(1), {IntfId(), oifNoRpf}), Zet::RangeException);
   EXPECT_THROW(
       writer.routeIs(Route(Routing::Multicast::Fib::makeRouteKeyVlanFloodset(Bridging::VlanId(1))) ^
                      route(1, 1)),
@@ -384,31 +385,34 @@ TEST_F(ShmTable, DropsMalformedNamesAndOutputsAlone) {
   auto const table = reader();
   settle(*table);
   EXPECT_EQ(table->oifIndexIntf(OifIndex(1)), (OifIndexIntf{IntfId("Vlan10"), oifAccept}));
-  for (U16 i = 2; i <= 100; ++i) EXPECT_EQ(table->oifIndexIntf(OifIndex(i)), OifIndexIntf()) << i;
-  EXPECT_EQ(table->oifIndexIntf(OifIndex(101)), (OifIndexIntf{IntfId(), oifNoRpf}));
+  for (U16 i = 2; i <= 101; ++i) EXPECT_EQ(table->oifIndexIntf(OifIndex(i)), OifIndexIntf()) << i;
   EXPECT_GE(table->malformed(), std::size(names));
 }
 
 // What it cannot read, the next writer takes away: what it refers to may come to mean something
-// else.
+// else. So it does with a record that says nothing, which is none to anybody.
 TEST_F(ShmTable, NextWriterTakesAwayWhatItCannotRead) {
+  auto const table = reader();
   {
     RawTable raw(root);
     raw.name(1, "Vlan10");
     raw.oif(1, {1, oifForward});
     raw.oif(2, {2, oifForward});
-    for (U16 i : {U16{1}, U16{2}}) {
+    for (U16 i : {U16{0}, U16{1}, U16{2}}) {
       WireRoute wire{};
       wire.iif = i;
       WireRouteKey wireKey;
       ASSERT_TRUE(toWire(key(i), wireKey));
       raw.routes.put(&wireKey, &wire);
     }
+    raw.dir.commit();
+    settle(*table);
+    Route nothing;
+    EXPECT_FALSE(table->routeRead(key(0), nothing));
   }
   ShmStatusWriter writer(root, "pim.default");
   writer.oifIndexIntfIs(OifIndex(3), {IntfId("Vlan20"), oifForward});  // interface 2
   writer.commit();
-  auto const table = reader();
   settle(*table);
   EXPECT_EQ(table->routes(), 1u);
   EXPECT_EQ(table->route(key(1)).iif(), IntfId("Vlan10"));
