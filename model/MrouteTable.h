@@ -69,7 +69,9 @@ class BRINDLE_API MrouteTable : public Zet::Entity, public Zet::HashLink {
 
   // The union of the routes' VLAN filters, and of how many routes each bit of it is.
   U32 vlanFilter() const { return vlanFilter_; }
-  U32 vlanFilterCounter(U8 bit) const { return vlanFilterCounter_[bit]; }
+  U32 vlanFilterCounter(U8 bit) const {
+    return bit < vlanFilterCounter_.size() ? vlanFilterCounter_[bit] : 0;
+  }
   // Takes a route's change of filter over: `changed` are the bits in which it differs from the one
   // before. A route that leaves passes (0, its filter).
   void doUpdateVrfVlanFilter(U32 filter, U32 changed);

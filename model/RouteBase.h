@@ -27,6 +27,7 @@ class BRINDLE_API RouteBase : public RouteVersion, public Zet::HashLink {
 
   Key const & key() const { return key_; }
   Key const & fwkKey() const { return key_; }
+  std::string fullName() const override { return Zet::Entity::fullName() + '/' + key_.pretty(); }
 
   // What the last computation has used.
   Filters const & filters() const { return filters_; }

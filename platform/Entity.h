@@ -175,8 +175,9 @@ class BRINDLE_API Entity : public PtrInterface {
 
   // Members of collections derive their name from their key.
   virtual Name name() const { return {}; }
-  // The names of all ancestors and of this entity, joined by slashes.
-  std::string fullName() const;
+  // The names of all ancestors and of this entity, joined by slashes. Overridden where there are
+  // too many entities to give each a name.
+  virtual std::string fullName() const;
   Entity * parent() const { return parent_; }
   void parentIs(Entity * p) {
     if (parent_ == p) return;
