@@ -124,6 +124,7 @@ bool MrouteTableReview::skipClean() {
 void MrouteTableReview::doProcess(Zet::Ptr<Mroute> const & mroute) {
   ZET_TRACE(7, " Process mroute " << mroute->key().pretty()
                                   << " Accepting VlanId: " << mroute->acceptingVlanId());
+  SKEIN("Mira::doReview: Process mroute ", mroute->key());
   mira_.doRefreshPortVlanSet(mroute);
   mroute->reviewIs(mira_.review());
 }
@@ -131,6 +132,8 @@ void MrouteTableReview::doProcess(Zet::Ptr<Mroute> const & mroute) {
 bool MrouteTableReview::doDelete(Mroute const & mroute, char const * reason) {
   ZET_TRACE(5, "Delete mroute " << mroute.key().pretty() << reason);
   RouteKey const key = mroute.key();
+  SKEIN("Mira::doReview: Delete mroute ", key, Skein::Literal{reason});
+  table_.doUpdateVrfVlanFilter(0, mroute.vlanFilter());
   start_.leave(key);
   bool const wrapped = current_.leave(key);
   table_.mrouteDel(key);

@@ -187,6 +187,7 @@ TEST_F(Review, AVrfDrainsOverSeveralSlicesAndMayComeBack) {
   clock->readCostIs(0);
   settle();
   EXPECT_EQ(chip().simRoute().size(), 3000u) << "the tables still hold them";
+  EXPECT_EQ(routes("blue").vlanFilterCounter(60 & 31), 3000u);
   vrfs->vrfDel(L3::VrfName("blue"));
   settle();
   EXPECT_EQ(agent->mira()->mira(L3::VrfName("blue")), nullptr);
