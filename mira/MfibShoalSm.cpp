@@ -4,10 +4,10 @@
 
 #include "mira/Mira.h"
 #include "mira/MiraRoot.h"
+#include "mira/SameInput.h"
 #include "platform/ActivityManager.h"
 #include "platform/Assert.h"
 #include "platform/Budget.h"
-#include "platform/Exception.h"
 #include "platform/Skein.h"
 #include "platform/Trace.h"
 
@@ -53,18 +53,14 @@ MfibShoalSm::MfibShoalSm(Key const & key, Inputs const & in, Mira * mira)
 }
 
 void MfibShoalSm::requireSameInputs(Inputs const & in) const {
-  auto same = [](char const * attribute, auto const & wanted, auto const & held) {
-    if (wanted == held) return;
-    auto text = [](auto const & p) { return p ? p->fullName() : std::string("None"); };
-    Zet::throwReinstantiatingMember(attribute, text(wanted), text(held));
-  };
-  same("mfibShoal", in.mfibShoal, in_.mfibShoal);
-  same("mrouteTable", in.mrouteTable, in_.mrouteTable);
-  same("ipStatus", in.ipStatus, in_.ipStatus);
-  same("pimIntfStatus", in.pimIntfStatus, in_.pimIntfStatus);
+  requireSameInput("mfibShoal", in.mfibShoal, in_.mfibShoal);
+  requireSameInput("mrouteTable", in.mrouteTable, in_.mrouteTable);
+  requireSameInput("ipStatus", in.ipStatus, in_.ipStatus);
+  requireSameInput("pimIntfStatus", in.pimIntfStatus, in_.pimIntfStatus);
 }
 
 void MfibShoalSm::handleInitialized() {
+  SKEIN("MfibShoalSm::handleInitialized ", mira_->vrfName(), " table ", key_.number());
   if (!mira_->initialized()) return;
   ZET_ASSERT(in_.mfibShoal, "mfibShoal_");
   initialized_ = true;
@@ -119,6 +115,7 @@ void MfibShoalSm::doForceDelete() {
 // Which keys the table has lost is not known: each route that is not what the tables say may be
 // one of them.
 void MfibShoalSm::handleRoutesLost() {
+  SKEIN("MfibShoalSm::handleRoutesLost ", mira_->vrfName(), " table ", key_.number());
   if (!initialized_) return;
   auto const * dir = mira_->mfibShoalDir();
   auto const & mroutes = in_.mrouteTable->mroute();
@@ -133,6 +130,7 @@ void MfibShoalSm::handleRoutesLost() {
 }
 
 void MfibShoalSm::handleRouteWithCodef(bool restart) {
+  SKEIN("MfibShoalSm::handleRouteWithCodef ", mira_->vrfName(), " restart ", restart);
   if (!initialized_) return;
   if (restart) walkBookmark = {};
   auto const & table = *in_.mfibShoal;
@@ -234,6 +232,8 @@ bool MfibShoalSm::doHandOver(RouteKey const & key) {
 }
 
 void MfibShoalSm::doUse(Zet::Ptr<Mroute> const & mroute, Route const & route) {
+  // No mark of a VLAN has reached it since, so what it knows of its outputs may be out of date.
+  if (mroute->markedForDeletion()) mroute->lastSeenShoalRouteIs(Route(mroute->key()));
   mroute->markedForDeletionIs(false);
   mroute->rpaIdIs(route.rpaId());
   mroute->shoalRouteIs(route);
@@ -261,6 +261,7 @@ void MfibShoalSm::doMarkForDeletion(Mroute & mroute) {
 // --- Waiting (*,G) routes
 
 bool MfibShoalSm::handleWcRouteAdd(RouteKey const & key, Route const & route) {
+  SKEIN("MfibShoalSm::handleWcRouteAdd ", key, " iif ", route.iif(), " notify ", route.notify());
   if (route.rpaId() != rpaNone) {  // sparse mode only waits
     doStopWaiting(key);
     doLean(key, {});
@@ -275,11 +276,13 @@ bool MfibShoalSm::handleWcRouteAdd(RouteKey const & key, Route const & route) {
     doStopWaiting(key);
     return true;
   }
-  doWait(key, route);
+  unprogrammedWcRoute_.at(key) = route;
+  doShowWaiting(route);
   return false;
 }
 
 void MfibShoalSm::handleWcRouteDel(RouteKey const & key) {
+  SKEIN("MfibShoalSm::handleWcRouteDel ", key);
   ZET_TRACE(7, mira_->vrfName() << ", request to delete from mrouteTable key: " << key);
   bool const waited = doStopWaiting(key);
   if (!waited && !in_.mrouteTable->mroute(key)) {
@@ -325,8 +328,9 @@ bool MfibShoalSm::ready(Route const & route) const {
   return ready(route.iif()) && ready(route.notify());
 }
 
-void MfibShoalSm::doWait(RouteKey const & key, Route const & route) {
-  unprogrammedWcRoute_.at(key) = route;
+// Publishes on its interfaces that a route waits.
+void MfibShoalSm::doShowWaiting(Route const & route) {
+  RouteKey const & key = route.key();
   if (auto * iif = in_.pimIntfStatus->intfStatus(route.iif())) {
     ZET_TRACE(7,
               mira_->vrfName() << ", adding to toAddWc key: " << key << ", iif: " << route.iif());
@@ -343,18 +347,27 @@ void MfibShoalSm::doWait(RouteKey const & key, Route const & route) {
 
 // True if the route waited.
 bool MfibShoalSm::doStopWaiting(RouteKey const & key) {
-  Route const * route = unprogrammedWcRoute_.find(key);
-  if (!route) return false;
-  for (auto intf : {route->iif(), route->notify()}) {
+  Route const * held = unprogrammedWcRoute_.find(key);
+  if (!held) return false;
+  Route const route = *held;
+  unprogrammedWcRoute_.del(key);
+  for (auto intf : {route.iif(), route.notify()}) {
     if (auto * status = in_.pimIntfStatus->intfStatus(intf)) status->toAddWcDel(key);
   }
-  return unprogrammedWcRoute_.del(key);
+  // A route of this key in another table may wait for the same interface.
+  for (auto sm = mira_->mfibShoalSm().begin(); sm; sm.advance()) {
+    if (Route const * other = sm->unprogrammedWcRoute_.find(key)) sm->doShowWaiting(*other);
+  }
+  return true;
 }
 
 void MfibShoalSm::processWcRoutesForIntf(Nettle::IntfId intf) {
-  for (auto i = unprogrammedWcRoute_.begin(); i; i.advance()) {
-    Route const & route = i.value();
-    if ((route.iif() != intf && route.notify() != intf) || !ready(route)) continue;
+  SKEIN("MfibShoalSm::processWcRoutesForIntf ", mira_->vrfName(), " ", intf);
+  Zet::Ptr<IntfStatus> const status = in_.pimIntfStatus->intfStatus(intf);
+  if (!status) return;
+  for (auto i = status->toAddWc().begin(); i; i.advance()) {
+    Route const * route = unprogrammedWcRoute_.find(i.key());
+    if (!route || !ready(*route)) continue;
     ZET_TRACE(7, mira_->vrfName() << ", transferring mroute : " << i.key()
                                   << " from toAddWc to mrouteTable");
     handleRoute(i.key());
@@ -362,13 +375,14 @@ void MfibShoalSm::processWcRoutesForIntf(Nettle::IntfId intf) {
 }
 
 void MfibShoalSm::handleIpIntfStatus(Nettle::IntfId intf) {
-  if (!in_.ipStatus->ipIntfStatus(intf) || !in_.pimIntfStatus->intfStatus(intf)) return;
-  processWcRoutesForIntf(intf);
+  SKEIN("MfibShoalSm::handleIpIntfStatus ", mira_->vrfName(), " ", intf);
+  if (in_.ipStatus->ipIntfStatus(intf)) processWcRoutesForIntf(intf);
 }
 
 // --- Connected prefixes
 
 void MfibShoalSm::handlePimIntfStatus(Nettle::IntfId intf) {
+  SKEIN("MfibShoalSm::handlePimIntfStatus ", mira_->vrfName(), " ", intf);
   if (Zet::Ptr<IntfStatus> status = in_.pimIntfStatus->intfStatus(intf)) {
     intfStatus_.attach(intf, status);
   } else {
@@ -386,6 +400,7 @@ void MfibShoalSm::ZetIntfStatus::handleIntfStatusRoute(Nettle::IpGenPrefix const
   Zet::Ptr<ZetIntfStatus> self(this);
   Zet::Ptr<MfibShoalSm> machine(sm());
   Zet::Ptr<IntfStatus> status = notifier();
+  SKEIN("MfibShoalSm::handleIntfStatusRoute ", key(), " ", prefix);
   RouteKey const routeKey(prefix, allGroups());
   machine->handleRoute(routeKey);
   if (Zet::Ptr<Mroute> mroute = machine->in_.mrouteTable->mroute(routeKey)) {

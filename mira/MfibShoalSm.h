@@ -38,6 +38,7 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   };
   MfibShoalSm(Key const & key, Inputs const &, Mira * mira);
   Key const & fwkKey() const { return key_; }
+  Zet::Name name() const override { return in_.mfibShoal->name(); }
   Inputs const & inputs() const { return in_; }
   // Throws RangeException if these are others than the machine was made with.
   void requireSameInputs(Inputs const &) const;
@@ -69,6 +70,11 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   void handleIpIntfStatus(Nettle::IntfId intf);
   // The routes that wait.
   auto const & unprogrammedWcRoute() const { return unprogrammedWcRoute_; }
+
+  // The declared routes of connected prefixes.
+  auto const & prefixShoalRoute() const { return prefixShoalRoute_; }
+  void prefixShoalRouteIs(Route const & v) { prefixShoalRoute_.at(v.key()) = v; }
+  void prefixShoalRouteDel(RouteKey const & k) { prefixShoalRoute_.del(k); }
 
  private:
   // A change of one interface's connected prefixes.
@@ -121,7 +127,7 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   void doLean(RouteKey const & key, Leaning const & wanted);
   bool ready(Nettle::IntfId intf) const;
   bool ready(Route const & route) const;
-  void doWait(RouteKey const & key, Route const & route);
+  void doShowWaiting(Route const & route);
   bool doStopWaiting(RouteKey const & key);
 
   // Fixed at construction
@@ -133,6 +139,7 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   bool forceDelRoutes_ = false;
   bool initialized_ = false;
   Zet::HashMap2018<RouteKey, Route> unprogrammedWcRoute_;
+  Zet::HashMap2018<RouteKey, Route> prefixShoalRoute_;
   Zet::HashMap2018<RouteKey, Leaning> leaning_;
 
   // Reactors

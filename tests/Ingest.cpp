@@ -7,6 +7,7 @@
 
 #include "platform/Exception.h"
 #include "tests/MiraFixture.h"
+#include "tests/Switch.h"
 
 namespace {
 
@@ -78,6 +79,7 @@ TEST_F(Ingest, ARouteIsCreatedUpdatedAndDeletedByTheReview) {
   ASSERT_TRUE(mroute(sg));
   EXPECT_EQ(mroute(sg)->acceptingVlanId(), VlanIdOrNone(10));
   EXPECT_EQ(mroute(sg)->rpaId(), 7);
+  EXPECT_EQ(mroute(sg)->fullName(), "/default/(10.0.0.1, 224.1.1.1)");
   EXPECT_TRUE(mroute(sg)->dirty());
   EXPECT_EQ(mroute(sg)->version(), 0u) << "nothing is computed in the notification";
   run();
@@ -265,6 +267,21 @@ TEST_F(Ingest, DeletionTakesARoutesFilterBitsOutOnceAndAReturnBringsThemBack) {
   run();
   EXPECT_EQ(table.vlanFilterCounter(20), 1u);
   EXPECT_EQ(table.vlanFilter(), 1u << 20);
+  EXPECT_EQ(table.vlanFilterCounter(32), 0u);
+}
+
+TEST_F(Switch, ARouteThatGoesAndComesBackBeforeItsReviewMissesNoChange) {
+  vlan(10, "Ethernet1");
+  vlan(20, "Ethernet2 Ethernet3");
+  vlan(30, "Ethernet4");
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+  settle();
+  withdraw("10.0.0.1", "239.1.1.1");
+  block(20, "Ethernet3");
+  mira().doMarkVlanDirty(VlanIdOrNone(20));
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
+  settle();
+  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet4@30");
 }
 
 TEST_F(Ingest, TheCooperativeWalkGivesUpTheLoopAndGoesOn) {
@@ -368,11 +385,12 @@ TEST_F(Ingest, AWaitingRouteIsReleasedByItsLastInterfaceOrByARepeat) {
 
   // IP that comes to an interface which is tracked already.
   RouteKey const third = key("0.0.0.0/0", "224.1.1.3/32");
-  IntfId const v40 = routed(40), v50{"Vlan50"};
+  IntfId const v40 = routed(40), v50 = routed(50);
   programmed(v50, true);
   t->routeIs(starG(third, v40, v50));
   ASSERT_FALSE(mroute(third));
   ip->ipIntfStatusDel(v40);
+  ip->ipIntfStatusDel(v50);
   routed(50);
   EXPECT_TRUE(mroute(third));
 }
@@ -399,7 +417,7 @@ TEST_F(Ingest, TwoTablesThatWaitForOneInterfaceAreBothReleased) {
 }
 
 // Whatever happens, an interface counts exactly the (*,G) routes that the tables hold and that may
-// be installed.
+// be installed, and knows those that wait for it.
 TEST_F(Ingest, ReferenceCountsNeverDrift) {
   std::vector<IntfId> const intfs{v10, v20, v30, routed(40)};
   std::vector<RouteKey> keys;
@@ -455,6 +473,11 @@ TEST_F(Ingest, ReferenceCountsNeverDrift) {
       for (IntfId const intf : intfs) {
         ASSERT_EQ(refCount(intf), expected[intf.index()])
             << "seed " << seed << " step " << step << " " << intf.view();
+      }
+      for (auto sm = mira()->mfibShoalSm().begin(); sm; sm.advance()) {
+        for (auto i = sm->unprogrammedWcRoute().begin(); i; i.advance()) {
+          ASSERT_TRUE(waits(i.key(), i.value().iif())) << "seed " << seed << " step " << step;
+        }
       }
     }
     takeAway("default", tables[1]);
