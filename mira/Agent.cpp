@@ -21,14 +21,20 @@ OifIndex newOifIndex() {
 }  // namespace
 
 Zet::Ptr<MiraRoot> Agent::miraIs(MiraRoot::Inputs const & in) {
-  if (mira_) Zet::throwNameInUseException("mira");
+  if (mira_) {
+    mira_->requireSameInputs(in);
+    return mira_;
+  }
   mira_ = Zet::make<MiraRoot>(in);
+  mira_->parentIs(this);
   mira_->hasNotificationActiveIs(true);
   return mira_;
 }
 
 void Agent::miraDel() {
-  if (mira_) mira_->hasNotificationActiveIs(false);
+  if (!mira_) return;
+  mira_->hasNotificationActiveIs(false);
+  mira_->parentIs(nullptr);
   mira_ = nullptr;
 }
 

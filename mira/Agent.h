@@ -9,12 +9,14 @@ namespace Brindle {
 class BRINDLE_API Agent : public Zet::Entity {
  public:
   explicit Agent(Zet::Name name) : name_(name) {}
+  ~Agent() override { miraDel(); }
   Zet::Name name() const override { return name_; }
   // The name as a backup of this agent knew it.
   void nameIsFromBackup(Zet::Name v) { name_ = v; }
   bool hasBackupSupport() const { return false; }
 
-  // Throws NameInUseException if a root stands, and what the root's constructor throws.
+  // Returns the root that stands. Throws RangeException if it stands with other inputs, and what
+  // the root's constructor throws.
   Zet::Ptr<MiraRoot> miraIs(MiraRoot::Inputs const &);
   Zet::Ptr<MiraRoot> const & mira() const { return mira_; }
   void miraDel();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "mira/MiraRoot.h"
+#include "platform/Skein.h"
 #include "platform/Trace.h"
 
 namespace Brindle {
@@ -28,6 +29,7 @@ Mira::Mira(L3::VrfName const & vrf, Inputs const & in)
 }
 
 void Mira::handleInitialized() {
+  SKEIN("Mira::handleInitialized ", vrf_);
   if (initialized_) return;
   dirtyInfo_ = Zet::make<DirtyInfo>();
   dirtyChangeSet_ = Zet::make<DirtyChangeSet>();
@@ -43,6 +45,10 @@ void Mira::handleInitialized() {
   doKickReview();
 }
 
+void Mira::handleDel() {
+  for (auto i = mfibShoalSm_.begin(); i; i.advance()) mfibShoalSmDel(i.key());
+}
+
 // What the reviews deleted while the VRF was going stands in the tables still.
 void Mira::markedForDeletionIs(bool v) {
   if (markedForDeletion_ == v) return;
@@ -54,6 +60,7 @@ void Mira::markedForDeletionIs(bool v) {
 // --- Routing
 
 void Mira::handleRouting() {
+  SKEIN("Mira::handleRouting ", vrf_);
   auto const * info = routingGenInfo();
   if (!nsfMiraEnabled_) {
     ZET_TRACE(5, vrf_ << ": Disabling multicast routing because Mira is disabled");
@@ -85,6 +92,7 @@ void Mira::l3EnabledIs(bool v) {
 }
 
 void Mira::handleL3Enabled() {
+  SKEIN("Mira::handleL3Enabled ", vrf_, " ", l3Enabled_);
   if (initialized_ && mfibShoalDir()) handleMfibShoal();
 }
 
@@ -105,6 +113,7 @@ void Mira::handleMfibShoal() {
 }
 
 void Mira::handleMfibShoal(StatusKey const & table) {
+  SKEIN("Mira::handleMfibShoal ", vrf_, " table ", table.number());
   if (!initialized_) return;
   auto const * dir = mfibShoalDir();
   if (l3Enabled_ && dir && dir->shoalPtr().contains(table)) {
@@ -135,12 +144,16 @@ Zet::Ptr<MfibShoalSm> Mira::mfibShoalSmIs(StatusKey const & table, MfibShoalSm::
     sm->requireSameInputs(in);
   } else {
     sm = Zet::make<MfibShoalSm>(table, in, this);
+    sm->parentIs(this);
     mfibShoalSm_.insert(sm);
   }
   return sm;
 }
 
-void Mira::mfibShoalSmDel(StatusKey const & table) { mfibShoalSm_.del(table); }
+void Mira::mfibShoalSmDel(StatusKey const & table) {
+  if (MfibShoalSm * const sm = mfibShoalSm_.find(table)) sm->parentIs(nullptr);
+  mfibShoalSm_.del(table);
+}
 
 // --- The queue of changed routes
 
@@ -155,6 +168,7 @@ void Mira::doGrowDirtyMroute() {
 // --- Multicast border routers
 
 void Mira::handleMbr(Nettle::IntfId intf) {
+  SKEIN("Mira::handleMbr ", vrf_, " ", intf);
   Bridging::VlanIdOrNone const vlan = intfVlanIdTable()->intfIdToVlanId(intf);
   if (mbrIntf() && mbrIntf()->intf(intf)) {
     mbrVlan_.insert(vlan);

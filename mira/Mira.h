@@ -26,6 +26,7 @@
 #include "state/RouteKey.h"
 #include "state/Routing.h"
 #include "state/ShoalFib.h"
+#include "state/Vxlan.h"
 
 namespace Brindle {
 
@@ -75,6 +76,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
 
   // Lifecycle
   void handleInitialized();
+  void handleDel() override;
   bool initialized() const { return initialized_; }
   // The VRF is going: its routes are being deleted. One that comes back reads its tables again.
   bool markedForDeletion() const { return markedForDeletion_; }
@@ -94,6 +96,12 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   Routing::RoutingGenInfo const * routingGenInfo() const { return zetRoutingGenInfo_.target(); }
   void routingGenInfoIs(Zet::Ptr<Routing::RoutingGenInfo const> const & v) {
     zetRoutingGenInfo_.attach(v);
+  }
+  Zet::Ptr<Routing::Multicast::Vxlan::Status const> const & pimVxlanStatus() const {
+    return pimVxlanStatus_;
+  }
+  void pimVxlanStatusIs(Zet::Ptr<Routing::Multicast::Vxlan::Status const> const & v) {
+    assign(pimVxlanStatus_, v);
   }
 
   // Ingest: one machine for each table of the VRF in shared memory, while l3Enabled().
@@ -208,6 +216,8 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   // All that were reported for this VRF.
   U64 rpfFailureCount() const { return rpfFailureCount_; }
   void rpfFailureCountInc(U64 n) { rpfFailureCount_ += n; }
+  U16 fastdropCount() const { return fastdropCount_; }
+  void fastdropCountIs(U16 v) { fastdropCount_ = v; }
   // Failures of a route in a VLAN that make a fastdrop.
   U32 fastdropRpfFailureThreshold() const { return fastdropRpfFailureThreshold_; }
   void fastdropRpfFailureThresholdIs(U32 v) { fastdropRpfFailureThreshold_ = v; }
@@ -291,6 +301,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   bool initialized_ = false;
   U32 ignoredAccepting_ = 0;
   U64 rpfFailureCount_ = 0;
+  U16 fastdropCount_ = 0;
   U32 fastdropRpfFailureThreshold_ = 1;
   U32 fastdropPollingInterval_ = 60;
   U32 fastdropClockLogDelay_ = 60;
@@ -302,6 +313,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   std::vector<ZetDirtyMroute> dirtyMroute_;  // a ring, its size a power of 2
   Zet::Ptr<DirtyInfo> dirtyInfo_;
   Zet::Ptr<DirtyChangeSet> dirtyChangeSet_;
+  Zet::Ptr<Routing::Multicast::Vxlan::Status const> pimVxlanStatus_;
   Zet::RbTreeMap<Nettle::IntfId, Bridging::VlanIdOrNone> internalVlanId_;
   Zet::OrderedSet<Bridging::VlanIdOrNone> mbrVlan_;
   Zet::HashMap<StatusKey, MfibShoalSm> mfibShoalSm_;

@@ -5,6 +5,7 @@
 // marked only while somebody reads it.
 #include "mira/Mira.h"
 #include "platform/Assert.h"
+#include "platform/Skein.h"
 #include "platform/Trace.h"
 
 namespace Brindle {
@@ -16,26 +17,31 @@ Zet::TraceHandle traceHandle("MiraMarks", false);
 }  // namespace
 
 void Mira::doMarkVlanDirty(Bridging::VlanIdOrNone vid) {
+  SKEIN("Mira::doMarkVlanDirty ", vrf_, " ", vid);
   if (mrouteTable_->dirtyInfo()->doMarkVlanDirty(vid)) doKickReview();
   dirtyChangeSet_->vlanIdIs(vid);
 }
 
 void Mira::doMarkVlanPortDirty(Bridging::VlanIdOrNone vid, Nettle::IntfId port) {
+  SKEIN("Mira::doMarkVlanPortDirty ", vrf_, " ", vid, " port ", port);
   if (mrouteTable_->dirtyInfo()->doMarkVlanPortDirty(vid, port)) doKickReview();
   dirtyChangeSet_->portIs(port, vid);
 }
 
 void Mira::doMarkVlanGroupDirty(Bridging::VlanIdOrNone vid, Nettle::EthAddr const & group) {
+  SKEIN("Mira::doMarkVlanGroupDirty ", vrf_, " ", vid, " group ", group);
   if (mrouteTable_->dirtyInfo()->doMarkVlanGroupDirty(vid, group)) doKickReview();
   dirtyChangeSet_->ethGroupIs(group, vid);
 }
 
 void Mira::doMarkLagDirty(Nettle::IntfId lag) {
+  SKEIN("Mira::doMarkLagDirty ", vrf_, " ", lag);
   if (mrouteTable_->dirtyInfo()->doMarkLagDirty(lag)) doKickReview();
   dirtyChangeSet_->lagIs(lag);
 }
 
 void Mira::doMarkAllVlansDirty() {
+  SKEIN("Mira::doMarkAllVlansDirty ", vrf_);
   if (mrouteTable_->dirtyInfo()->doMarkAllVlansDirty()) {
     ZET_TRACE(5, "Mira::doMarkAllVlansDirty() : changed to " << 0xffffffffu);
     doKickReview();
@@ -46,6 +52,7 @@ void Mira::doMarkAllVlansDirty() {
 }
 
 void Mira::doMarkGroupSetDirty(Nettle::IpGenAddr const & group) {
+  SKEIN("Mira::doMarkGroupSetDirty ", vrf_, " ", group);
   ZET_ASSERT(mrouteTable_, "mrouteTable()");
   DirtyInfo * const di = mrouteTable_->dirtyInfo().get();
   ZET_ASSERT(di, "di");
@@ -53,6 +60,7 @@ void Mira::doMarkGroupSetDirty(Nettle::IpGenAddr const & group) {
 }
 
 void Mira::doMarkAllRoutesDirty() {
+  SKEIN("Mira::doMarkAllRoutesDirty ", vrf_);
   mrouteTable_->dirtyInfo()->allRoutesDirtyIs(true);
   doKickReview();
 }

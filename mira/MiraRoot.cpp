@@ -4,7 +4,9 @@
 
 #include "mira/MfibDirSm.h"
 #include "mira/MiraHelper.h"
+#include "mira/SameInput.h"
 #include "platform/Exception.h"
+#include "platform/Skein.h"
 #include "platform/Trace.h"
 
 namespace Brindle {
@@ -20,32 +22,47 @@ char const * trueOrFalse(bool v) { return v ? "True" : "False"; }
 // A name that is too long for a VRF is none.
 bool mayBeVrf(Zet::Name const & name) { return name.view().size() <= L3::VrfName::maxLength; }
 
+// Calls f(name, member, required) for each input.
+template <class F> void eachInput(F f) {
+  using In = MiraRoot::Inputs;
+  constexpr bool required = true, optional = false;
+  f("mrouteTableColl", &In::mrouteTableColl, required);
+  f("clock", &In::clock, required);
+  f("brTopo", &In::brTopo, required);
+  f("vlanStatusDir", &In::vlanStatusDir, required);
+  f("lagStatusDir", &In::lagStatusDir, required);
+  f("snoopingStatus", &In::snoopingStatus, required);
+  f("mfibVrfConfig", &In::mfibVrfConfig, required);
+  f("mfibDir", &In::mfibDir, optional);
+  f("mfibDirName", &In::mfibDirName, optional);
+  f("status", &In::status, required);
+  f("fastdropClock", &In::fastdropClock, optional);
+  f("fastdropLogClock", &In::fastdropLogClock, optional);
+  f("intfVlanIdTable", &In::intfVlanIdTable, required);
+  f("lagOperation", &In::lagOperation, optional);
+  f("l2Enabled", &In::l2Enabled, optional);
+  f("pimEnabled", &In::pimEnabled, required);
+  f("routingInfoDir", &In::routingInfoDir, required);
+  f("mlagStatus", &In::mlagStatus, required);
+  f("brConfig", &In::brConfig, required);
+  f("staticNatInfo", &In::staticNatInfo, optional);
+  f("reviewInfo", &In::reviewInfo, required);
+  f("allVrfStatusLocal", &In::allVrfStatusLocal, required);
+  f("ipStatus", &In::ipStatus, required);
+  f("pimIntfStatus", &In::pimIntfStatus, required);
+  f("prefixMrouteStatusDir", &In::prefixMrouteStatusDir, optional);
+  f("ignoreVlanForL2Groups", &In::ignoreVlanForL2Groups, optional);
+  f("portPropertyMask", &In::portPropertyMask, optional);
+  f("boundaryFastdropStatusColl", &In::boundaryFastdropStatusColl, optional);
+  f("mbrIntf", &In::mbrIntf, optional);
+  f("sparseModeStatus", &In::sparseModeStatus, optional);
+}
+
 void requireInputs(MiraRoot::Inputs const & in) {
-  struct {
-    char const * name;
-    bool present;
-  } const required[] = {
-      {"mrouteTableColl", static_cast<bool>(in.mrouteTableColl)},
-      {"clock", static_cast<bool>(in.clock)},
-      {"brTopo", static_cast<bool>(in.brTopo)},
-      {"vlanStatusDir", static_cast<bool>(in.vlanStatusDir)},
-      {"lagStatusDir", static_cast<bool>(in.lagStatusDir)},
-      {"snoopingStatus", static_cast<bool>(in.snoopingStatus)},
-      {"mfibVrfConfig", static_cast<bool>(in.mfibVrfConfig)},
-      {"status", static_cast<bool>(in.status)},
-      {"intfVlanIdTable", static_cast<bool>(in.intfVlanIdTable)},
-      {"pimEnabled", static_cast<bool>(in.pimEnabled)},
-      {"routingInfoDir", static_cast<bool>(in.routingInfoDir)},
-      {"mlagStatus", static_cast<bool>(in.mlagStatus)},
-      {"brConfig", static_cast<bool>(in.brConfig)},
-      {"reviewInfo", static_cast<bool>(in.reviewInfo)},
-      {"allVrfStatusLocal", static_cast<bool>(in.allVrfStatusLocal)},
-      {"ipStatus", static_cast<bool>(in.ipStatus)},
-      {"pimIntfStatus", static_cast<bool>(in.pimIntfStatus)},
-  };
-  for (auto const & r : required) {
-    if (!r.present) Zet::throwNullParameter(std::string("Brindle::MiraRoot::") + r.name);
-  }
+  eachInput([&](char const * name, auto member, bool required) {
+    if (!required || in.*member != std::remove_cvref_t<decltype(in.*member)>()) return;
+    Zet::throwNullParameter(std::string("Brindle::MiraRoot::") + name);
+  });
 }
 
 }  // namespace
@@ -54,20 +71,33 @@ bool MiraRoot::noFastdrops() { return noFastdropsAtLoad; }
 
 // --- Start and end
 
-MiraRoot::MiraRoot(Inputs in)
-    : in_(std::move(in)),
-      shoalDir_(Zet::make<Shoal::Multicast::Fib::MfibShoalDir>()) {
+MiraRoot::MiraRoot(Inputs in) : in_(std::move(in)) {
   requireInputs(in_);
   zetAllVrfStatusLocal_.attach(in_.allVrfStatusLocal);
   zetRoutingInfoDir_.attach(in_.routingInfoDir);
   zetMfibVrfConfig_.attach(in_.mfibVrfConfig);
-  zetShoalDir_.attach(shoalDir_);
   nsfTimer_.attach(in_.clock);
+  handleVrf();
+  mfibShoalDirIs();
   handleSocket();
   handleInitialized();
 }
 
 MiraRoot::~MiraRoot() = default;
+
+void MiraRoot::requireSameInputs(Inputs const & in) const {
+  eachInput([&](char const * name, auto member, bool) {
+    requireSameInput(name, in.*member, in_.*member);
+  });
+}
+
+Zet::Ptr<Shoal::Multicast::Fib::MfibShoalDir> const & MiraRoot::mfibShoalDirIs() {
+  if (!shoalDir_) {
+    shoalDir_ = Zet::make<Shoal::Multicast::Fib::MfibShoalDir>();
+    zetShoalDir_.attach(shoalDir_);
+  }
+  return shoalDir_;
+}
 
 void MiraRoot::entityManagerIs(Zet::Ptr<Quay::EntityManager> const & v) {
   if (entityManager_ == v) return;
@@ -76,6 +106,7 @@ void MiraRoot::entityManagerIs(Zet::Ptr<Quay::EntityManager> const & v) {
 }
 
 void MiraRoot::handleInitialized() {
+  SKEIN("MiraRoot::handleInitialized");
   if (!entityManager_ || initialized_) return;
   mfibDirSm_ = Zet::make<MfibDirSm>(in_.mfibDir, in_.mfibDirName, shoalDir_);
   parentIntfToSubIntfDir_ = Zet::make<Fjord::ParentIntfToSubIntfDir>();
@@ -94,19 +125,22 @@ void MiraRoot::handleInitialized() {
 
 void MiraRoot::handleDel() {
   initialized_ = false;
-  mira_.clear();
+  for (auto i = mira_.begin(); i; i.advance()) miraDel(i.key());
   doCloseSocket();
 }
 
 void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) { miraHelper_ = v; }
 void MiraRoot::pimVxlanStatusIs(Zet::Ptr<Routing::Multicast::Vxlan::Status const> const & v) {
   pimVxlanStatus_ = v;
+  for (auto i = mira_.begin(); i; i.advance()) i->pimVxlanStatusIs(v);
 }
 void MiraRoot::lagConfigDirIs(Zet::Ptr<Lag::ConfigDir const> const & v) { lagConfigDir_ = v; }
 
 // --- Inputs of a VRF
 
-void MiraRoot::handlePresence(L3::VrfName const & vrf, bool present) {
+// Of one of the inputs of a VRF.
+void MiraRoot::handlePresence(char const * input, L3::VrfName const & vrf, bool present) {
+  SKEIN("MiraRoot: ", Skein::Literal{input}, " of ", vrf, " present: ", present);
   if (!initialized_) return;
   if (present) {
     doCreateMira(vrf);
@@ -116,7 +150,7 @@ void MiraRoot::handlePresence(L3::VrfName const & vrf, bool present) {
 }
 
 void MiraRoot::handleVrf(L3::VrfName const & vrf) {
-  handlePresence(vrf, in_.allVrfStatusLocal->vrf(vrf));
+  handlePresence("vrf", vrf, in_.allVrfStatusLocal->vrf(vrf));
 }
 
 void MiraRoot::handleVrf() {
@@ -125,7 +159,8 @@ void MiraRoot::handleVrf() {
 }
 
 void MiraRoot::handleRoutingInfo(Zet::Name const & name) {
-  handlePresence(L3::VrfName(name.view()), static_cast<bool>(in_.routingInfoDir->entityPtr(name)));
+  handlePresence("routingInfo", L3::VrfName(name.view()),
+                 static_cast<bool>(in_.routingInfoDir->entityPtr(name)));
 }
 
 void MiraRoot::handleRoutingInfo() {
@@ -136,7 +171,7 @@ void MiraRoot::handleRoutingInfo() {
 }
 
 void MiraRoot::handleMfibVrfConfig(L3::VrfName const & vrf) {
-  handlePresence(vrf, in_.mfibVrfConfig->config(vrf));
+  handlePresence("mfibVrfConfig", vrf, in_.mfibVrfConfig->config(vrf));
 }
 
 void MiraRoot::handleMfibVrfConfig() {
@@ -145,7 +180,7 @@ void MiraRoot::handleMfibVrfConfig() {
 }
 
 void MiraRoot::handleMfibShoalDir(L3::VrfName const & vrf) {
-  handlePresence(vrf, shoalDir_->shoalColl(vrf));
+  handlePresence("mfibShoalDir", vrf, shoalDir_->shoalColl(vrf));
 }
 
 void MiraRoot::handleMfibShoalDir() {
@@ -177,9 +212,11 @@ void MiraRoot::doCreateMira(L3::VrfName const & vrf) {
                      << " mira: " << trueOrFalse(mira_.contains(vrf)));
     return;
   }
+  Zet::Ptr<MrouteTable> const table = in_.mrouteTableColl->vrfMrouteTableIs(vrf);
+  table->afIs(in_.mrouteTableColl->af());
   in_.status->vrfStatusIs(vrf);
   Zet::Ptr<Mira> mira = mira_.find(vrf);
-  if (!mira) mira = doMakeMira(vrf);
+  if (!mira) mira = doMakeMira(vrf, table);
   // Each of these may be another one than when the Mira was made.
   mira->mfibConfigIs(in_.mfibVrfConfig->config(vrf));
   mira->routingGenInfoIs(routingGenInfo(vrf));
@@ -187,9 +224,7 @@ void MiraRoot::doCreateMira(L3::VrfName const & vrf) {
   mira->mfibShoalDirIs(shoalDir_->shoalColl(vrf));
 }
 
-Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf) {
-  Zet::Ptr<MrouteTable> const table = in_.mrouteTableColl->vrfMrouteTableIs(vrf);
-  table->afIs(in_.mrouteTableColl->af());
+Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf, Zet::Ptr<MrouteTable> const & table) {
   auto const & boundary = in_.boundaryFastdropStatusColl;
   Mira::Inputs const in{.miraRoot = this,
                         .mrouteTable = table,
@@ -197,7 +232,10 @@ Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf) {
                         .routingGenInfo = routingGenInfo(vrf),
                         .boundaryFastdropStatus = boundary ? boundary->vrfStatusIs(vrf) : nullptr};
   Zet::Ptr<Mira> const mira = Zet::make<Mira>(vrf, in);
+  mira->parentIs(this);
   mira_.insert(mira);
+  if (vrf != L3::VrfName::defaultVrf()) mira->mfibShoalDirIs(shoalDir_->shoalColl(vrf));
+  mira->pimVxlanStatusIs(pimVxlanStatus_);
   mira->nsfMiraEnabledIs(nsfMiraEnabledForAllVrfs_);
   ZET_TRACE(1, "Created Mira for VRF " << vrf << ", nsfMiraEnabled: " << nsfMiraEnabledForAllVrfs_);
   return mira;
@@ -206,6 +244,11 @@ Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf) {
 Zet::Ptr<Routing::RoutingGenInfo const> MiraRoot::routingGenInfo(L3::VrfName const & vrf) const {
   return dynamic_cast<Routing::RoutingGenInfo const *>(
       in_.routingInfoDir->entityPtr(vrf.name()).get());
+}
+
+void MiraRoot::miraDel(L3::VrfName const & vrf) {
+  if (Mira * const mira = mira_.find(vrf)) mira->parentIs(nullptr);
+  mira_.del(vrf);
 }
 
 void MiraRoot::doDeleteMira(L3::VrfName const & vrf) {

@@ -33,8 +33,11 @@ class MrouteTableColl;
 
 class BRINDLE_API MiraRoot : public Zet::Sm {
  public:
+  using RouteKey = Routing::Multicast::Fib::IpGenRouteKey;
+
   // What the agent hands in. All records are required but those of which "may be null" is said;
-  // null then means that this process does not have it.
+  // null then means that this process does not have it. Clocks are the loop's own
+  // (ActivityManager::clock()): it calls the reactors of no other.
   struct Inputs {
     // The tables that are filled, one a VRF.
     Zet::Ptr<MrouteTableColl> mrouteTableColl{};
@@ -83,6 +86,9 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   // Throws RangeException if a required input is null, ErrnoException if the socket cannot be made.
   explicit MiraRoot(Inputs);
   ~MiraRoot() override;
+  Zet::Name name() const override { return "mira"; }
+  // Throws RangeException if these are others than the root has.
+  void requireSameInputs(Inputs const &) const;
 
   // Lifecycle
   // Runs when the root is made and again when it gets its entity manager; with that it starts.
@@ -239,14 +245,36 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   void lagToIntfIs(Nettle::IntfId lag, IntfList const & v) { lagToIntf_.at(lag) = v; }
   void lagToIntfDel(Nettle::IntfId lag) { lagToIntf_.del(lag); }
 
+  // The L2 routes that are to stand.
+  auto const & l2Route() const { return l2Route_; }
+  bool l2Route(RouteKey const & key) const { return l2Route_.contains(key); }
+  void l2RouteIs(RouteKey const & key, bool v) {
+    if (!v) return l2RouteDel(key);
+    l2Route_.at(key) = true;
+  }
+  void l2RouteDel(RouteKey const & key) { l2Route_.del(key); }
+
+  // Of a spanning-tree topology, by its name, how many ports forward.
+  U32 forwardingPorts(Zet::String const & topo) const { return lookup(forwardingPorts_, topo); }
+  void forwardingPortsIs(Zet::String const & topo, U32 v) { forwardingPorts_.at(topo) = v; }
+  void forwardingPortsDel(Zet::String const & topo) { forwardingPorts_.del(topo); }
+  // The topology of each VLAN as it was last seen: a change of it needs the old one.
+  Zet::String oldVidToTopoMap(Bridging::VlanId vid) const { return lookup(oldVidToTopoMap_, vid); }
+  void oldVidToTopoMapIs(Bridging::VlanId vid, Zet::String const & topo) {
+    oldVidToTopoMap_.at(vid) = topo;
+  }
+  void oldVidToTopoMapDel(Bridging::VlanId vid) { oldVidToTopoMap_.del(vid); }
+
   // The machines, one a VRF
   Zet::HashMap<L3::VrfName, Mira> const & mira() const { return mira_; }
   Zet::Ptr<Mira> mira(L3::VrfName const & vrf) const { return mira_.find(vrf); }
-  void miraDel(L3::VrfName const & vrf) { mira_.del(vrf); }
+  void miraDel(L3::VrfName const & vrf);
 
   // The tables in shared memory, by VRF. Stands from the beginning; who does not mount tables by
   // mfibDir fills it by hand.
   Zet::Ptr<Shoal::Multicast::Fib::MfibShoalDir> const & shoalDir() const { return shoalDir_; }
+  // Makes it unless it stands.
+  Zet::Ptr<Shoal::Multicast::Fib::MfibShoalDir> const & mfibShoalDirIs();
   Zet::Ptr<MfibDirSm> const & mfibDirSm() const { return mfibDirSm_; }
   Zet::Ptr<Fjord::SubIntfMappingSm> const & subIntfMappingSm() const { return subIntfMappingSm_; }
   Zet::Ptr<Interface::SubIntfConfigDir const> const & subIntfConfigDir() const {
@@ -258,11 +286,14 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
 
   // State of the gate and of the socket
   bool nsfMiraEnabledForAllVrfs() const { return nsfMiraEnabledForAllVrfs_; }
+  void nsfMiraEnabledForAllVrfsIs(bool v) { nsfMiraEnabledForAllVrfs_ = v; }
   static constexpr Zet::Seconds nsfTimerPeriod() { return 900; }
   // When the gate opens whoever is missing; infinite if it does not wait.
   Zet::Seconds nsfTimer() const;
   int socket() const { return socket_; }
   void socketIs(int fd);
+  // The socket in the activity loop.
+  Zet::Ptr<Zet::FileDescriptor> const & fileDescriptor() const { return fileDescriptor_; }
   Zet::Seconds fastdropLoopQuantum() const { return fastdropLoopQuantum_; }
   void fastdropLoopQuantumIs(Zet::Seconds v) { fastdropLoopQuantum_ = v; }
   // Rounds of handleReadable, and messages that it took.
@@ -313,9 +344,9 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
     void onReadableCount() override { sm()->handleReadable(); }
   };
 
-  void handlePresence(L3::VrfName const & vrf, bool present);
+  void handlePresence(char const * input, L3::VrfName const & vrf, bool present);
   bool mayHaveMira(L3::VrfName const & vrf) const;
-  Zet::Ptr<Mira> doMakeMira(L3::VrfName const & vrf);
+  Zet::Ptr<Mira> doMakeMira(L3::VrfName const & vrf, Zet::Ptr<MrouteTable> const & table);
   Zet::Ptr<Routing::RoutingGenInfo const> routingGenInfo(L3::VrfName const & vrf) const;
   bool allNsfStatuses() const;
   char const * missingReadiness(L3::VrfName const & vrf) const;
@@ -327,9 +358,9 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
 
   // Fixed at construction
   Inputs in_;
-  Zet::Ptr<Shoal::Multicast::Fib::MfibShoalDir> const shoalDir_;
 
   // State
+  Zet::Ptr<Shoal::Multicast::Fib::MfibShoalDir> shoalDir_;
   bool initialized_ = false;
   bool nsfMiraEnabledForAllVrfs_ = false;
   bool configuredLagMembersInOifSet_ = false;
@@ -354,6 +385,9 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   Zet::OrderedSet<Bridging::VlanId> l2EnabledOnVlan_;
   Zet::HashMap2018<Nettle::IntfId, Nettle::IntfId> intfToLag_;
   Zet::HashMap2018<Nettle::IntfId, IntfList> lagToIntf_;
+  Zet::HashMap2018<RouteKey, bool> l2Route_;
+  Zet::HashMap2018<Zet::String, U32> forwardingPorts_;
+  Zet::HashMap2018<Bridging::VlanId, Zet::String> oldVidToTopoMap_;
   Zet::Ptr<Zet::FileDescriptor> fileDescriptor_;
   Zet::HashMap<L3::VrfName, Mira> mira_;
 

@@ -72,6 +72,7 @@ char const * MiraRoot::missingReadiness(L3::VrfName const & vrf) const {
 }
 
 void MiraRoot::doEvalMiraEnabled() {
+  SKEIN("MiraRoot::doEvalMiraEnabled");
   if (!initialized_ || nsfMiraEnabledForAllVrfs_) return;
   ZET_ASSERT(allNsfStatuses(),
              "mcastEnabledStatus() && mfibReadyStatus() && staticMfibReadyStatus() && "
@@ -94,7 +95,7 @@ void MiraRoot::doNsfComplete() {
     ZET_TRACE(1, "doNsfComplete(), Stopping NSF timer");
     nsfTimer_->timeMinIs(Zet::Clock::never);
   }
-  nsfMiraEnabledForAllVrfs_ = true;
+  nsfMiraEnabledForAllVrfsIs(true);
   for (auto i = mira_.begin(); i; i.advance()) i->nsfMiraEnabledIs(true);
 }
 

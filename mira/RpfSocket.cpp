@@ -8,6 +8,7 @@
 #include "platform/Budget.h"
 #include "platform/Exception.h"
 #include "platform/PacketSocket.h"
+#include "platform/Skein.h"
 #include "platform/Trace.h"
 
 namespace Brindle {
@@ -53,6 +54,7 @@ void MiraRoot::socketIs(int fd) {
 }
 
 void MiraRoot::handleSocket() {
+  SKEIN("MiraRoot::handleSocket ", socket_);
   if (fileDescriptor_) {
     fileDescriptor_->descriptorIs(-1);
   } else {
@@ -64,6 +66,7 @@ void MiraRoot::handleSocket() {
 }
 
 void MiraRoot::handleReadable() {
+  SKEIN("MiraRoot::handleReadable");
   if (!initialized_) return;
   Keel::Budget const budget(fastdropLoopQuantum_);
   Keel::Paced<readStride> messages;

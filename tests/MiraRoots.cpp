@@ -421,9 +421,21 @@ TEST_F(RpfSocket, AReadThatFailsLeavesTheHandlerWithItsReason) {
 TEST_F(MiraRoots, TheAgentMakesRoutesWithoutAProtocol) {
   configure("default");
   auto agent = Zet::make<Brindle::Agent>("agent");
-  root = agent->miraIs(inputs());
+  auto in = inputs();
+  root = agent->miraIs(in);
   start();
-  EXPECT_THROW(agent->miraIs(inputs()), Zet::NameInUseException);
+  EXPECT_EQ(agent->miraIs(in), root);
+  in.l2Enabled = true;
+  try {
+    agent->miraIs(in);
+    ADD_FAILURE();
+  } catch (Zet::RangeException const & e) {
+    EXPECT_STREQ(e.what(),
+                 "Reinstantiating the pointer interface where constructor parameter attribute "
+                 "_l2Enabled has a different value of True than the current value of False not "
+                 "allowed");
+  }
+  EXPECT_EQ(mira()->fullName(), "/agent/mira/default");
   t = table("default");
   agent->doMakeShoalRoutes(0x102, 3, t);
   Route const made = t->route(key("1.2.3.4/32", "224.1.1.2/32"));
@@ -439,4 +451,6 @@ TEST_F(MiraRoots, TheAgentMakesRoutesWithoutAProtocol) {
   EXPECT_NE(agent->intfOifIndex(IntfId("Vlan2")), index);
   agent->miraDel();
   EXPECT_FALSE(agent->mira());
+  agent = nullptr;
+  EXPECT_EQ(mira()->fullName(), "/mira/default");
 }
