@@ -3,6 +3,8 @@
 #include <exception>
 #include <string>
 
+#include "platform/Exception.h"
+#include "platform/Skein.h"
 #include "platform/Trace.h"
 
 namespace Brindle {
@@ -13,10 +15,11 @@ Zet::TraceHandle traceHandle("MfibDirSm", false);
 
 constexpr char const * tableType = "Shoal::Multicast::Fib::Status";
 
-// The VRF of a table's name; empty if there is none in it.
-std::string_view vrfOf(Zet::Name const & name) {
+// The VRF of a table's name. Throws RangeException if there is none in it.
+L3::VrfName vrfOf(Zet::Name const & name) {
   auto const point = name.view().find('.');
-  return point == std::string_view::npos ? "" : name.view().substr(point + 1);
+  if (point >= name.view().size() - 1) Zet::throwRangeException("there is no VRF in its name");
+  return L3::VrfName(name.view().substr(point + 1));
 }
 
 }  // namespace
@@ -35,6 +38,7 @@ void MfibDirSm::ZetMfibDir::immediatePass() {
 }
 
 void MfibDirSm::handleEntity(Zet::Name const & name) {
+  SKEIN("MfibDirSm::handleEntity ", name);
   auto const * dir = zetMfibDir_.target();
   bool const present = dir && dir->entityPtr().contains(name);
   if (present == mounted_.contains(name)) return;
@@ -46,12 +50,8 @@ void MfibDirSm::handleEntity(Zet::Name const & name) {
 }
 
 void MfibDirSm::doMount(Zet::Name const & name) {
-  if (vrfOf(name).empty()) {
-    ZET_TRACE(1, "No VRF in the name of table " << name);
-    return;
-  }
   try {
-    L3::VrfName const vrf(vrfOf(name));
+    L3::VrfName const vrf = vrfOf(name);
     mount_->doMount(name.view(), tableType, info_);
     Zet::Ptr<MfibStatus> const table =
         dynamic_cast<MfibStatus *>(mount_->getEntity(name.view()).get());
@@ -60,14 +60,14 @@ void MfibDirSm::doMount(Zet::Name const & name) {
     shoalDir_->shoalCollIs(vrf)->shoalPtrIs(table.get(), table);
   } catch (std::exception const & e) {
     // The other tables go on.
-    ZET_TRACE(1, "Cannot mount " << name << ": " << e.what());
+    ZetShoal::SHOAL_TABLE_REFUSED.log({std::string(name.view()) + ": " + e.what()});
   }
 }
 
 void MfibDirSm::doUnmount(Zet::Name const & name) {
   Zet::Ptr<MfibStatus> const table = *mounted_.find(name);
   mounted_.del(name);
-  L3::VrfName const vrf(vrfOf(name));
+  L3::VrfName const vrf = vrfOf(name);
   // Whoever reads the table takes its routes out while it can be read.
   if (auto * tables = shoalDir_->shoalColl(vrf)) {
     tables->shoalPtrDel(table.get());

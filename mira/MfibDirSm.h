@@ -21,7 +21,8 @@ class BRINDLE_API MfibDirSm : public Zet::Sm {
   MfibDirSm(Zet::Ptr<Zet::Dir const> const & mfibDir, Zet::Name root,
             Zet::Ptr<MfibShoalDir> const & shoalDir);
 
-  // An entry came or went. One that names no table, or none that can be mounted, is left alone.
+  // An entry came or went. One that names no table, or none that can be mounted, is left alone, and
+  // the operator told.
   void handleEntity(Zet::Name const & name);
 
  private:

@@ -4,7 +4,6 @@
 
 #include "platform/Budget.h"
 #include "platform/Exception.h"
-#include "platform/Log.h"
 #include "platform/Trace.h"
 
 namespace ZetShoal {
@@ -18,16 +17,16 @@ constexpr U32 kChanges = 256;
 constexpr U32 kSlice = 32;
 constexpr Zet::Seconds kQuantum = 0.01;
 
-Zet::LogHandle tableRefused(
-    "SHOAL_TABLE_REFUSED", Zet::LogSeverity::error, "A shared-memory table is not read: %s",
-    "The files of the table are damaged, or were written by another version of the software. "
-    "The routes that the table held are taken away.",
-    "Restart the agent that writes the table. It is read again as soon as it is made anew.", 0, 1,
-    0);
-
 constinit MountType * firstType = nullptr;
 
 }  // namespace
+
+Zet::LogHandle SHOAL_TABLE_REFUSED(
+    "SHOAL_TABLE_REFUSED", Zet::LogSeverity::error, "A shared-memory table is not read: %s",
+    "The files of the table are damaged, or were written by another version of the software, or "
+    "its name is not that of a table. The routes that the table held are taken away.",
+    "Restart the agent that writes the table. It is read again as soon as it is made anew.", 0, 1,
+    0);
 
 // --- Types
 
@@ -155,7 +154,7 @@ void Mount::doTellRefusal(MountedTable & table) {
   if (table.toldRefusal_.empty()) {
     ZET_TRACE(3, table.path_ << " is read again");
   } else {
-    tableRefused.log({table.toldRefusal_});
+    SHOAL_TABLE_REFUSED.log({table.toldRefusal_});
   }
 }
 

@@ -10,11 +10,15 @@
 
 #include "platform/ActivityManager.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Log.h"
 #include "platform/RbTreeMap.h"
 #include "platform/Reactor.h"
 #include "platform/ShoalWatch.h"
 
 namespace ZetShoal {
+
+// Tells the operator that a table is not read, and why (%s).
+extern BRINDLE_API Zet::LogHandle SHOAL_TABLE_REFUSED;
 
 // What a type of table must offer besides its constructor from the watch, a root directory and the
 // table's name in it. `turn` hands over at most so many changes, if there are any: the callbacks

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/Log.h"
 #include "state/ShmStatus.h"
 #include "tests/MiraFixture.h"
 
@@ -45,8 +46,9 @@ TEST_F(MfibDir, ATableIsMountedAsLongAsItsEntryStands) {
   publish(*pim, first);
   EXPECT_FALSE(mira("red.one")) << "there is no table";
   announce("pim.red.one");
-  announce("static.red.one");  // not made yet
   ASSERT_TRUE(mira("red.one"));
+  EXPECT_EQ(mira("red.one")->mfibShoalSm().begin()->fullName(), "/mira/red.one/pim.red.one");
+  announce("static.red.one");  // not made yet
   run();
   EXPECT_TRUE(mroute(first, "red.one"));
   publish(*pim, second);
@@ -72,7 +74,16 @@ TEST_F(MfibDir, NamesOfNoTableAreLeftAloneAndTheOthersGoOn) {
   std::string const longVrf = "pim." + std::string(101, 'x');
   std::string const longName = std::string(200, 'x') + ".red.one";
   auto const names = {"pim", "pim.", longVrf.c_str(), longName.c_str()};
+  struct Refusals final : Zet::LogSink {
+    void onLog(Zet::LogHandle const & handle, std::string_view) override {
+      count += handle.name() == "SHOAL_TABLE_REFUSED";
+    }
+    std::size_t count = 0;
+  } refusals;
+  Zet::LogHandle::sinkIs(&refusals);
   for (char const * name : names) announce(name);
+  Zet::LogHandle::sinkIs(nullptr);
+  EXPECT_EQ(refusals.count, names.size()) << "the operator is told";
   auto const pim = Zet::make<ShmStatusWriter>(place, "pim.default");
   publish(*pim, first);
   announce("pim.default");
