@@ -90,18 +90,18 @@ Expansion::Expansion(MiraRoot const & root, For const & what, PortVlanSet & pvSe
       peerLink_(root.mlagStatus() ? root.mlagStatus()->peerLinkIntf() : IntfId()) {}
 
 // Kinds that carry what a VLAN floods.
-bool Expansion::isFloodset() const {
+inline bool Expansion::isFloodset() const {
   return for_.forwardingType == vlanFloodset_ || for_.forwardingType == multicastFloodset_ ||
          for_.forwardingType == vxlanCoreSideFloodset_;
 }
 
 // Kinds whose set belongs to one VLAN and is looked up by MAC address.
-bool Expansion::isL2Set() const {
+inline bool Expansion::isL2Set() const {
   return for_.forwardingType == vlanFloodset_ || for_.forwardingType == multicastFloodset_ ||
          for_.forwardingType == ethGroup_;
 }
 
-bool Expansion::vlanIs(VlanId vid) {
+inline bool Expansion::vlanIs(VlanId vid) {
   vlan_ = {vid, VlanPortBits(vid), root_.vlanStatusDir()->vlanStatus(vid),
            root_.brTopo()->vidToTopoMap(vid), root_.snoopingStatus()->vlanStatus(vid)};
   peerLinkPresent_ = orphanPresent_ = false;
@@ -167,8 +167,7 @@ void Expansion::doAddVlanPorts() {
     doAddForwardingPorts();
   }
   if (peerLinkPresent_) doAddPeerLink();
-  maybeAddVxlanVtepToPvSet();
-  maybeAddEvpnTunnelsToPvSet();
+  if (helper_) doAddTunnels();
 }
 
 // Orphans matter where there is a peer link only.
@@ -180,7 +179,7 @@ inline void Expansion::noteOrphan(IntfId port, bool added) {
   orphanPresent_ = true;
 }
 
-void Expansion::doAddForwardingPorts() {
+inline void Expansion::doAddForwardingPorts() {
   if (helper_) {
     // It may give a port a logical interface, which needs not be in the VLAN.
     for (auto const & port : vlan_.topo->topoPortConfig().items()) {
@@ -208,7 +207,7 @@ inline bool Expansion::isPlain(IntfId port) const {
 
 // The VLAN's plain ports that forward, in one run; false if it has others, too. The hottest loop
 // of all.
-bool Expansion::doAddPlainPorts() {
+inline bool Expansion::doAddPlainPorts() {
   if (!isPlainKind_) return false;
   bool all = true;
   PortProperty const tagged = root_.portPropertyMask() & taggedPortProperty;
@@ -279,16 +278,20 @@ void Expansion::doAddPeerLink() {
 
 void Expansion::doAddMrouterPorts() {
   ZET_TRACE(9, "doAddMrouterPorts");
-  maybeAddVxlanVtepToPvSet();
-  maybeAddEvpnTunnelsToPvSet();
+  if (helper_) doAddTunnels();
   if (!vlan_.snooping) return;
   for (IntfId intf : vlan_.snooping->routerIntf().items()) {
     if (isForwarding(*vlan_.topo, intf)) maybeAddPvToPvSet(vlan_.vid, {intf, outLifOf(intf), 0});
   }
 }
 
+// The helper knows the tunnels: without one there are none.
+void Expansion::doAddTunnels() {
+  maybeAddVxlanVtepToPvSet();
+  maybeAddEvpnTunnelsToPvSet();
+}
+
 void Expansion::maybeAddVxlanVtepToPvSet() {
-  if (!helper_) return;  // which knows the tunnels
   VlanId vid = vlan_.vid;
   RouteKeyType kind = for_.forwardingType;
   if (kind == multicastFloodset_ && root_.pimVxlanStatus() &&
@@ -311,7 +314,7 @@ void Expansion::maybeAddVxlanVtepToPvSet() {
 }
 
 void Expansion::maybeAddEvpnTunnelsToPvSet() {
-  if (!helper_ || !isL2Set()) return;
+  if (!isL2Set()) return;
   PortVlanSet tunnels = helper_->doGetEvpnTunnelFloodsetPortOutLifSet(vlan_.vid);
   ZET_TRACE(9, "Tunnel Floodset: " << tunnels.pretty());
   for (PortVlan const & pv : tunnels.portVlan().items()) {

@@ -99,6 +99,7 @@ class BRINDLE_API Expansion {
   bool addPv(PortVlan const & pv, Bridging::VlanPortStatus status);
   void doAddPeerLink();
   void doAddMrouterPorts();
+  void doAddTunnels();
   void maybeAddVxlanVtepToPvSet();
   void maybeAddEvpnTunnelsToPvSet();
   bool floodingDisabled(Nettle::IntfId port) const;

@@ -94,7 +94,7 @@ PortVlanSetComputation::PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> con
       for_{mroute_.key().kind(), groupEth_, !key_.group().isHost()},
       expansion_(root_, for_, pvSet_) {}
 
-Status const * PortVlanSetComputation::readTable() {
+inline Status const * PortVlanSetComputation::readTable() {
   auto tables = mira_.mfibShoalDir();
   if (tables) return tables->mfibShoal(key_, srt_);
   srt_.keyIs(key_);
@@ -127,10 +127,10 @@ bool PortVlanSetComputation::compute(bool allowOptimize) {
   return changed_;
 }
 
-// --- The path
+// --- The path. Most of the steps have one caller each: inline.
 
 // A fast-reroute input without a primary one is not installed.
-bool PortVlanSetComputation::isUsable() {
+inline bool PortVlanSetComputation::isUsable() {
   if (isConnectedPrefix_) {
     srt_.iifIs(
         root_.pimIntfStatus()->srcToIntfMap(PimIntf::PrefixKey{key_.source(), mira_.vrfName()}));
@@ -141,7 +141,7 @@ bool PortVlanSetComputation::isUsable() {
   return false;
 }
 
-void PortVlanSetComputation::choosePath(bool allowOptimize) {
+inline void PortVlanSetComputation::choosePath(bool allowOptimize) {
   mroute_.optimizeStatusIs(mira_.optimizeComputePortVlanSet());
   if (!srt_.isDefault() && hasSilentMappingChange()) {
     ZET_TRACE(5, "(): Detected silent mapping change " << key_.pretty());
@@ -174,7 +174,7 @@ bool PortVlanSetComputation::hasSilentMappingChange() const {
   return i.error();  // it now stands for nothing
 }
 
-void PortVlanSetComputation::startAfresh() {
+inline void PortVlanSetComputation::startAfresh() {
   ZET_TRACE(9, "Turning optimize off");
   iifIntf_ = IntfId();
   iifVlan_ = VlanIdOrNone();
@@ -279,7 +279,7 @@ bool PortVlanSetComputation::addOutputs(Route const & outputs) {
   return false;
 }
 
-void PortVlanSetComputation::addOutput(Output const & output) {
+inline void PortVlanSetComputation::addOutput(Output const & output) {
   bool noRpf = output.has(oifNoRpf);
   if (!output.vid || !output.intf) {
     SKEIN(" (): Unexpected ", key_, output.intf, " mapped to vid ", output.vid);
@@ -294,7 +294,7 @@ void PortVlanSetComputation::addOutput(Output const & output) {
 }
 
 // The part of an output that belongs to the main set; false if the interface is done with.
-bool PortVlanSetComputation::addMember(Output const & output) {
+inline bool PortVlanSetComputation::addMember(Output const & output) {
   bool accept = output.has(oifAccept);
   bool noRpf = output.has(oifNoRpf);
   vlanFilter_ |= vlanBit(output.vid);
@@ -319,7 +319,7 @@ bool PortVlanSetComputation::addMember(Output const & output) {
 }
 
 // A VLAN with one port cannot both receive and send.
-void PortVlanSetComputation::addMemberVlan(VlanId vid) {
+inline void PortVlanSetComputation::addMemberVlan(VlanId vid) {
   if (vid != iifVlan_ || fwdPortsInIif(root_, vid, 2) != 1) {
     expansion_.addVlanToPortVlanSet(vid);
     return;
@@ -331,7 +331,7 @@ void PortVlanSetComputation::addMemberVlan(VlanId vid) {
 }
 
 // No drop is wanted where the route receives, and a bidirectional route receives everywhere.
-void PortVlanSetComputation::forgetFastdrop(Output const & output) {
+inline void PortVlanSetComputation::forgetFastdrop(Output const & output) {
   if (!output.vid || (mroute_.fastdrop().empty() && mroute_.rpfFailureCount().empty())) return;
   bool failover = output.has(oifForward) && root_.sparseModeStatus() &&
                   root_.sparseModeStatus()->fastFailoverIntf(output.intf);
@@ -450,7 +450,7 @@ void PortVlanSetComputation::refreshFastdrops() {
   }
 }
 
-void PortVlanSetComputation::finishSet() {
+inline void PortVlanSetComputation::finishSet() {
   pvSet_.toCpuIs(isPrefixKey_ || (srt_.flags() & Route::toCpu));
   pvSet_.keyKindIs(Routing::Multicast::Fib::mroute_);
   pvSet_.vlanIs(inputVlanOf(iifVlan_).value());
@@ -479,7 +479,7 @@ void PortVlanSetComputation::finishFrr() {
   ZET_TRACE(7, key_.pretty() << " frrOifSet changed");
 }
 
-void PortVlanSetComputation::storeSet() {
+inline void PortVlanSetComputation::storeSet() {
   if (!mroute_.oifSet() || !mroute_.oifSet()->doCmpPortVlanSet(pvSet_)) {
     mroute_.oifSetIs(getOifSet(&root_, pvSet_));
     changed_ = true;
@@ -488,7 +488,7 @@ void PortVlanSetComputation::storeSet() {
   if (mroute_.fastdropDirty()) ZET_TRACE(7, key_.pretty() << " fastdropDirty changed");
 }
 
-void PortVlanSetComputation::storeInputs() {
+inline void PortVlanSetComputation::storeInputs() {
   mroute_.acceptingVlanIdIs(iifVlan_);
   mroute_.acceptingIntfIdIs(iifIntf_);
   if (!notifySeen_ && !optimize_) {
@@ -541,7 +541,7 @@ void PortVlanSetComputation::clearMbrFastdrops() {
   }
 }
 
-void PortVlanSetComputation::storeFilters() {
+inline void PortVlanSetComputation::storeFilters() {
   mroute_.versionIs(Keel::nextGeneration(mroute_.version()));
   mroute_.lastSeenShoalRouteIs(srt_);
   mira_.mrouteTable()->doUpdateVrfVlanFilter(vlanFilter_, vlanFilter_ ^ mroute_.vlanFilter());
@@ -555,7 +555,7 @@ void PortVlanSetComputation::storeFilters() {
 
 // --- Tools
 
-VlanIdOrNone PortVlanSetComputation::vlanOf(IntfId intf) const {
+inline VlanIdOrNone PortVlanSetComputation::vlanOf(IntfId intf) const {
   return root_.intfVlanIdTable()->intfIdToVlanId(intf);
 }
 

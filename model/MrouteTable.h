@@ -10,15 +10,24 @@
 
 namespace Brindle {
 
-class BRINDLE_API MrouteTable : public Zet::Entity, public Zet::HashLink {
+// What the programmers watch of a table. It lies below all else, see RouteVersion.
+class BRINDLE_API RouteTable : public Zet::Entity {
  public:
   using Key = RouteBase::Key;
-  class NotifieeConst : public Zet::NotifieeOf<MrouteTable, Zet::Entity> {
+  class NotifieeConst : public Zet::NotifieeOf<RouteTable, Zet::Entity> {
+   public:
+    virtual void onMroute(Key const &) {}
+    virtual void onBoundaryMroute(Key const &) {}
+    virtual void onMrouteBatchVersion() {}
+  };
+};
+
+class BRINDLE_API MrouteTable : public RouteTable, public Zet::HashLink {
+ public:
+  class NotifieeConst : public Zet::NotifieeOf<MrouteTable, RouteTable> {
    public:
     virtual void onAf() {}
-    virtual void onMroute(Key const &) {}
     virtual void onDirtyInfo() {}
-    virtual void onBoundaryMroute(Key const &) {}
     virtual void onBoundaryDirtyInfo() {}
     virtual void onVlanFilter() {}
     virtual void onVlanFilterCounter(U8 const &) {}
@@ -28,7 +37,6 @@ class BRINDLE_API MrouteTable : public Zet::Entity, public Zet::HashLink {
     virtual void onFastdropCount() {}
     virtual void onBoundaryFastdropCount() {}
     virtual void onMroutesInitialized() {}
-    virtual void onMrouteBatchVersion() {}
     virtual void onInitialized() {}
   };
   explicit MrouteTable(L3::VrfName vrf);

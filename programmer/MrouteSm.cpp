@@ -119,10 +119,10 @@ void MrouteSm::handleMrouteBatchVersion() {
 // --- Routes
 
 void MrouteSm::handleRoutes() {
-  MrouteTable const * table = zetMrouteTable_.target();
-  if (!table) return;
-  Zet::replay(&table->mroute(), zetMroute_, [this](Key const & key) { handleMroute(key); });
-  Zet::replay(&table->boundaryMroute(), zetBoundaryMroute_,
+  if (!zetMrouteTable_.target()) return;
+  MrouteTable const & table = *in_.mrouteTable;
+  Zet::replay(&table.mroute(), zetMroute_, [this](Key const & key) { handleMroute(key); });
+  Zet::replay(&table.boundaryMroute(), zetBoundaryMroute_,
               [this](Key const & key) { handleBoundaryMroute(key); });
   handleMrouteBatchVersion();
 }
@@ -137,11 +137,12 @@ void MrouteSm::handleMroute(Key const & key) {
 
 void MrouteSm::mrouteIs(Zet::Ptr<Mroute const> const & mroute) {
   if (!mroute) Zet::throwNullParameter("Brindle::MrouteSm::mroute");
-  ZetMroute * old = zetMroute_.find(mroute->key());
+  auto const place = zetMroute_.placeOf(mroute->key());
+  ZetMroute * old = zetMroute_.find(mroute->key(), place);
   if (old && &old->mroute() == mroute.get()) return;
   if (old) mrouteDel(mroute->key());
   auto zetMroute = Zet::make<ZetMroute>(this, mroute);
-  zetMroute_.insert(zetMroute);
+  zetMroute_.insert(zetMroute, place);
   zetMroute->notifierIs(mroute.get());
 }
 

@@ -108,14 +108,14 @@ class BRINDLE_API MrouteSm final : public Zet::Sm, public Zet::HashLink {
     void onChip(Zet::Name const & name) override { sm()->handleChip(name); }
     void immediatePass() override { sm()->handleChips(); }
   };
-  struct ZetMrouteTable final : Zet::Reactor<MrouteTable const, MrouteSm> {
+  struct ZetMrouteTable final : Zet::Reactor<RouteTable const, MrouteSm> {
     using Reactor::Reactor;
     void onMroute(Key const & key) override { sm()->handleMroute(key); }
     void onBoundaryMroute(Key const & key) override { sm()->handleBoundaryMroute(key); }
     void onMrouteBatchVersion() override { sm()->handleMrouteBatchVersion(); }
     void immediatePass() override { sm()->handleRoutes(); }
   };
-  struct ZetL2FloodsetTable final : Zet::Reactor<MrouteTable const, MrouteSm> {
+  struct ZetL2FloodsetTable final : Zet::Reactor<RouteTable const, MrouteSm> {
     using Reactor::Reactor;
     void onMroute(Key const & key) override { sm()->handleFloodset(key); }
   };
