@@ -8,16 +8,18 @@
 #include <string>
 #include <vector>
 
+#include "model/FailureReason.h"
+#include "model/LogMessages.h"
 #include "platform/ActivityManager.h"
 #include "platform/Assert.h"
 #include "platform/CollectionText.h"
 #include "platform/Exception.h"
 #include "platform/IntfId.h"
 #include "platform/IpGenAddr.h"
-#include "platform/Log.h"
 #include "platform/Skein.h"
 #include "platform/Trace.h"
 #include "platform/Xact.h"
+#include "tests/LogLines.h"
 
 namespace {
 
@@ -26,13 +28,6 @@ using ::testing::EndsWith;
 using Lines = std::vector<std::string>;
 
 Zet::TraceHandle traceHandle("LogTraceTest", false);
-
-struct LogLines final : Zet::LogSink {
-  void onLog(Zet::LogHandle const & h, std::string_view text) override {
-    lines.push_back(h.name().c_str() + (": " + std::string(text)));
-  }
-  Lines lines;
-};
 
 struct TraceLines final : Zet::TraceSink {
   void onTrace(Zet::TraceRecord const & r) override {
@@ -46,17 +41,15 @@ class Messages : public ::testing::Test {
  protected:
   Messages() {
     Zet::activityManager()->clockIs(clock);
-    Zet::LogHandle::sinkIs(&log);
     Zet::TraceHandle::sinkIs(&trace);
   }
   ~Messages() override {
     Zet::TraceHandle::levelsIs("");
     Zet::TraceHandle::sinkIs(nullptr);
-    Zet::LogHandle::sinkIs(nullptr);
     Zet::activityManager()->clockIs(nullptr);
   }
   Zet::Ptr<Zet::SimClock> clock = Zet::make<Zet::SimClock>(50);
-  LogLines log;
+  Tests::LogLines log;
   TraceLines trace;
 };
 
@@ -101,8 +94,7 @@ TEST_F(Messages, OneMessageIsLoggedAtMostOnceASecond) {
   log.lines.erase(log.lines.begin(), log.lines.begin() + 3);
   EXPECT_THAT(log.lines, ElementsAre("SPACED: a", "SPACED: b", "SPACED: a"));
 
-  LogLines fresh;
-  Zet::LogHandle::sinkIs(&fresh);
+  Tests::LogLines fresh;
   spaced.log({"a"});
   EXPECT_THAT(fresh.lines, ElementsAre("SPACED: a")) << "a new sink has seen nothing";
 }
@@ -129,6 +121,60 @@ TEST_F(Messages, FormatsTakeTextsAndNothingElse) {
   Zet::LogHandle * last = nullptr;
   for (auto * h = Zet::LogHandle::first(); h; h = h->next()) last = h;
   EXPECT_EQ(last, &odd) << "all handles can be listed";
+}
+
+// A handle's name is how it is looked for, so it must be the one that the code uses.
+TEST_F(Messages, EachOfTheLibraryBearsItsOwnNameAndTakesItsArguments) {
+  struct Case {
+    Zet::LogHandle & handle;
+    char const * name;
+    std::vector<std::string_view> args;
+  } const cases[] = {
+#define CASE(name, ...)                   \
+  {                                       \
+    Brindle::name, #name, { __VA_ARGS__ } \
+  }
+      CASE(MROUTE_HW_RESOURCE_FULL, " (route entries)"),
+      CASE(MROUTE_HW_RESOURCE_NORMAL),
+      CASE(IGMPSNOOPING_HW_RESOURCE_FULL, " (MAC table)"),
+      CASE(IGMPSNOOPING_HW_RESOURCE_NORMAL),
+      CASE(ETH_UNKNOWN_MULTICAST_FORWARDING_DISABLED, "10", " (output sets)"),
+      CASE(ETH_UNKNOWN_MULTICAST_FORWARDING_RESUMED, "10"),
+      CASE(ETH_VLAN_FLOODSET_FORWARDING_DISABLED, "10", " (output sets)"),
+      CASE(ETH_VLAN_FLOODSET_FORWARDING_RESUMED, "10"),
+      CASE(ETH_VXLAN_CORE_SIDE_FLOODSET_FORWARDING_DISABLED, "10", " (output sets)"),
+      CASE(ETH_VXLAN_CORE_SIDE_FLOODSET_FORWARDING_RESUMED, "10"),
+      CASE(MROUTE_FASTDROP_LIMIT_EXCEEDED, "red"),
+      CASE(MROUTE_FASTDROP_LIMIT_NO_LONGER_EXCEEDED, "red"),
+      CASE(BIDIR_RPA_RESOURCE_FULL),
+      CASE(PREFIX_MROUTE_HW_RESOURCE_FULL),
+      CASE(PREFIX_MROUTE_HW_RESOURCE_NORMAL),
+#undef CASE
+  };
+  for (auto const & c : cases) {
+    c.handle.log(0, c.args.data(), c.args.size());
+    ASSERT_FALSE(log.lines.empty());
+    std::string const & line = log.lines.back();
+    EXPECT_EQ(line.find(c.name), 0u) << line;
+    EXPECT_EQ(line.find('%'), line.npos) << line;
+    for (auto arg : c.args) EXPECT_NE(line.find(arg), line.npos) << line;
+    EXPECT_FALSE(c.handle.okToLog(0)) << "twice in a second";
+  }
+  EXPECT_EQ(log.lines[4],
+            "ETH_UNKNOWN_MULTICAST_FORWARDING_DISABLED: Multicast sent to a group with no local "
+            "members will be discarded in VLAN 10:  (output sets).");
+}
+
+TEST(FailureReason, TellsWhatRanOutFromHowTheRouteStands) {
+  using Reason = Brindle::MrouteFailureReason;
+  Reason const both{0x108 | Reason::blockedBit};
+  EXPECT_TRUE(both.hwFailure());
+  EXPECT_EQ(both.logExplain(), " (output sets, route entries)");
+  EXPECT_EQ(both.pretty(), "output sets 0x8, route entries 0x100, blocked");
+  Reason const waits{Reason::inProgressBit | Reason::notInitedBit};
+  EXPECT_FALSE(waits.hwFailure());
+  EXPECT_EQ(waits.logExplain(), "");
+  EXPECT_EQ(waits.pretty(), "notInited, inProgress");
 }
 
 TEST_F(Messages, TracesAreSetByPattern) {
@@ -162,17 +208,6 @@ TEST_F(Messages, TracesAreSetByPattern) {
   Zet::TraceHandle::levelsIs("");
   EXPECT_FALSE(late.enabled(0));
   EXPECT_TRUE(on.enabled(9));
-}
-
-TEST_F(Messages, TracesTakeWhateverHasAText) {
-  Zet::TraceHandle::levelsIs("*/9");
-  Zet::RbTreeMap<U32, bool> set;
-  set.insert(3);
-  ZET_TRACE(9, Nettle::IntfId("Ethernet1")
-                   << ' ' << Nettle::IpGenAddr(0x0a000001) << " " << U8{7} << -1 << true << 1.5
-                   << std::string(" s ") << Keel::XactResult::failure << " " << set);
-  EXPECT_THAT(trace.lines,
-              ElementsAre("LogTraceTest/9 TestBody Ethernet1 10.0.0.1 7-1True1.5 s failure [3]"));
 }
 
 TEST_F(Messages, RecordsKeepWhatTheyWereGiven) {

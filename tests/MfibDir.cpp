@@ -1,9 +1,11 @@
 // Tables that show up in the directory reach the Mira of their VRF through shared memory.
+#include <gmock/gmock.h>
+
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/Log.h"
 #include "state/ShmStatus.h"
+#include "tests/LogLines.h"
 #include "tests/MiraFixture.h"
 
 namespace {
@@ -74,16 +76,10 @@ TEST_F(MfibDir, NamesOfNoTableAreLeftAloneAndTheOthersGoOn) {
   std::string const longVrf = "pim." + std::string(101, 'x');
   std::string const longName = std::string(200, 'x') + ".red.one";
   auto const names = {"pim", "pim.", longVrf.c_str(), longName.c_str()};
-  struct Refusals final : Zet::LogSink {
-    void onLog(Zet::LogHandle const & handle, std::string_view) override {
-      count += handle.name() == "SHOAL_TABLE_REFUSED";
-    }
-    std::size_t count = 0;
-  } refusals;
-  Zet::LogHandle::sinkIs(&refusals);
+  LogLines log;
   for (char const * name : names) announce(name);
-  Zet::LogHandle::sinkIs(nullptr);
-  EXPECT_EQ(refusals.count, names.size()) << "the operator is told";
+  EXPECT_THAT(log.lines, testing::Each(testing::StartsWith("SHOAL_TABLE_REFUSED: ")));
+  EXPECT_EQ(log.lines.size(), names.size());
   auto const pim = Zet::make<ShmStatusWriter>(place, "pim.default");
   publish(*pim, first);
   announce("pim.default");

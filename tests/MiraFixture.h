@@ -1,12 +1,9 @@
 // A resolver over records that the test fills, on a clock that stands still. No chips.
 #pragma once
-#include <gtest/gtest.h>
-
 #include <string>
 
-#include "mira/MiraRoot.h"
-#include "platform/ActivityManager.h"
 #include "tests/LocalTable.h"
+#include "tests/SwitchRecords.h"
 
 namespace Tests {
 
@@ -18,55 +15,13 @@ using Shoal::Multicast::Fib::OifIndex;
 using Shoal::Multicast::Fib::Route;
 using Shoal::Multicast::Fib::RouteKey;
 
-class MiraFixture : public testing::Test {
+class MiraFixture : public SwitchRecords {
  protected:
-  // All records of the inputs, empty.
   template <class T> using Ptr = Zet::Ptr<T>;
-  Ptr<Zet::SimClock> clock = Zet::make<Zet::SimClock>(1000);
-  Ptr<Brindle::MrouteTableColl> coll = Zet::make<Brindle::MrouteTableColl>();
-  Ptr<Routing::Multicast::Fib::VrfConfig> vrfConfig =
-      Zet::make<Routing::Multicast::Fib::VrfConfig>();
-  Ptr<Routing::Multicast::Fib::Hardware::Status> status =
-      Zet::make<Routing::Multicast::Fib::Hardware::Status>();
-  Ptr<IntfVlanId::Table> vlans = Zet::make<IntfVlanId::Table>();
-  Ptr<Zet::Dir> routingInfo = Zet::make<Zet::Dir>();
-  Ptr<Zet::Dir> mfibDir = Zet::make<Zet::Dir>();
-  Ptr<Brindle::ReviewInfo> reviewInfo = Zet::make<Brindle::ReviewInfo>();
-  Ptr<Ip::AllVrfStatusLocal> vrfs = Zet::make<Ip::AllVrfStatusLocal>();
-  Ptr<Ip::Status> ip = Zet::make<Ip::Status>();
-  Ptr<Routing::Multicast::Fib::PimIntf::Status> pimIntf =
-      Zet::make<Routing::Multicast::Fib::PimIntf::Status>();
   Ptr<Brindle::MiraRoot> root;
 
-  MiraFixture() {
-    Zet::activityManager()->clockIs(clock);
-    status->hwRoutingIs(true);
-  }
-  ~MiraFixture() override {
-    root = nullptr;
-    Zet::activityManager()->clockIs(nullptr);
-  }
+  ~MiraFixture() override { root = nullptr; }
 
-  Brindle::MiraRoot::Inputs inputs() {
-    return {.mrouteTableColl = coll,
-            .clock = clock,
-            .brTopo = Zet::make<Bridging::Topology::Config>(),
-            .vlanStatusDir = Zet::make<Bridging::VlanStatusDir>(),
-            .lagStatusDir = Zet::make<Interface::EthLagIntfStatusDir>(),
-            .snoopingStatus = Zet::make<Bridging::IgmpSnooping::Status>(),
-            .mfibVrfConfig = vrfConfig,
-            .mfibDir = mfibDir,
-            .status = status,
-            .intfVlanIdTable = vlans,
-            .pimEnabled = Zet::make<Brindle::PimEnabled>(),
-            .routingInfoDir = routingInfo,
-            .mlagStatus = Zet::make<Mlag::Status>(),
-            .brConfig = Zet::make<Bridging::Config>(),
-            .reviewInfo = reviewInfo,
-            .allVrfStatusLocal = vrfs,
-            .ipStatus = ip,
-            .pimIntfStatus = pimIntf};
-  }
   // A root that is not started.
   void build() { root = Zet::make<Brindle::MiraRoot>(inputs()); }
   void start() {
@@ -76,17 +31,6 @@ class MiraFixture : public testing::Test {
   // Reviews and timers up to `seconds` from now.
   void run(double seconds = 0.5) { Zet::activityManager()->runFor(seconds); }
 
-  // What a VRF needs besides its tables, with routing on.
-  void configure(char const * vrf) {
-    vrfConfig->configIs(vrf)->routingIs(true);
-    routingInfoIs(vrf)->routingIs(true);
-    vrfs->vrfIs(vrf);
-  }
-  Ptr<Routing::RoutingGenInfo> routingInfoIs(char const * vrf) {
-    auto info = Zet::make<Routing::RoutingGenInfo>(vrf);
-    routingInfo->entityIs(vrf, info);
-    return info;
-  }
   // A new table of a VRF; the root must be there.
   Ptr<LocalTable> table(char const * vrf) {
     auto t = Zet::make<LocalTable>();
@@ -103,16 +47,13 @@ class MiraFixture : public testing::Test {
     return intf;
   }
 
-  static RouteKey key(char const * source, char const * group) {
-    return {IpGenPrefix(source), IpGenPrefix(group)};
-  }
   Ptr<Brindle::Mira> mira(char const * vrf = "default") { return root->mira(vrf); }
   Brindle::Mroute * mroute(RouteKey const & k, char const * vrf = "default") {
-    auto * t = coll->vrfMrouteTable(vrf);
+    auto * t = tables->vrfMrouteTable(vrf);
     return t ? t->mroute(k) : nullptr;
   }
   U32 mroutes(char const * vrf = "default") {
-    auto * t = coll->vrfMrouteTable(vrf);
+    auto * t = tables->vrfMrouteTable(vrf);
     return t ? t->mroute().size() : 0;
   }
 };

@@ -1,12 +1,13 @@
-// What paces reviews: credits, budgets, walks that resume.
+// What paces reviews: credits, walks that resume.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <random>
 #include <vector>
 
-#include "platform/ActivityManager.h"
 #include "platform/Budget.h"
+#include "platform/Clock.h"
+#include "platform/HashMap.h"
 #include "platform/ReviewTimer.h"
 
 namespace {
@@ -117,23 +118,6 @@ TEST(ReviewTimer, OneRequestIsPendingAtATimeAndMayBeCancelledOrBroughtForward) {
   r.again = true;
   r.timer->doUpdateNextReview();
   EXPECT_EQ(r.reviewsUntil(60), 20) << "a new configuration applies to the next request";
-}
-
-TEST(Budget, RunsOutAfterAnExactNumberOfReads) {
-  auto clock = Zet::make<Zet::SimClock>(7);
-  Zet::activityManager()->clockIs(clock);
-  clock->readCostIs(0.25);
-  Keel::Budget budget(1);
-  Keel::Paced<10> items;
-  while (!(items.inc() && budget.over())) continue;
-  EXPECT_EQ(items.count(), 40u);
-  EXPECT_EQ(clock->reads(), 5u) << "none but each tenth item reads";
-  EXPECT_FALSE(items.inc());
-  Zet::activityManager()->clockIs(nullptr);
-
-  EXPECT_EQ(Keel::nextGeneration(0), 1u);
-  EXPECT_EQ(Keel::nextGeneration(7), 8u);
-  EXPECT_EQ(Keel::nextGeneration(~0u), 1u);
 }
 
 namespace {

@@ -108,9 +108,12 @@ class ProgrammerFixture : public testing::Test, Zet::LogSink {
     return coll->oifSetIs(members);
   }
   Mroute & route(U32 n) { return *table->mrouteIs(key(n)); }
+  Mroute & floodset(U32 vlan) {
+    return *l2Table->mrouteIs(Routing::Multicast::Fib::makeRouteKeyVlanFloodset(VlanId(vlan)));
+  }
   // Sets the route's input and outputs and tells the programmer.
-  Mroute & publish(U32 n, U32 vlan, Ports ports) {
-    Mroute & m = route(n);
+  Mroute & publish(U32 n, U32 vlan, Ports ports) { return publish(route(n), vlan, ports); }
+  Mroute & publish(Mroute & m, U32 vlan, Ports ports) {
     m.acceptingVlanIdIs(VlanIdOrNone(vlan));
     m.oifSetIs(set(ports));
     return publish(m);

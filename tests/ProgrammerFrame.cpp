@@ -5,18 +5,13 @@
 namespace {
 
 using ProgrammerFrame = ProgrammerFixture;
-using Routing::Multicast::Fib::makeRouteKeyMulticastFloodset;
-using Routing::Multicast::Fib::makeRouteKeyVlanFloodset;
 
 }  // namespace
 
 TEST_F(ProgrammerFrame, AMachineLivesAsLongAsTheTableOfItsVrf) {
   chip("A");
   auto red = coll->vrfMrouteTableIs("red");
-  Mroute & m = *red->mrouteIs(key(1));
-  m.acceptingVlanIdIs(VlanIdOrNone(10));
-  m.oifSetIs(set({1}));
-  publish(m);
+  Mroute & m = publish(*red->mrouteIs(key(1)), 10, {1});
   EXPECT_EQ(entries("A"), "1@10:1");
   EXPECT_TRUE(mfib->vrfStatus("red")->route(key(1)));
 
@@ -31,10 +26,8 @@ TEST_F(ProgrammerFrame, AMachineLivesAsLongAsTheTableOfItsVrf) {
 TEST_F(ProgrammerFrame, OnlyTheDefaultVrfProgramsL2Routes) {
   chip("A");
   coll->vrfMrouteTableIs("red");
-  Mroute & m = *l2Table->mrouteIs(makeRouteKeyMulticastFloodset(VlanId(30)));
-  m.acceptingVlanIdIs(VlanIdOrNone(30));
-  m.oifSetIs(set({1}));
-  publish(m);
+  auto const l2Key = Routing::Multicast::Fib::makeRouteKeyMulticastFloodset(VlanId(30));
+  publish(*l2Table->mrouteIs(l2Key), 30, {1});
   EXPECT_EQ(entries("A"), "L30@30:1");
   EXPECT_TRUE(sm("red").zetMroute().empty());
   publish(1, 10, {1});
@@ -46,10 +39,7 @@ TEST_F(ProgrammerFrame, OnlyTheDefaultVrfProgramsL2Routes) {
 TEST_F(ProgrammerFrame, ANewLifeProgramsWhatStandsAndForgetsTheStatusOfTheRest) {
   chip("A");
   publish(1, 10, {1});
-  Mroute & floodset = *l2Table->mrouteIs(makeRouteKeyVlanFloodset(VlanId(30)));
-  floodset.acceptingVlanIdIs(VlanIdOrNone(30));
-  floodset.oifSetIs(set({1}));
-  publish(floodset);
+  publish(floodset(30), 30, {1});
   auto & boundary = *table->boundaryMrouteIs(key(2));
   boundary.fastdropIs(VlanId(20), set({}));
   auto vrf = mfib->vrfStatusIs("default");
@@ -191,10 +181,7 @@ TEST_F(ProgrammerFrame, DirtyRoutesAreNotRetried) {
   programmer->initDirtyInfo(*l2Table);
   a.refuseRoutes = true;
   publish(1, 10, {1});
-  Mroute & floodset = *l2Table->mrouteIs(makeRouteKeyVlanFloodset(VlanId(30)));
-  floodset.acceptingVlanIdIs(VlanIdOrNone(30));
-  floodset.oifSetIs(set({1}));
-  publish(floodset);
+  publish(floodset(30), 30, {1});
 
   table->dirtyInfo()->allRoutesDirtyIs(true);
   a.roomIs();
@@ -206,9 +193,9 @@ TEST_F(ProgrammerFrame, DirtyRoutesAreNotRetried) {
   EXPECT_EQ(entries("A"), "1@10:1 L30@30:1");
 
   EXPECT_TRUE(sm().isDirty(route(1)));
-  EXPECT_FALSE(sm().isDirty(floodset));
+  EXPECT_FALSE(sm().isDirty(floodset(30)));
   l2Table->dirtyInfo()->allRoutesDirtyIs(true);
-  EXPECT_TRUE(sm().isDirty(floodset));
+  EXPECT_TRUE(sm().isDirty(floodset(30)));
 }
 
 // --- Messages
@@ -250,10 +237,7 @@ TEST_F(ProgrammerFrame, OutputSetsMayBeKeptOutOfTheLog) {
 TEST_F(ProgrammerFrame, AVrfThatGoesTakesItsFailuresAlong) {
   chip("A").refuseRoutes = true;
   auto red = coll->vrfMrouteTableIs("red");
-  Mroute & m = *red->mrouteIs(key(1));
-  m.oifSetIs(set({1}));
-  m.acceptingVlanIdIs(VlanIdOrNone(10));
-  publish(m);
+  publish(*red->mrouteIs(key(1)), 10, {1});
   takeLog();
   publish(2, 10, {1});
   coll->vrfMrouteTableDel("red");

@@ -56,11 +56,9 @@ struct ProgrammerRandom : ProgrammerFixture, testing::WithParamInterface<U32> {
     publish(m);
   }
   void changeL2() {
-    VlanId const vlan(60 + pick(3));
-    auto const l2Key = Routing::Multicast::Fib::makeRouteKeyVlanFloodset(vlan);
-    if (oneIn(5)) return l2Table->mrouteDel(l2Key);
-    Mroute & m = *l2Table->mrouteIs(l2Key);
-    m.acceptingVlanIdIs(vlan);
+    Mroute & m = floodset(60 + pick(3));
+    if (oneIn(5)) return l2Table->mrouteDel(m.key());
+    m.acceptingVlanIdIs(m.key().vlanId());
     m.oifSetIs(someSet());
     publish(m);
   }

@@ -17,21 +17,15 @@ class Lamp : public Zet::Entity, public Zet::HashLink {
   class NotifieeConst : public Zet::NotifieeOf<Lamp, Zet::Entity> {
    public:
     virtual void onLevel() {}
-    virtual void onLoad(U32 const &) {}
   };
   explicit Lamp(U32 id) : id_(id) {}
   U32 const & fwkKey() const { return id_; }
   U32 level() const { return level_; }
   void levelIs(U32 v) { assign(level_, v, &NotifieeConst::onLevel); }
-  auto const & load() const { return load_; }
-  U16 load(U32 k) const { return lookup(load_, k); }
-  void loadIs(U32 k, U16 v) { put<&NotifieeConst::onLoad>(load_, k, v); }
-  void loadDel(U32 k) { erase<&NotifieeConst::onLoad>(load_, k); }
 
  private:
   U32 const id_;
   U32 level_ = 0;
-  Zet::HashMap2018<U32, U16> load_;
 };
 
 // A lamp with a callback of its own, so that depths differ on one notifier.
@@ -260,16 +254,4 @@ TEST(Reactors, RandomDeedsLeaveTheListWhole) {
     probe = nullptr;
     EXPECT_FALSE(lamp->hasReactors());
   }
-}
-
-TEST(Reactors, AtomicCountsKeepObjectsAlive) {
-  Zet::VFPtrInterface::threadSafePointers_ = true;
-  {
-    auto lamp = Zet::make<Lamp>(1u);
-    Zet::Ptr<Lamp const> copy = lamp;
-    EXPECT_EQ(lamp->references(), 2u);
-    copy = nullptr;
-    EXPECT_EQ(lamp->references(), 1u);
-  }
-  Zet::VFPtrInterface::threadSafePointers_ = false;
 }

@@ -79,20 +79,4 @@ TEST(RouteKey, TellsItsKindAndGivesBackWhatItWasMadeOf) {
   EXPECT_FALSE(makeRouteKeyVlanFloodset(vlan).isStarG());
 }
 
-// A table takes its bucket from the top of the reversed hash.
-TEST(RouteKey, SpreadsTheKeysOfOneVlanAndOfOneGroup) {
-  constexpr U32 buckets = 1024;
-  for (bool l2 : {false, true}) {
-    std::set<U32> used;
-    for (U32 i = 0; i < buckets; ++i) {
-      auto const key =
-          l2 ? makeRouteKeyEthGroup(VlanId(7),
-                                    EthAddr(EthAddr::Bytes{1, 0, 0x5e, 1, U8(i >> 8), U8(i)}))
-             : IpGenRouteKey(IpGenPrefix(IpGenAddr(0x0a000000 + i)), IpGenPrefix("224.1.1.1/32"));
-      used.insert(Zet::bitReverse(key.hash()) / (0xffffffffu / buckets + 1));
-    }
-    EXPECT_GT(used.size(), buckets / 2) << "l2 " << l2;  // at random: 63 %
-  }
-}
-
 }  // namespace

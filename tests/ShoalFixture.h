@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "platform/ShoalTable.h"
@@ -50,30 +51,38 @@ inline View viewOf(auto & table) {
 
 // Follows one table and keeps what it is told.
 struct Follower {
-  ZetShoal::ShoalWatch watch;
+  std::shared_ptr<ZetShoal::ShoalWatch> watch;
   ZetShoal::ShoalReaderDir dir;
-  Reader map;
+  Reader map{dir, "map"};
   View view;
   U64 told = 0;
   U64 torn = 0;
 
-  Follower(std::string const & root, std::string const & name, std::string const & type = "Test/1")
-      : dir(watch, root, name, type),
-        map(dir, "map") {}
+  Follower(std::string const & root, std::string const & name,
+           std::shared_ptr<ZetShoal::ShoalWatch> shared = std::make_shared<ZetShoal::ShoalWatch>())
+      : watch(std::move(shared)),
+        dir(*watch, root, name, "Test/1") {}
 
-  bool rung(int milliseconds = 0) {
-    pollfd descriptor{watch.fd(), POLLIN, 0};
-    return ::poll(&descriptor, 1, milliseconds) == 1;
+  bool rung() {
+    pollfd descriptor{watch->fd(), POLLIN, 0};
+    return ::poll(&descriptor, 1, 0) == 1;
   }
   // One turn; false if there was nothing to do.
   bool turn(U32 atMost = 256) {
-    watch.collect();
+    watch->collect();
     if (!dir.due()) return false;
+    take(atMost, [](Key const &) {});
+    return true;
+  }
+  // Takes what is new, and hands on each key.
+  void take(U32 atMost, auto && hand) {
     dir.refresh();
     if (!dir.refusal().empty()) view.clear();
     Key key;
-    for (U32 n = 0; n < atMost && map.nextChange(key); ++n, ++told) take(key);
-    return true;
+    for (U32 n = 0; n < atMost && map.nextChange(key); ++n, ++told) {
+      take(key);
+      hand(key);
+    }
   }
   void settle(U32 atMost = 256) {
     for (U32 turns = 0; turn(atMost); ++turns) ASSERT_LT(turns, 100000u) << "never at rest";

@@ -310,7 +310,7 @@ TEST_F(ShoalHostile, randomDamageNeverHurtsTheReader) {
     Record record;
     for (U64 k = 0; k < 13; ++k) follower.map.read(Key(k), record);
     for (U32 turns = 0; turns < 20; ++turns) {
-      follower.watch.collect();
+      follower.watch->collect();
       follower.dir.refresh();
       for (U32 n = 0; n < 64 && follower.map.nextChange(key); ++n) follower.map.read(key, record);
     }

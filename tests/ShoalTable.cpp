@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "tests/ShoalFixture.h"
+#include "tests/Thrown.h"
 
 namespace ShoalTest {
 
@@ -156,12 +157,8 @@ TEST_F(ShoalTable, oneWriterAtATimeAndTheNextTakesOver) {
   first->put(2);
   Follower follower(root, "t");
   follower.settle();
-  try {
-    Table second(root, "t");
-    FAIL() << "two writers";
-  } catch (ShoalError const & error) {
-    EXPECT_EQ(error.what(), root + "/t is being written by another process");
-  }
+  EXPECT_EQ(Tests::thrown<ShoalError>([&] { Table second(root, "t"); }),
+            root + "/t is being written by another process");
   first.reset();
   Table next(root, "t");
   EXPECT_EQ(next.map.size(), 2u);

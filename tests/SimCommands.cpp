@@ -1,8 +1,6 @@
 // Commands: what a line must look like, what an error says of one that does not, what may follow.
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "sim/CommandTable.h"
 
 namespace Brindle::Sim {
@@ -90,19 +88,6 @@ TEST(SimCommands, Lines) {
   for (auto const & c : cases) {
     EXPECT_EQ(outcome(c.line), c.outcome) << c.line;
   }
-}
-
-TEST(SimCommands, ErrorOfAScriptNamesItsLine) {
-  Told told;
-  Interpreter<Told> interpreter(told, std::span<Subject<Told> const>(subjects));
-  std::istringstream script("vlan add 7\n\nvlan ad 8\nvlan add 9\n");
-  try {
-    runLines(script, "lab.sim", [&](std::string const & line) { interpreter.run(line); });
-    FAIL();
-  } catch (CommandError const & e) {
-    EXPECT_STREQ(e.what(), "lab.sim:3: expected \"add\", found \"ad\"");
-  }
-  EXPECT_EQ(told, "vlans;");
 }
 
 TEST(SimCommands, Continuations) {

@@ -5,6 +5,7 @@
 #include "sim/RecordedBox.h"
 #include "sim/Words.h"
 #include "tests/SimTool.h"
+#include "tests/Thrown.h"
 
 namespace Brindle::Sim {
 
@@ -130,13 +131,9 @@ TEST_F(SimImport, WhatIsWrongIsNamed) {
   };
   for (auto const & c : cases) {
     copy(c.file, c.from, c.to);
-    try {
-      readRecordedBox(dir(), "sw");
-      ADD_FAILURE() << c.error;
-    } catch (CommandError const & e) {
-      EXPECT_NE(std::string(e.what()).find(c.error), std::string::npos) << e.what();
-      EXPECT_NE(std::string(e.what()).find(std::string("/sw-") + c.file), std::string::npos);
-    }
+    auto const said = Tests::thrown<CommandError>([&] { readRecordedBox(dir(), "sw"); });
+    EXPECT_NE(said.find(c.error), said.npos) << said << ", not " << c.error;
+    EXPECT_NE(said.find(std::string("/sw-") + c.file), said.npos) << said;
   }
   file("nw-link.json", "[]");
   EXPECT_THROW(readRecordedBox(dir(), ""), CommandError);
@@ -148,9 +145,6 @@ TEST_F(SimImport, NothingIsHalfApplied) {
   auto const bad = run("@brindle-sim import " + dir());
   EXPECT_EQ(bad.exit, 1);
   EXPECT_FALSE(std::filesystem::exists(dir() + "/tables"));
-  auto const good = run("@brindle-sim import " + copy());
-  EXPECT_EQ(good.exit, 0);
-  EXPECT_NE(good.text.find("7 routes, 4 in hardware, 3 waiting"), std::string::npos) << good.text;
 }
 
 }  // namespace

@@ -83,14 +83,10 @@ TEST_F(SimScripts, FaultsOfChips) {
 }
 
 TEST_F(SimScripts, GateWaitsForTheProtocols) {
-  std::string const gate = "nsf gate on\nnsf vrf default on\nnsf protocol sparse on\n";
-  passes(gate + twoVlans + publish +
+  passes("nsf gate on\nnsf vrf default on\nnsf protocol sparse on\n" + twoVlans + publish +
          "expect state 1.1.1.1 232.0.0.1 absent\n"
          "nsf ready static on\nsettle\nexpect state 1.1.1.1 232.0.0.1 absent\n"
          "nsf ready sparse on\nsettle\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n");
-  passes(gate + twoVlans + publish +
-         "clock advance 899\nexpect state 1.1.1.1 232.0.0.1 absent\n"
-         "clock advance 1\nsettle\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n");
 }
 
 TEST_F(SimScripts, PublisherIsReplacedWithoutLoss) {

@@ -59,32 +59,7 @@ U8 properties(std::string_view letters) {
 
 }  // namespace
 
-Switch::Switch()
-    : clock(Zet::make<Zet::SimClock>(1000)),
-      fabric(Zet::make<SimFabric>(Zet::Name("fabric"))),
-      tables(Zet::make<MrouteTableColl>()),
-      programmer(Zet::make<MrouteProgrammer>(Zet::Name("programmer"))),
-      agent(Zet::make<Agent>(Zet::Name("agent"))),
-      topology(Zet::make<Bridging::Topology::Config>()),
-      vlans(Zet::make<Bridging::VlanStatusDir>()),
-      bridging(Zet::make<Bridging::Config>()),
-      snooping(Zet::make<Bridging::IgmpSnooping::Status>()),
-      lags(Zet::make<Interface::EthLagIntfStatusDir>()),
-      mlag(Zet::make<Mlag::Status>()),
-      ip(Zet::make<Ip::Status>()),
-      vrfs(Zet::make<Ip::AllVrfStatusLocal>()),
-      intfVlans(Zet::make<IntfVlanId::Table>()),
-      vrfConfig(Zet::make<Routing::Multicast::Fib::VrfConfig>()),
-      status(Zet::make<Routing::Multicast::Fib::Hardware::Status>()),
-      pimIntf(Zet::make<Routing::Multicast::Fib::PimIntf::Status>()),
-      mbr(Zet::make<Routing::Multicast::Fib::MbrIntf>()),
-      sparse(Zet::make<Routing::Multicast::Fib::SparseModeStatus>()),
-      pimEnabled(Zet::make<PimEnabled>()),
-      nat(Zet::make<StaticNatInfo>()),
-      reviewInfo(Zet::make<ReviewInfo>()),
-      routingInfo(Zet::make<Zet::Dir>()) {
-  Zet::activityManager()->clockIs(clock);
-  status->hwRoutingIs(true);
+Switch::Switch() {
   intfVlans->ipStatusIs(ip);
   chips(1);
 }
@@ -92,17 +67,20 @@ Switch::Switch()
 Switch::~Switch() {
   agent->miraDel();
   programmer->rootSmDel();
-  Zet::activityManager()->clockIs(nullptr);
 }
 
 // --- The world
 
-void Switch::vrf(std::string_view name) {
+void SwitchRecords::configure(std::string_view name) {
   vrfs->vrfIs(vrfName(name));
   vrfConfig->configIs(vrfName(name))->routingIs(true);
-  auto info = Zet::make<Routing::RoutingGenInfo>(Zet::Name(name));
-  info->routingIs(true);
-  routingInfo->entityIs(Zet::Name(name), info);
+  routingInfoIs(name)->routingIs(true);
+}
+
+Zet::Ptr<Routing::RoutingGenInfo> SwitchRecords::routingInfoIs(std::string_view vrf) {
+  auto info = Zet::make<Routing::RoutingGenInfo>(Zet::Name(vrf));
+  routingInfo->entityIs(Zet::Name(vrf), info);
+  return info;
 }
 
 void Switch::chips(U32 count, U32 routes, U32 slots) {
@@ -116,39 +94,14 @@ void Switch::chips(U32 count, U32 routes, U32 slots) {
 
 void Switch::start() {
   if (agent->mira()) return;
-  vrf("default");
+  configure("default");
   tables->afIs(af);
   programmer->rootSmIs({.clock = clock,
                         .fabric = fabric,
                         .mrouteTableColl = tables,
                         .mfib = status,
                         .intfVlanIdTable = intfVlans});
-  agent->miraIs({
-      .mrouteTableColl = tables,
-      .clock = clock,
-      .brTopo = topology,
-      .vlanStatusDir = vlans,
-      .lagStatusDir = lags,
-      .snoopingStatus = snooping,
-      .mfibVrfConfig = vrfConfig,
-      .status = status,
-      .fastdropClock = clock,
-      .fastdropLogClock = clock,
-      .intfVlanIdTable = intfVlans,
-      .lagOperation = lagOperation,
-      .pimEnabled = pimEnabled,
-      .routingInfoDir = routingInfo,
-      .mlagStatus = mlag,
-      .brConfig = bridging,
-      .staticNatInfo = nat,
-      .reviewInfo = reviewInfo,
-      .allVrfStatusLocal = vrfs,
-      .ipStatus = ip,
-      .pimIntfStatus = pimIntf,
-      .portPropertyMask = portPropertyMask,
-      .mbrIntf = mbr,
-      .sparseModeStatus = sparse,
-  });
+  agent->miraIs(inputs());
   auto entities = Zet::make<Quay::EntityManager>();
   entities->entityIs("interface/config/subintf", Zet::make<Interface::SubIntfConfigDir>());
   agent->mira()->entityManagerIs(entities);
@@ -156,56 +109,28 @@ void Switch::start() {
 
 // --- Bridging
 
+Zet::Ptr<Bridging::Topology::TopoConfig> Switch::topo(U32 vid) {
+  return topology->topoConfigIs(Zet::String("vlan" + std::to_string(vid)));
+}
+
 void Switch::vlan(U32 vid, std::string_view ports, std::string_view vrfText) {
   VlanId v(vid);
-  vlans->vlanStatusIs(v);
-  auto topo = topology->topoConfigIs(Zet::String("vlan" + std::to_string(vid)));
-  topology->vidToTopoMapIs(v, topo);
+  auto bridged = vlans->vlanStatusIs(v);
+  topology->vidToTopoMapIs(v, topo(vid));
   IntfId svi = IntfId::ofVlan(v);
   ip->ipIntfStatusIs(svi)->vrfIs(vrfName(vrfText));
   intfVlans->internalVlanIdIs(svi, v);
-  auto up = vlans->vlanStatusIs(v);
   for (auto const & p : words(ports)) {
-    up->vlanPortStatusIs(intf(p), {Bridging::VlanPortMode::untagged});
-    for (U32 i = 0; i < fabric->chip().size(); ++i) {
-      chip("chip" + std::to_string(i)).portIs(intf(p), true);
-    }
+    bridged->vlanPortStatusIs(intf(p), {Bridging::VlanPortMode::untagged});
+    topo(vid)->topoPortConfigIs(intf(p))->stateIs(Bridging::Topology::PortState::forwarding);
+    for (auto const & c : fabric->chip()) chip(c.key.view()).portIs(intf(p), true);
   }
-  forward(vid, ports);
-}
-
-void Switch::noVlan(U32 vid) {
-  VlanId v(vid);
-  vlans->vlanStatusDel(v);
-  topology->vidToTopoMapDel(v);
-}
-
-void Switch::tag(U32 vid, std::string_view ports) {
-  for (auto const & p : words(ports)) {
-    vlans->vlanStatusIs(VlanId(vid))->vlanPortStatusIs(intf(p), {Bridging::VlanPortMode::tagged});
-  }
-}
-
-static void portState(Bridging::Topology::Config & topology, U32 vid, std::string_view ports,
-                      Bridging::Topology::PortState state) {
-  auto topo = topology.topoConfigIs(Zet::String("vlan" + std::to_string(vid)));
-  for (auto const & p : words(ports)) topo->topoPortConfigIs(intf(p))->stateIs(state);
 }
 
 void Switch::block(U32 vid, std::string_view ports) {
-  portState(*topology, vid, ports, Bridging::Topology::PortState::discarding);
-}
-
-void Switch::forward(U32 vid, std::string_view ports) {
-  portState(*topology, vid, ports, Bridging::Topology::PortState::forwarding);
-}
-
-void Switch::routedPort(std::string_view name, U32 internalVlan, std::string_view vrfText) {
-  vlan(internalVlan, name, vrfText);
-  ip->ipIntfStatusDel(IntfId::ofVlan(VlanId(internalVlan)));
-  intfVlans->internalVlanIdDel(IntfId::ofVlan(VlanId(internalVlan)));
-  ip->ipIntfStatusIs(intf(name))->vrfIs(vrfName(vrfText));
-  intfVlans->internalVlanIdIs(intf(name), VlanId(internalVlan));
+  for (auto const & p : words(ports)) {
+    topo(vid)->topoPortConfigIs(intf(p))->stateIs(Bridging::Topology::PortState::discarding);
+  }
 }
 
 void Switch::snoop(U32 vid) { snooping->vlanStatusIs(VlanId(vid)); }
@@ -217,11 +142,6 @@ static Nettle::EthAddr mac(std::string_view group) {
 void Switch::join(U32 vid, std::string_view group, std::string_view ports) {
   auto g = snooping->vlanStatusIs(VlanId(vid))->ethGroupIs(mac(group));
   for (auto const & p : words(ports)) g->intfIs(intf(p), true);
-}
-
-void Switch::leave(U32 vid, std::string_view group, std::string_view ports) {
-  auto g = snooping->vlanStatusIs(VlanId(vid))->ethGroupIs(mac(group));
-  for (auto const & p : words(ports)) g->intfDel(intf(p));
 }
 
 void Switch::router(U32 vid, std::string_view ports) {
@@ -405,7 +325,7 @@ void Switch::TearDown() {
     checkRecheck();
     checkHwFlags();
   }
-  if (!noTeardownCheck_) checkTeardown();
+  checkTeardown();
 }
 
 }  // namespace Tests

@@ -8,8 +8,6 @@
 //  - hwFlags is 0 exactly where every chip holds the entry that the route needs.
 // A scenario that opts out says why.
 #pragma once
-#include <gtest/gtest.h>
-
 #include <map>
 #include <string>
 #include <string_view>
@@ -18,17 +16,9 @@
 #include "fabric/SimFabric.h"
 #include "mira/Agent.h"
 #include "mira/MiraHelper.h"
-#include "mira/MiraRoot.h"
-#include "platform/Clock.h"
-#include "platform/EntityManager.h"
 #include "programmer/MrouteProgrammer.h"
-#include "state/Lag.h"
-#include "state/Mlag.h"
-#include "state/MulticastFib.h"
-#include "state/Pim.h"
-#include "state/PimIntf.h"
-#include "state/Vxlan.h"
 #include "tests/LocalTable.h"
+#include "tests/SwitchRecords.h"
 
 namespace Tests {
 
@@ -37,10 +27,8 @@ using Key = Routing::Multicast::Fib::IpGenRouteKey;
 // Names in a text, separated by blanks.
 std::vector<std::string> words(std::string_view text);
 Nettle::IntfId intf(std::string_view name);
-// The key of a host source, or "*", and a group (a host unless a prefix length is given).
-Key key(std::string_view source, std::string_view group);
 
-class Switch : public ::testing::Test {
+class Switch : public SwitchRecords {
  protected:
   Switch();
   ~Switch() override;
@@ -48,16 +36,10 @@ class Switch : public ::testing::Test {
 
   // Bridging. Ports are created forwarding and untagged, with an SVI "Vlan<vid>" in the VRF.
   void vlan(U32 vid, std::string_view ports, std::string_view vrf = "default");
-  void noVlan(U32 vid);
-  void tag(U32 vid, std::string_view ports);
   void block(U32 vid, std::string_view ports);
-  void forward(U32 vid, std::string_view ports);
-  // A routed port: an interface with an internal VLAN that holds it alone.
-  void routedPort(std::string_view name, U32 internalVlan, std::string_view vrf = "default");
   // Snooping; join() and router() turn it on.
   void snoop(U32 vid);
   void join(U32 vid, std::string_view group, std::string_view ports);
-  void leave(U32 vid, std::string_view group, std::string_view ports);
   void router(U32 vid, std::string_view ports);
   void lag(std::string_view name, std::string_view members);
 
@@ -94,43 +76,19 @@ class Switch : public ::testing::Test {
   Brindle::Mira & mira(std::string_view vrf = "default");
 
   // Parts of a scenario's world, to be set before start(); the verbs above start it.
-  void vrf(std::string_view name);
   void chips(U32 count, U32 routes = 1000, U32 slots = 10000);
   void start();
 
   // Opting out of a free check; the reason goes into the report of a failure elsewhere.
   void noRecheck(char const * why) { noRecheck_ = why; }
-  void noTeardownCheck(char const * why) { noTeardownCheck_ = why; }
 
-  // The world
-  Zet::Ptr<Zet::SimClock> clock;
-  Zet::Ptr<Brindle::SimFabric> fabric;
-  Zet::Ptr<Brindle::MrouteTableColl> tables;
-  Zet::Ptr<Brindle::MrouteProgrammer> programmer;
-  Zet::Ptr<Brindle::Agent> agent;
-  Zet::Ptr<Bridging::Topology::Config> topology;
-  Zet::Ptr<Bridging::VlanStatusDir> vlans;
-  Zet::Ptr<Bridging::Config> bridging;
-  Zet::Ptr<Bridging::IgmpSnooping::Status> snooping;
-  Zet::Ptr<Interface::EthLagIntfStatusDir> lags;
-  Zet::Ptr<Mlag::Status> mlag;
-  Zet::Ptr<Ip::Status> ip;
-  Zet::Ptr<Ip::AllVrfStatusLocal> vrfs;
-  Zet::Ptr<IntfVlanId::Table> intfVlans;
-  Zet::Ptr<Routing::Multicast::Fib::VrfConfig> vrfConfig;
-  Zet::Ptr<Routing::Multicast::Fib::Hardware::Status> status;
-  Zet::Ptr<Routing::Multicast::Fib::PimIntf::Status> pimIntf;
-  Zet::Ptr<Routing::Multicast::Fib::MbrIntf> mbr;
-  Zet::Ptr<Routing::Multicast::Fib::SparseModeStatus> sparse;
-  Zet::Ptr<Brindle::PimEnabled> pimEnabled;
-  Zet::Ptr<Brindle::StaticNatInfo> nat;
-  Zet::Ptr<Brindle::ReviewInfo> reviewInfo;
-  Zet::Ptr<Zet::Dir> routingInfo;
-  Brindle::LagOperation lagOperation = Brindle::lagExpand;
-  Brindle::PortPropertyMask portPropertyMask = 0;
+  Zet::Ptr<Brindle::SimFabric> fabric = Brindle::simFabricFactory("fabric");
+  Zet::Ptr<Brindle::MrouteProgrammer> programmer = Brindle::mrouteProgrammerFactory("programmer");
+  Zet::Ptr<Brindle::Agent> agent = Zet::make<Brindle::Agent>("agent");
   Nettle::AddressFamily af = Nettle::ipv4();
 
  private:
+  Zet::Ptr<Bridging::Topology::TopoConfig> topo(U32 vid);
   void checkRecheck();
   void checkHwFlags();
   void checkTeardown();
@@ -139,7 +97,6 @@ class Switch : public ::testing::Test {
   std::map<std::string, Zet::Ptr<LocalTable>, std::less<>> table_;
   std::map<std::string, U16, std::less<>> oifIndex_;
   char const * noRecheck_ = nullptr;
-  char const * noTeardownCheck_ = nullptr;
 };
 
 }  // namespace Tests
