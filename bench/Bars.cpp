@@ -13,9 +13,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "bench/KernelMfc.h"
 #include "bench/Uncounted.h"
@@ -111,10 +113,60 @@ double bytesPerRoute(U32 chips) {
   return bytes;
 }
 
+// Private bytes of a set beyond 16 a member.
+double bytesPerSet() {
+  constexpr U32 sets = 50000, members = 32;
+  auto coll = Zet::make<Brindle::MrouteTableColl>();
+  std::vector<Zet::Ptr<Brindle::OifSet>> held(sets);
+  Brindle::PortVlanSet set;
+  double before = privateBytes();
+  for (U32 i = 0; i < sets; ++i) {
+    set.clear();
+    for (U32 m = 0; m < members; ++m) {
+      set.append({Nettle::IntfId("Ethernet1"), Brindle::OutLif(5000 + i * members + m)});
+    }
+    set.saveHash();
+    held[i] = coll->oifSetIs(set);
+  }
+  return (privateBytes() - before) / sets - 16 * members;
+}
+
 void memory() {
   double one = bytesPerRoute(1);
   report("memory route", one, "bytes");
   report("memory chip", bytesPerRoute(2) - one, "bytes");
+  report("memory set", bytesPerSet(), "bytes");
+}
+
+struct Member final : Zet::RefCounted, Zet::HashLink {
+  explicit Member(U32 k) : key(k) {}
+  U32 const & fwkKey() const { return key; }
+  U32 const key;
+};
+
+// What this thread has used: on a shared machine others take their turns in between.
+double threadSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+}
+
+// The longest that one member of a growing table has to wait.
+void growth() {
+  constexpr U32 members = 1000000;
+  double longest = 1e9;
+  for (int round = 0; round < 3; ++round) {
+    double ofRound = 0;
+    Zet::HashMap<U32, Member> map;
+    for (U32 i = 0; i < members; ++i) {
+      auto member = Zet::make<Member>(i);
+      double const before = threadSeconds();
+      map.insert(member);
+      ofRound = std::max(ofRound, threadSeconds() - before);
+    }
+    longest = std::min(longest, ofRound);
+  }
+  report("growth", longest * 1e3, "ms");
 }
 
 void turns() {
@@ -236,8 +288,8 @@ int main(int argc, char ** argv) {
     return 0;
   }
   std::pair<char const *, void (*)()> const parts[] = {
-      {"loads", loads}, {"kernel", kernel}, {"memory", memory},      {"turns", turns},
-      {"patch", patch}, {"chips", chips},   {"unchanged", unchanged}};
+      {"loads", loads}, {"kernel", kernel}, {"memory", memory}, {"growth", growth},
+      {"turns", turns}, {"patch", patch},   {"chips", chips},   {"unchanged", unchanged}};
   for (auto & [name, part] : parts) {
     if (argc == 1 || std::strcmp(argv[1], name) == 0) part();
   }
