@@ -17,7 +17,6 @@
 #include "platform/ActivityManager.h"
 #include "platform/Exception.h"
 #include "platform/FileDescriptor.h"
-#include "platform/Reactor.h"
 
 namespace {
 

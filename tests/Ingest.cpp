@@ -1,6 +1,5 @@
 // From published routes to dirty routes: priorities among tables, waiting (*,G) routes, connected
 // prefixes.
-#include <array>
 #include <map>
 #include <random>
 #include <vector>

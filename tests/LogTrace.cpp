@@ -12,7 +12,6 @@
 #include "model/LogMessages.h"
 #include "platform/ActivityManager.h"
 #include "platform/Assert.h"
-#include "platform/CollectionText.h"
 #include "platform/Exception.h"
 #include "platform/IntfId.h"
 #include "platform/IpGenAddr.h"

@@ -3,28 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <map>
 #include <random>
 #include <stdexcept>
 #include <vector>
 
-#include "platform/Reactor.h"
+#include "platform/Entity.h"
 
 namespace {
 
-class Lamp : public Zet::Entity, public Zet::HashLink {
+class Lamp : public Zet::Entity {
  public:
   class NotifieeConst : public Zet::NotifieeOf<Lamp, Zet::Entity> {
    public:
     virtual void onLevel() {}
   };
-  explicit Lamp(U32 id) : id_(id) {}
-  U32 const & fwkKey() const { return id_; }
   U32 level() const { return level_; }
   void levelIs(U32 v) { assign(level_, v, &NotifieeConst::onLevel); }
 
  private:
-  U32 const id_;
   U32 level_ = 0;
 };
 
@@ -35,27 +31,10 @@ class ColouredLamp : public Lamp {
    public:
     virtual void onColour() {}
   };
-  using Lamp::Lamp;
   void colourIs(U32 v) { assign(colour_, v, &NotifieeConst::onColour); }
 
  private:
   U32 colour_ = 0;
-};
-
-class Street : public Zet::Entity {
- public:
-  class NotifieeConst : public Zet::NotifieeOf<Street, Zet::Entity> {
-   public:
-    virtual void onLamp(U32 const &) {}
-  };
-  auto const & lamp() const { return lamp_; }
-  Zet::Ptr<Lamp> lamp(U32 k) const { return lamp_.find(k); }
-  Zet::Ptr<Lamp> lampIs(U32 k) { return create<&NotifieeConst::onLamp>(lamp_, k); }
-  void lampDel(U32 k) { erase<&NotifieeConst::onLamp>(lamp_, k); }
-  void lampDelAll() { eraseAll<&NotifieeConst::onLamp>(lamp_); }
-
- private:
-  Zet::HashMap<U32, Lamp> lamp_;
 };
 
 // Calls what the test says for each event that reaches it.
@@ -79,7 +58,7 @@ Zet::Ptr<Spy> spy(Lamp * l, std::function<void(Spy &)> f = {}) {
 }  // namespace
 
 TEST(Reactors, EqualValuesFireNothingAndOrderIsThatOfRegistration) {
-  auto lamp = Zet::make<Lamp>(1u);
+  auto lamp = Zet::make<Lamp>();
   std::string order;
   auto a = spy(lamp.get(), [&](Spy &) { order += 'a'; });
   auto b = spy(lamp.get(), [&](Spy &) { order += 'b'; });
@@ -95,7 +74,7 @@ TEST(Reactors, EqualValuesFireNothingAndOrderIsThatOfRegistration) {
 }
 
 TEST(Reactors, CallbacksMayDeleteReenterAndThrow) {
-  auto lamp = Zet::make<Lamp>(1u);
+  auto lamp = Zet::make<Lamp>();
   Zet::Ptr<Spy> first, victim, thrower, last, late;
   first = spy(lamp.get(), [&](Spy & s) {
     victim->detach();  // another one
@@ -118,15 +97,14 @@ TEST(Reactors, CallbacksMayDeleteReenterAndThrow) {
 }
 
 TEST(Reactors, TheNotifierMayGoInItsOwnCallback) {
-  auto street = Zet::make<Street>();
-  auto a = spy(street->lampIs(7).get(), [&](Spy & s) {
-    street->lampDelAll();
+  auto lamp = Zet::make<Lamp>();
+  auto a = spy(lamp.get(), [&](Spy & s) {
+    lamp = nullptr;
     s.detach();
   });
-  auto b = spy(street->lamp(7).get(), [](Spy & s) { s.detach(); });
-  street->lamp(7)->levelIs(1);
+  auto b = spy(lamp.get(), [](Spy & s) { s.detach(); });
+  lamp->levelIs(1);
   EXPECT_EQ(a->calls + b->calls, 2);
-  EXPECT_EQ(street->lamp(7), nullptr);
 }
 
 TEST(Reactors, ADeeperClassHearsItsOwnAndItsBaseCallbacks) {
@@ -135,7 +113,7 @@ TEST(Reactors, ADeeperClassHearsItsOwnAndItsBaseCallbacks) {
     void onColour() override { ++colours; }
     int levels = 0, colours = 0;
   };
-  auto lamp = Zet::make<ColouredLamp>(1u);
+  auto lamp = Zet::make<ColouredLamp>();
   auto plain = spy(lamp.get());
   auto deep = Zet::make<ColourSpy>();
   deep->notifierIs(lamp.get());
@@ -148,75 +126,11 @@ TEST(Reactors, ADeeperClassHearsItsOwnAndItsBaseCallbacks) {
   deep->detach();
 }
 
-namespace {
-
-class LampSm : public Zet::Sm {
- public:
-  struct ZetLamp : Zet::KeyedReactor<U32, Lamp const, LampSm> {
-    using KeyedReactor::KeyedReactor;
-    void onLevel() override { sm()->handleLevel(key()); }
-    void immediatePass() override {
-      if (target()) sm()->handleLevel(key());
-    }
-  };
-  struct ZetStreet : Zet::Reactor<Street const, LampSm> {
-    using Reactor::Reactor;
-    void onLamp(U32 const & k) override { sm()->handleLamp(k); }
-    void immediatePass() override { sm()->handleStreet(); }
-  };
-  explicit LampSm(Zet::Ptr<Street const> const & s) { zetStreet_.attach(s); }
-  void streetIs(Zet::Ptr<Street const> const & s) { zetStreet_.attach(s); }
-  std::map<U32, U32> seen;
-
- private:
-  void handleStreet() {
-    auto * s = zetStreet_.target();
-    Zet::replay(s ? &s->lamp() : nullptr, zetLamp_, [this](U32 k) { handleLamp(k); });
-  }
-  void handleLamp(U32 k) {
-    auto * s = zetStreet_.target();
-    if (auto l = s ? s->lamp(k) : nullptr) {
-      zetLamp_.attach(k, l);
-    } else {
-      zetLamp_.del(k);
-      seen.erase(k);
-    }
-  }
-  void handleLevel(U32 k) { seen[k] = zetLamp_.find(k)->target()->level(); }
-
-  Zet::ReactorPtr<ZetStreet> zetStreet_{this};
-  Zet::ReactorMap<U32, ZetLamp> zetLamp_{this};
-};
-
-}  // namespace
-
-TEST(Reactors, AMachineSeesTheStateItMeetsAsEvents) {
-  auto street = Zet::make<Street>(), other = Zet::make<Street>();
-  street->lampIs(1)->levelIs(10);
-  street->lampIs(2);
-  auto sm = Zet::make<LampSm>(Zet::Ptr<Street const>(street));
-  EXPECT_EQ(sm->seen, (std::map<U32, U32>{{1, 10}, {2, 0}}));
-  street->lampDel(2);
-  street->lampIs(3)->levelIs(30);
-  EXPECT_EQ(sm->seen, (std::map<U32, U32>{{1, 10}, {3, 30}}));
-  other->lampIs(3)->levelIs(31);
-  sm->streetIs(other);
-  EXPECT_EQ(sm->seen, (std::map<U32, U32>{{3, 31}}));
-  street->lamp(3)->levelIs(99);
-  EXPECT_EQ(sm->seen.at(3), 31u);
-  sm->streetIs(Zet::Ptr<Street const>());
-  EXPECT_TRUE(sm->seen.empty());
-  sm->streetIs(other);
-  sm = nullptr;  // detaches everything: the next change must reach nobody
-  other->lamp(3)->levelIs(32);
-  EXPECT_FALSE(other->lamp(3)->hasReactors());
-}
-
 // Reactors that do random things to each other and to the notifier, under the sanitizers.
 TEST(Reactors, RandomDeedsLeaveTheListWhole) {
   std::mt19937 random(1);
   for (int round = 0; round < 300; ++round) {
-    auto lamp = Zet::make<Lamp>(1u);
+    auto lamp = Zet::make<Lamp>();
     std::vector<Zet::Ptr<Spy>> spies(6);
     int depth = 0;
     auto deed = [&](Spy & s) {

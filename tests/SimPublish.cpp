@@ -29,15 +29,6 @@ TEST_F(SimPublish, NothingOfAFileWithAnErrorIsPublished) {
   EXPECT_EQ(run("@brindle-publish -", "show routes\n").text, "ok\n" + one + "ok\n");
 }
 
-TEST_F(SimPublish, WriterOfATableIsAlone) {
-  auto const second =
-      run("@brindle-publish --routes 1 > " + dir() + "/first & first=$!; until [ -s " + dir() +
-          "/first ]; do sleep 0.01; done; @brindle-publish --once --routes 1; "
-          "status=$?; kill $first; wait $first; exit $status");
-  EXPECT_EQ(second.exit, 1);
-  EXPECT_NE(second.text.find("is being written by another process"), std::string::npos);
-}
-
 TEST_F(SimPublish, OneSeedGivesTheSameRoutes) {
   std::string const options = " --once --routes 40 --groups 7 --oifs 3 --star";
   auto const listed = [&](char const * seed) {

@@ -21,15 +21,6 @@ std::vector<std::string> words(std::string_view text) {
 
 IntfId intf(std::string_view name) { return IntfId(name); }
 
-Key key(std::string_view source, std::string_view group) {
-  auto prefix = [](std::string_view text) {
-    if (text.find('/') != text.npos) return Nettle::IpGenPrefix(text);
-    return Nettle::IpGenPrefix(Nettle::IpGenAddr(text));
-  };
-  bool v6 = group.find(':') != group.npos;
-  return Key(prefix(source == "*" ? (v6 ? "::/0" : "0.0.0.0/0") : source), prefix(group));
-}
-
 namespace {
 
 L3::VrfName vrfName(std::string_view name) { return L3::VrfName(name); }
@@ -70,18 +61,6 @@ Switch::~Switch() {
 }
 
 // --- The world
-
-void SwitchRecords::configure(std::string_view name) {
-  vrfs->vrfIs(vrfName(name));
-  vrfConfig->configIs(vrfName(name))->routingIs(true);
-  routingInfoIs(name)->routingIs(true);
-}
-
-Zet::Ptr<Routing::RoutingGenInfo> SwitchRecords::routingInfoIs(std::string_view vrf) {
-  auto info = Zet::make<Routing::RoutingGenInfo>(Zet::Name(vrf));
-  routingInfo->entityIs(Zet::Name(vrf), info);
-  return info;
-}
 
 void Switch::chips(U32 count, U32 routes, U32 slots) {
   for (U32 i = 0; i < count; ++i) {

@@ -45,7 +45,7 @@ class Switch : public SwitchRecords {
 
   // Publishing. `outs` are interfaces, each with properties behind a colon: f forward (default),
   // a accept, n notify, r noRpf, p persistent fastdrop, b fast-reroute; "Vlan20 Vlan30:fn". The iif
-  // accepts; what else the record says is set with publishAs.
+  // accepts; what else a record says is set in it before it is published.
   using Route = Shoal::Multicast::Fib::Route;
   void publish(std::string_view source, std::string_view group, std::string_view iif,
                std::string_view outs);

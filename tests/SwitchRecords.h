@@ -11,7 +11,14 @@
 namespace Tests {
 
 // The key of a host source, or "*", and a group; either may have a prefix length.
-Brindle::RouteBase::Key key(std::string_view source, std::string_view group);
+inline Brindle::RouteBase::Key key(std::string_view source, std::string_view group) {
+  auto prefix = [](std::string_view text) {
+    if (text.find('/') != text.npos) return Nettle::IpGenPrefix(text);
+    return Nettle::IpGenPrefix(Nettle::IpGenAddr(text));
+  };
+  bool v6 = group.find(':') != group.npos;
+  return {prefix(source == "*" ? (v6 ? "::/0" : "0.0.0.0/0") : source), prefix(group)};
+}
 
 class SwitchRecords : public testing::Test {
  protected:
@@ -50,8 +57,16 @@ class SwitchRecords : public testing::Test {
   }
 
   // What a VRF needs besides its tables, with routing on.
-  void configure(std::string_view vrf);
-  Zet::Ptr<Routing::RoutingGenInfo> routingInfoIs(std::string_view vrf);
+  void configure(std::string_view vrf) {
+    vrfs->vrfIs(L3::VrfName(vrf));
+    vrfConfig->configIs(L3::VrfName(vrf))->routingIs(true);
+    routingInfoIs(vrf)->routingIs(true);
+  }
+  Zet::Ptr<Routing::RoutingGenInfo> routingInfoIs(std::string_view vrf) {
+    auto info = Zet::make<Routing::RoutingGenInfo>(Zet::Name(vrf));
+    routingInfo->entityIs(Zet::Name(vrf), info);
+    return info;
+  }
 
   // A record that stands from the beginning.
   template <class T> struct Made : Zet::Ptr<T> {
