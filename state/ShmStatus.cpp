@@ -89,31 +89,30 @@ void ShmStatus::turn(U32 atMost) {
     RouteKey key;
     ShoalCursor at;
   };
-  std::array<Change, 256> changes;
-  atMost = std::min<U32>(atMost, changes.size());
+  atMost = std::min(atMost, 256u);
+  Zet::CompactVector<Change> changes;
   U32 passedOver = 64 * atMost;
-  U32 count = 0;
   Zet::Ptr<ShmStatus> const self(this);
   dir_.refresh();
   followRefusal();
   WireRouteKey wire;
   for (U32 map = 0; map < noMap; ++map) {
-    for (U32 rest = atMost - count; rest && nextChange(map, wire, passedOver); --rest) {
-      Change & change = changes[count];
+    U32 rest = atMost - changes.size();
+    for (; rest && nextChange(map, wire, passedOver); --rest) {
+      Change change;
       if (!fromWire(wire, change.key)) {
         ++malformed_;
         continue;
       }
-      // Only of the first map: the others are searched.
-      change.at = map == 0 ? routes_[0].changeAt() : ShoalCursor();
-      ++count;
+      if (map == 0) change.at = routes_[0].changeAt();  // the others are searched
+      changes.push_back(change);
     }
   }
   // Only now: what a route refers to was written before it.
   followOifs();
-  for (U32 i = 0; i < count; ++i) {
-    told_ = &changes[i].key;
-    toldAt_ = changes[i].at;
+  for (Change const & change : changes) {
+    told_ = &change.key;
+    toldAt_ = change.at;
     routeNotify(*told_);
   }
   told_ = nullptr;

@@ -1,10 +1,15 @@
 #include "state/ShoalFib.h"
 
+#include "platform/Budget.h"
+
 namespace Shoal::Multicast::Fib {
 
 namespace {
 
 U32 tablesMade = 0;
+U32 versionsMade = 0;
+
+U32 nextVersion() { return versionsMade = Keel::nextGeneration(versionsMade); }
 
 [[noreturn]] void throwReadOnly() {
   Zet::throwNoImplementationException("Shoal::Multicast::Fib::Status: the table is only read");
@@ -40,8 +45,15 @@ void Status::routeDel(RouteKey const &) { throwReadOnly(); }
 void Status::oifIndexIntfIs(OifIndex, OifIndexIntf const &) { throwReadOnly(); }
 
 void Status::keepOifIndexIntf(OifIndex i, OifIndexIntf const & v) {
+  if (oifIndexIntf(i) == v) return;
   while (oifIndexIntf_.size() <= i.value) oifIndexIntf_.push_back({});
   oifIndexIntf_[i.value] = v;
+  oifIndexIntfVersion_ = nextVersion();
+}
+
+void Status::oifIndexIntfDelAll() {
+  oifIndexIntf_.clear();
+  oifIndexIntfVersion_ = nextVersion();
 }
 
 Status const * MfibShoalColl::shoalPtr(StatusKey const & k) const {

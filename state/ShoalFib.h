@@ -51,6 +51,9 @@ class BRINDLE_API Status : public Zet::Entity {
   OifIndexIntf oifIndexIntf(OifIndex i) const {
     return i.value < oifIndexIntf_.size() ? oifIndexIntf_[i.value] : OifIndexIntf();
   }
+  // Another one, which no other table has, whenever an index comes to stand for something else; 0
+  // as long as none has stood for anything.
+  U32 oifIndexIntfVersion() const { return oifIndexIntfVersion_; }
 
   // For the table's own writer; a table that is only read throws NoImplementationException. A value
   // that is the default of its key, or of an index, takes it away.
@@ -74,11 +77,12 @@ class BRINDLE_API Status : public Zet::Entity {
   void routesLostNotify() const { notify(&NotifieeConst::onRoutesLost); }
 
   void keepOifIndexIntf(OifIndex, OifIndexIntf const &);
-  void oifIndexIntfDelAll() { oifIndexIntf_.clear(); }
+  void oifIndexIntfDelAll();
 
  private:
   Zet::Name const name_;
   U32 const number_;
+  U32 oifIndexIntfVersion_ = 0;
   Zet::CompactVector<OifIndexIntf> oifIndexIntf_;  // by index
 };
 
@@ -97,17 +101,16 @@ class Status::RouteIterator {
   bool end_ = true;
 };
 
-// Walks the outputs of a route with their interfaces and properties. An index behind which nothing
-// stands ends the walk with error(): the table has moved on since it published the route, and will
-// publish it anew.
+// Walks the outputs of a route, or those of them that another route does not have, with their
+// interfaces and properties. An index behind which nothing stands ends the walk with error(): the
+// table has moved on since it published the route, and will publish it anew.
 class RouteIntfIteratorConst {
  public:
-  // `table` may be null for a route without outputs. Route and table must stay as they are.
+  // `table` may be null for a route without outputs. Routes and table must stay as they are.
   RouteIntfIteratorConst(Route const & route, Status const * table)
-      : oif_(route.oifs()),
-        table_(table) {
-    load();
-  }
+      : RouteIntfIteratorConst(OifBitmap::Iterator(route.oifs()), table) {}
+  RouteIntfIteratorConst(Route const & route, Route const & without, Status const * table)
+      : RouteIntfIteratorConst(OifBitmap::Iterator(route.oifs(), without.oifs()), table) {}
 
   explicit operator bool() const { return oif_ && !error_; }
   bool error() const { return error_; }
@@ -122,6 +125,11 @@ class RouteIntfIteratorConst {
   bool has(OifProperty p) const { return at_.properties & p; }
 
  private:
+  RouteIntfIteratorConst(OifBitmap::Iterator const & oif, Status const * table)
+      : oif_(oif),
+        table_(table) {
+    load();
+  }
   void load() {
     if (!oif_) return;
     at_ = table_ ? table_->oifIndexIntf(oif_.index()) : OifIndexIntf();
@@ -143,6 +151,10 @@ class CachedMapRouteIntfIteratorConst : public RouteIntfIteratorConst {
   CachedMapRouteIntfIteratorConst(Route const & route, OifIndexIntfIdMap const & kept,
                                   Status const * table)
       : RouteIntfIteratorConst(route, table),
+        kept_(&kept) {}
+  CachedMapRouteIntfIteratorConst(Route const & route, Route const & without,
+                                  OifIndexIntfIdMap const & kept, Status const * table)
+      : RouteIntfIteratorConst(route, without, table),
         kept_(&kept) {}
 
   // None if the reader has kept none.

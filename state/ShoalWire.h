@@ -71,6 +71,12 @@ struct WireRoute {
   static constexpr U32 size(U32 oifWords) {
     return static_cast<U32>(offsetof(WireRoute, oifs) + oifWords * sizeof(U64));
   }
+  // Of a bitmap of so many words.
+  bool upperHalfEmpty(U32 oifWords) const {
+    U64 any = 0;
+    for (U32 i = oifWords / 2; i < oifWords; ++i) any |= oifs[i];
+    return !any;
+  }
 };
 
 // The interfaces of one table, by number and by IntfId.
@@ -118,6 +124,8 @@ inline bool fromWire(WireRoute const & wire, U32 oifWords, WireIntfs const & int
   route.rpaIdIs(wire.rpaId);
   route.priorityIs(RoutePriority(wire.priority));
   route.notifyProgrammableIs(wire.notifyProgrammable);
+  // Wide records have room for many outputs: what is empty of it need not be kept.
+  while (oifWords > OifBitmap::inlineWords && wire.upperHalfEmpty(oifWords)) oifWords /= 2;
   route.oifsIs(wire.oifs.data(), oifWords);
   return true;
 }

@@ -26,11 +26,12 @@ void setOifs(Route & route, std::set<U16> const & indices) {
   for (U16 i : indices) route.oifIs(OifIndex(i), true);
 }
 
-std::vector<U16> members(OifBitmap const & set) {
+std::vector<U16> members(OifBitmap::Iterator i) {
   std::vector<U16> all;
-  for (OifBitmap::Iterator i(set); i; i.advance()) all.push_back(i.index().value);
+  for (; i; i.advance()) all.push_back(i.index().value);
   return all;
 }
+std::vector<U16> members(OifBitmap const & set) { return members(OifBitmap::Iterator(set)); }
 
 OifBitmap bitmap(std::set<U16> const & model) {
   OifBitmap set;
@@ -57,7 +58,9 @@ TEST(OifBitmap, BehavesLikeASet) {
     EXPECT_EQ(x.none(), a.empty());
     EXPECT_EQ(x.bound(), a.empty() ? 0u : *a.rbegin() + 1u);
 
-    std::set<U16> both, one;
+    std::set<U16> both, one, left;
+    std::set_difference(a.begin(), a.end(), b.begin(), b.end(), std::inserter(left, left.end()));
+    EXPECT_THAT(members(OifBitmap::Iterator(x, y)), ElementsAreArray(left));
     std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::inserter(both, both.end()));
     std::set_symmetric_difference(a.begin(), a.end(), b.begin(), b.end(),
                                   std::inserter(one, one.end()));
@@ -145,7 +148,11 @@ TEST(RouteIntfIterator, GivesInterfacesAndEndsInErrorWhereNothingStands) {
   EXPECT_EQ(cached.intf(), old);
   EXPECT_TRUE(cached.has(oifFrr) && !cached.has(oifAccept));
 
+  U32 const version = table->oifIndexIntfVersion();
+  table->oifIndexIntfIs(OifIndex(1), {vlan1, oifAccept});
+  EXPECT_EQ(table->oifIndexIntfVersion(), version) << "nothing has changed";
   table->oifIndexIntfIs(OifIndex(2), {});
+  EXPECT_NE(table->oifIndexIntfVersion(), version);
   RouteIntfIteratorConst broken(route, table.get());
   EXPECT_TRUE(broken);
   broken.advance();
