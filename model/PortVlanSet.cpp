@@ -104,22 +104,30 @@ void PortVlanSet::portVlanDelAll() {
   hashSaved_ = false;
 }
 
-U32 PortVlanSet::vlanDel(Bridging::VlanIdOrNone vid) {
-  settle();
+std::span<PortVlan const> PortVlanSet::vlanMembers(Bridging::VlanIdOrNone vid) const {
   OutLif const outLif(vid);
-  auto & items = portVlan_.itemsForBuild();
-  PortVlan * first =
+  auto const & items = portVlan().items();
+  PortVlan const * const first =
       std::lower_bound(items.begin(), items.end(), outLif,
                        [](PortVlan const & pv, OutLif const & lif) { return pv.outLif < lif; });
-  PortVlan * last = first;
-  while (last != items.end() && last->outLif == outLif) memberSum_ -= (last++)->hash();
-  if (first == last) return 0;
-  U32 const count = static_cast<U32>(last - first);
-  std::memmove(first, last, static_cast<std::size_t>(items.end() - last) * sizeof *last);
-  items.truncate(items.size() - count);
+  PortVlan const * last = first;
+  while (last != items.end() && last->outLif == outLif) ++last;
+  return {first, last};
+}
+
+U32 PortVlanSet::vlanDel(Bridging::VlanIdOrNone vid) {
+  settle();
+  std::span<PortVlan const> const gone = vlanMembers(vid);
+  if (gone.empty()) return 0;
+  for (PortVlan const & pv : gone) memberSum_ -= pv.hash();
+  auto & items = portVlan_.itemsForBuild();
+  PortVlan * const first = items.begin() + (gone.data() - items.begin());
+  PortVlan const * const rest = first + gone.size();
+  std::memmove(first, rest, static_cast<std::size_t>(items.end() - rest) * sizeof *rest);
+  items.truncate(items.size() - static_cast<U32>(gone.size()));
   settledSize_ = items.size();
   hashSaved_ = false;
-  return count;
+  return static_cast<U32>(gone.size());
 }
 
 // The members that are settled are the first of the ascending runs, or the start of it.

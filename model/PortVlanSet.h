@@ -6,6 +6,7 @@
 // one addition to the hash.
 #pragma once
 
+#include <span>
 #include <string>
 #include <tuple>
 
@@ -51,8 +52,10 @@ class BRINDLE_API PortVlanSet {
   bool portVlanIs(PortVlan const &, bool present);
   bool portVlanDel(PortVlan const & pv) { return portVlanIs(pv, false); }
   void portVlanDelAll();
+  // The members of a VLAN, which stand side by side; until the next change. REQUIRES: settled.
+  std::span<PortVlan const> vlanMembers(Bridging::VlanIdOrNone) const;
   // Settles the set and removes the members for which `remove(member)` holds, in one pass, or
-  // those of a VLAN, which stand side by side. Returns their number.
+  // those of a VLAN. Returns their number.
   template <class F> U32 portVlanDelIf(F remove);
   U32 vlanDel(Bridging::VlanIdOrNone);
 

@@ -130,7 +130,11 @@ template <class T> class CompactVector {
   void assignFrom(CompactVector const & o) {
     if (o.empty()) return;
     reserve(o.size());
-    std::uninitialized_copy(o.begin(), o.end(), data());
+    if constexpr (std::is_trivially_copyable_v<T>) {
+      std::memcpy(static_cast<void *>(data()), o.data(), o.size() * sizeof(T));
+    } else {
+      std::uninitialized_copy(o.begin(), o.end(), data());
+    }
     block_->size = o.size();
   }
   void freeBlock() {
