@@ -22,7 +22,7 @@ Zet::TraceHandle traceHandle("PortVlanSetComputation", false);
 
 Nettle::IpGenPrefix const kAllIpv4Groups("224.0.0.0/4");
 
-// Room that is made for a set that has not been computed yet.
+// Room that is made for members of which it is not known how many come.
 constexpr U32 kUsualMembers = 48;
 
 // What a key of a connected prefix looks like; such a key may stand in a table, too.
@@ -89,9 +89,8 @@ PortVlanSetComputation::PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> con
       table_(readTable()),
       isPrefixKey_(isPrefixKey(key_)),
       isConnectedPrefix_(isPrefixKey_ && !table_),
-      groupEth_(ethAddrFromIpAddr(key_.group().address())),
-      groupHash_(groupEth_.hash()),
-      for_{mroute_.key().kind(), groupEth_, !key_.group().isHost()},
+      for_{key_.kind(), ethAddrFromIpAddr(key_.group().address()), !key_.group().isHost()},
+      groupHash_(for_.ethAddr.hash()),
       expansion_(root_, for_, pvSet_) {}
 
 inline Status const * PortVlanSetComputation::readTable() {
@@ -159,19 +158,18 @@ inline void PortVlanSetComputation::choosePath(bool allowOptimize) {
               mroute_.oifSet() && !holdsOutLif(mroute_.oifSet()->portVlanSet());
 }
 
-// An index that both records hold may have come to stand for another interface.
+// An index that both records hold may have come to stand for another interface, or for none. The
+// indices of the last record are those of the cache.
 bool PortVlanSetComputation::hasSilentMappingChange() const {
-  Route const & lastSeen = mroute_.lastSeenShoalRoute();
-  if (!table_ || lastSeen.isDefault()) return false;
-  auto const & cache = mroute_.oifIndexIntfIdCache();
-  Route const common = srt_ & lastSeen;
-  RouteIntfIteratorConst i(common, table_);
-  for (; i; i.advance()) {
-    if (!i.has(oifForward)) continue;
-    IntfId const * cached = cache.find(i.index());
-    if (!cached || *cached != i.intf()) return true;
+  if (!table_ || mroute_.lastSeenShoalRoute().isDefault()) return false;
+  if (table_->oifIndexIntfVersion() == mroute_.oifIndexIntfVersion()) return false;
+  for (auto const & seen : mroute_.oifIndexIntfIdCache().items()) {
+    if (!srt_.oif(seen.key)) continue;
+    OifIndexIntf const now = table_->oifIndexIntf(seen.key);
+    if (now == OifIndexIntf()) return true;
+    if ((now.properties & oifForward) && now.intf != seen.value) return true;
   }
-  return i.error();  // it now stands for nothing
+  return false;
 }
 
 inline void PortVlanSetComputation::startAfresh() {
@@ -179,26 +177,24 @@ inline void PortVlanSetComputation::startAfresh() {
   iifIntf_ = IntfId();
   iifVlan_ = VlanIdOrNone();
   noRpf_ = acceptSeen_ = false;
-  vlanFilter_ = vlanPortFilter_ = 0;
-  vlanGroupFilter_ = 0;
+  filters_ = {};
   pvSet_.clear();
   pvSet_.reserve(mroute_.oifSet() ? mroute_.oifSet()->portVlanSet().portVlans() : kUsualMembers);
   mroute_.oifIndexIntfIdCacheDelAll(srt_.oifs().count());
   if (isConnectedPrefix_) {
     iifIntf_ = srt_.iif();
     iifVlan_ = vlanOf(iifIntf_);
-    vlanFilter_ |= vlanBit(iifVlan_);
+    filters_.vlan |= vlanBit(iifVlan_);
   }
-  if (table_) addOutputs(srt_);
+  if (table_) addOutputs({srt_, table_});
 }
 
 // Brings the standing set up to date with what came and went in the record; turns optimize_ off
 // where that cannot be done.
 void PortVlanSetComputation::patchSet() {
   Route const & lastSeen = mroute_.lastSeenShoalRoute();
-  Route const diffRoute = srt_ ^ lastSeen;
   Zet::OrderedSet<VlanIdOrNone> deleted;
-  if (!takeOut(diffRoute & lastSeen, deleted)) {
+  if (!takeOut({lastSeen, srt_, mroute_.oifIndexIntfIdCache(), table_}, deleted)) {
     optimize_ = false;
     return;
   }
@@ -206,16 +202,16 @@ void PortVlanSetComputation::patchSet() {
   iifIntf_ = mroute_.acceptingIntfId();
   noRpf_ = mroute_.noRpf();
   acceptSeen_ = static_cast<bool>(iifIntf_);
-  pvSet_ = mroute_.oifSet()->portVlanSet();
+  PortVlanSet const & standing = mroute_.oifSet()->portVlanSet();
+  pvSet_.reserve(standing.portVlans() + kUsualMembers);
+  pvSet_ = standing;
   keepRest(deleted);
-  addOutputs(diffRoute & srt_);
+  addOutputs({srt_, lastSeen, table_});
 }
 
 // Forgets the outputs that went; false if one of them was more than an output.
-bool PortVlanSetComputation::takeOut(Route const & deletedRoute,
+bool PortVlanSetComputation::takeOut(CachedMapRouteIntfIteratorConst i,
                                      Zet::OrderedSet<VlanIdOrNone> & deleted) {
-  CachedMapRouteIntfIteratorConst i(deletedRoute, mroute_.oifIndexIntfIdCache(), table_);
-  Zet::CompactVector<OifIndex> gone;
   for (; i; i.advance()) {
     if (i.has(oifAccept)) return false;
     if (i.has(oifNotify) && !i.has(oifForward)) {
@@ -234,14 +230,10 @@ bool PortVlanSetComputation::takeOut(Route const & deletedRoute,
     IntfId intfId = i.intf();
     ZET_ASSERT(intfId, "intfId");
     deleted.insert(vlanOf(intfId));
-    gone.push_back(i.index());
+    mroute_.oifIndexIntfIdCacheDel(i.index());
   }
-  if (i.error()) {
-    ZET_TRACE(5, key_.pretty() << ": Iterator error ");
-    return false;
-  }
-  for (OifIndex index : gone) mroute_.oifIndexIntfIdCacheDel(index);
-  return true;
+  if (i.error()) ZET_TRACE(5, key_.pretty() << ": Iterator error ");
+  return !i.error();
 }
 
 void PortVlanSetComputation::takeOutVlan(VlanIdOrNone vid) {
@@ -249,24 +241,53 @@ void PortVlanSetComputation::takeOutVlan(VlanIdOrNone vid) {
   if (members) ZET_TRACE(9, "deleting vid: " << vid << " with " << members << " property: ");
 }
 
-// Takes the members of deleted VLANs out of the set and gathers the filters of those that stay.
+// Takes the members of deleted VLANs out of the set, and from the filters the bits that only they
+// had there. For one bit as many others are looked at as the filter has bits: that a route with
+// more of them keeps a bit too many costs it a computation one day, and this sets it right.
 void PortVlanSetComputation::keepRest(Zet::OrderedSet<VlanIdOrNone> const & deleted) {
-  for (VlanIdOrNone vid : deleted.items()) takeOutVlan(vid);
-  for (PortVlan const & pv : pvSet_.portVlan().items()) {
-    vlanPortFilter_ |= vlanPortBit(pv.vlanId(), pv.port);
+  Filters gone;
+  for (VlanIdOrNone vid : deleted.items()) {
+    gone.vlan |= vlanBit(vid);
+    gone.vlanGroup |= vlanGroupBit(vid, groupHash_);
+    VlanPortBits const bits(vid);
+    for (PortVlan const & pv : pvSet_.vlanMembers(vid)) gone.vlanPort |= bits.bit(pv.port);
+    takeOutVlan(vid);
   }
-  for (auto const & kept : mroute_.oifIndexIntfIdCache().items()) {
-    VlanIdOrNone vid = vlanOf(kept.value);
-    vlanFilter_ |= vlanBit(vid);
-    vlanGroupFilter_ |= vlanGroupBit(vid, groupHash_);
+  keepVlanPorts(pvSet_, gone);
+  for (auto const & special : {mroute_.notifyOifSet(), mroute_.staticFastdropOifSet()}) {
+    if (special) keepVlanPorts(special->portVlanSet(), gone);
+  }
+  keepVlans(gone);
+  filters_ = mroute_.filters();
+  filters_.vlan &= ~gone.vlan;
+  filters_.vlanGroup &= ~gone.vlanGroup;
+  filters_.vlanPort &= ~gone.vlanPort;
+}
+
+// Takes the bits that members of the set have out of those that are gone.
+void PortVlanSetComputation::keepVlanPorts(PortVlanSet const & set, Filters & gone) const {
+  U32 rest = 8 * sizeof gone.vlanPort;
+  for (PortVlan const & pv : set.portVlan().items()) {
+    if (!gone.vlanPort) return;
+    gone.vlanPort &= rest-- ? ~vlanPortBit(pv.vlanId(), pv.port) : 0;
+  }
+}
+
+// The same for the VLANs of the outputs that stay.
+void PortVlanSetComputation::keepVlans(Filters & gone) const {
+  U32 rest = 8 * sizeof gone.vlanGroup;
+  for (auto const & output : mroute_.oifIndexIntfIdCache().items()) {
+    if (!gone.vlan && !gone.vlanGroup) return;
+    VlanIdOrNone vid = vlanOf(output.value);
+    gone.vlan &= rest ? ~vlanBit(vid) : 0;
+    gone.vlanGroup &= rest-- ? ~vlanGroupBit(vid, groupHash_) : 0;
   }
 }
 
 // --- One output
 
 // False if the table changed under the walk.
-bool PortVlanSetComputation::addOutputs(Route const & outputs) {
-  RouteIntfIteratorConst i(outputs, table_);
+bool PortVlanSetComputation::addOutputs(RouteIntfIteratorConst i) {
   for (; i; i.advance()) {
     IntfId intf = i.intf();
     mroute_.oifIndexIntfIdCacheIs(i.index(), intf);
@@ -297,7 +318,7 @@ inline void PortVlanSetComputation::addOutput(Output const & output) {
 inline bool PortVlanSetComputation::addMember(Output const & output) {
   bool accept = output.has(oifAccept);
   bool noRpf = output.has(oifNoRpf);
-  vlanFilter_ |= vlanBit(output.vid);
+  filters_.vlan |= vlanBit(output.vid);
   if (!output.vid && !noRpf) return false;
   if (accept && acceptSeen_ && !output.has(oifForward)) {
     ZET_TRACE(5, "Ignoring accepting-only interface " << output.intf);
@@ -313,7 +334,7 @@ inline bool PortVlanSetComputation::addMember(Output const & output) {
       return false;
     }
   }
-  vlanGroupFilter_ |= vlanGroupBit(output.vid, groupHash_);
+  filters_.vlanGroup |= vlanGroupBit(output.vid, groupHash_);
   if (output.vid) addMemberVlan(VlanId(output.vid));
   return true;
 }
@@ -544,11 +565,12 @@ void PortVlanSetComputation::clearMbrFastdrops() {
 inline void PortVlanSetComputation::storeFilters() {
   mroute_.versionIs(Keel::nextGeneration(mroute_.version()));
   mroute_.lastSeenShoalRouteIs(srt_);
-  mira_.mrouteTable()->doUpdateVrfVlanFilter(vlanFilter_, vlanFilter_ ^ mroute_.vlanFilter());
-  mroute_.vlanFilterIs(vlanFilter_);
-  mroute_.vlanPortFilterIs(vlanPortFilter_ | expansion_.vlanPortFilter());
-  mroute_.lagFilterIs(lagFilter_ | expansion_.lagFilter());
-  mroute_.vlanGroupFilterIs(vlanGroupFilter_);
+  mroute_.oifIndexIntfVersionIs(table_ ? table_->oifIndexIntfVersion() : 0);
+  mira_.mrouteTable()->doUpdateVrfVlanFilter(filters_.vlan, filters_.vlan ^ mroute_.vlanFilter());
+  mroute_.vlanFilterIs(filters_.vlan);
+  mroute_.vlanPortFilterIs(filters_.vlanPort | expansion_.vlanPortFilter());
+  mroute_.lagFilterIs(filters_.lag | expansion_.lagFilter());
+  mroute_.vlanGroupFilterIs(filters_.vlanGroup);
   mroute_.fastdropDirtyIs(false);
   mroute_.dirtyIs(false);
 }
@@ -576,8 +598,8 @@ PortVlanSet PortVlanSetComputation::specialSet(Special const & what) {
     expansion.addVlanToPortVlanSet(VlanId(what.members));
     expansion.doResolveAndAddLagsToPvSet(what.chooser, mira_.vrfName(), key_);
     set.settle();
-    vlanPortFilter_ |= expansion.vlanPortFilter();
-    lagFilter_ |= expansion.lagFilter();
+    filters_.vlanPort |= expansion.vlanPortFilter();
+    filters_.lag |= expansion.lagFilter();
   }
   featureFlagIs(set);
   return set;

@@ -51,13 +51,16 @@ class PortVlanSetComputation {
   void choosePath(bool allowOptimize);
   bool hasSilentMappingChange() const;
   void patchSet();
-  bool takeOut(Route const & deletedRoute, Zet::OrderedSet<Bridging::VlanIdOrNone> & deleted);
+  bool takeOut(Shoal::Multicast::Fib::CachedMapRouteIntfIteratorConst gone,
+               Zet::OrderedSet<Bridging::VlanIdOrNone> & deleted);
   void takeOutVlan(Bridging::VlanIdOrNone vid);
   void keepRest(Zet::OrderedSet<Bridging::VlanIdOrNone> const & deleted);
+  void keepVlanPorts(PortVlanSet const & set, Filters & gone) const;
+  void keepVlans(Filters & gone) const;
   void startAfresh();
 
   // One output
-  bool addOutputs(Route const & outputs);
+  bool addOutputs(Shoal::Multicast::Fib::RouteIntfIteratorConst added);
   void addOutput(Output const & output);
   bool addMember(Output const & output);
   void addMemberVlan(Bridging::VlanId vid);
@@ -95,18 +98,14 @@ class PortVlanSetComputation {
   bool const isPrefixKey_;                             // the group is all of IPv4 multicast
   bool const isConnectedPrefix_;  // of these, one that the resolver made itself
 
-  Nettle::EthAddr const groupEth_;
-  U32 const groupHash_;
   PortVlanSet pvSet_;
   PortVlanSet frrPvSet_;
   Expansion::For const for_;
+  U32 const groupHash_;
   Expansion expansion_;
   Bridging::VlanIdOrNone iifVlan_;
   Nettle::IntfId iifIntf_;
-  U32 vlanFilter_ = 0;
-  U32 vlanPortFilter_ = 0;  // of members that stay, and of the special sets
-  U64 vlanGroupFilter_ = 0;
-  U32 lagFilter_ = 0;  // of the special sets
+  Filters filters_;  // but for those of the main set's expansion, which keeps its own
   bool optimize_ = false;
   bool changed_ = false;
   bool failed_ = false;  // the table changed under a walk; the route stays dirty

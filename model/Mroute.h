@@ -110,6 +110,10 @@ class BRINDLE_API Mroute final : public RouteBase {
   // Keeps room for `expected` members, which are about to come.
   void oifIndexIntfIdCacheDelAll(U32 expected = 0);
 
+  // The version of the table's indices at that time: as long as it stands, so do the interfaces.
+  U32 oifIndexIntfVersion() const { return oifIndexIntfVersion_; }
+  void oifIndexIntfVersionIs(U32 v) { oifIndexIntfVersion_ = v; }
+
   bool optimizeStatus() const { return optimizeStatus_; }
   void optimizeStatusIs(bool v) { assign(optimizeStatus_, v, &NotifieeConst::onOptimizeStatus); }
 
@@ -140,6 +144,7 @@ class BRINDLE_API Mroute final : public RouteBase {
   Nettle::IntfId acceptingIntfId_;
   U32 review_ = 0;
   U32 mcastGroupRequestId_ = 0;
+  U32 oifIndexIntfVersion_ = 0;
   bool noRpf_ = false;
   bool markedForDeletion_ = false;
   bool optimizeStatus_ = false;
