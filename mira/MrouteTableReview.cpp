@@ -109,14 +109,14 @@ bool MrouteTableReview::visit() {
 bool MrouteTableReview::skipClean() {
   DirtyInfo::Walk const dirty(*mira_.dirtyInfo());
   U32 const review = mira_.review();
-  bool lookAtClock = false;
-  bool const wrapped = current_.skip(start_, [&](Mroute const & mroute) {
-    if (lookAtClock || (dirty.mrouteDirty(mroute) && mroute.review() != review)) return false;
-    traceSkipped(mroute);
-    lookAtClock = walked_.inc();
+  bool const tracing = traceHandle.enabled(9);
+  bool wrapped = false;
+  U32 const skipped = current_.skip(start_, walked_.toGo(), wrapped, [&](Mroute const & mroute) {
+    if (dirty.mrouteDirty(mroute) && mroute.review() != review) return false;
+    if (tracing) traceSkipped(mroute);
     return true;
   });
-  lookAtClock_ = lookAtClock;
+  lookAtClock_ = walked_.inc(skipped);
   if (wrapped) table_.mroutesInitializedIs(true);
   return current_ == start_;
 }

@@ -26,8 +26,12 @@ class Budget {
 //   if (routes.inc() && budget.over()) return pause();
 template <unsigned stride> class Paced {
  public:
-  bool inc() {
-    if (--toGo_) return false;
+  bool inc() { return inc(1); }
+  // How many make the next stride full; and so many at once, not more than that.
+  unsigned toGo() const { return toGo_; }
+  bool inc(unsigned n) {
+    toGo_ -= n;
+    if (toGo_) return false;
     toGo_ = stride;
     ++strides_;
     return true;
@@ -67,21 +71,22 @@ template <class Map> class WrapIterator {
     at_ = map_->begin();
     return true;
   }
-  // Moves on for as long as `leave` is true of the member that it stands on, but not past `stop`,
-  // nor beyond the first member once it has come to the end of the map: true then. `leave` must not
-  // change the map.
-  template <class Leave> bool skip(WrapIterator const & stop, Leave leave) {
+  // Moves on by at most so many members, for as long as `leave` is true of the one that it stands
+  // on, but not past `stop`, nor beyond the first one once it has come to the end of the map:
+  // `wrapped` then. Returns by how many. `leave` must not change the map.
+  template <class Leave>
+  U32 skip(WrapIterator const & stop, U32 most, bool & wrapped, Leave leave) {
     auto * at = at_.operator->();
-    while (leave(*at)) {
+    auto * const stopAt = stop.at_.operator->();
+    U32 moved = 0;
+    while (moved < most && leave(*at)) {
+      ++moved;
       at = map_->next(at);
-      if (!at) {
-        at_ = map_->begin();
-        return true;
-      }
-      if (at == stop.at_.operator->()) break;
+      wrapped = !at;
+      if (wrapped || at == stopAt) break;
     }
-    at_ = map_->at(at);
-    return false;
+    at_ = wrapped ? map_->begin() : map_->at(at);
+    return moved;
   }
   // The member of this key is about to be deleted: if the walk stands on it, it moves on, to null
   // if there is no other. True if it went from the last member to the first.

@@ -34,6 +34,12 @@ HashLink ** newBuckets(U32 bits) {
   return static_cast<HashLink **>(p);
 }
 
+// What a walk looks at: the link, and what stands behind it.
+inline void fetch(HashLink const * l) {
+  __builtin_prefetch(l);
+  __builtin_prefetch(l + 3);
+}
+
 void deleteBuckets(HashLink ** p, U32 bits) {
   if (!p) return;
   if (bytesOf(bits) < kMapped) {
@@ -89,12 +95,12 @@ HashLink * HashTable::afterChain(U32 order) const {
   HashLink ** const end = a.bucket + ((inNow ? c.boundary : kEnd) >> a.shift());
   while (p < end && !*p) ++p;
   if (p >= end) return inNow && c.old.bucket ? firstFrom(c.boundary) : nullptr;
-  // In a large table each member is a cache miss: fetch ahead while this one is being looked at.
-  constexpr std::ptrdiff_t kAhead = 8;
-  if (end - p > kAhead) {
-    HashLink const * ahead = p[kAhead];
-    __builtin_prefetch(ahead);
-    __builtin_prefetch(reinterpret_cast<char const *>(ahead) + 64);
+  // In a large table each member is a cache miss: fetch ahead while this one is being looked at,
+  // first what begins a chain, then what stands second in it.
+  constexpr std::ptrdiff_t kFirst = 16, kSecond = 8;
+  if (end - p > kFirst) {
+    fetch(p[kFirst]);
+    if (p[kSecond]) fetch(p[kSecond]->hashNext_);
   }
   return *p;
 }
