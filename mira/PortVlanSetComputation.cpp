@@ -186,15 +186,16 @@ inline void PortVlanSetComputation::startAfresh() {
     iifVlan_ = vlanOf(iifIntf_);
     filters_.vlan |= vlanBit(iifVlan_);
   }
-  if (table_) addOutputs({srt_, table_});
+  if (table_) addOutputs(srt_);
 }
 
 // Brings the standing set up to date with what came and went in the record; turns optimize_ off
 // where that cannot be done.
 void PortVlanSetComputation::patchSet() {
   Route const & lastSeen = mroute_.lastSeenShoalRoute();
+  Route const diffRoute = srt_ ^ lastSeen;
   Zet::OrderedSet<VlanIdOrNone> deleted;
-  if (!takeOut({lastSeen, srt_, mroute_.oifIndexIntfIdCache(), table_}, deleted)) {
+  if (!takeOut(diffRoute & lastSeen, deleted)) {
     optimize_ = false;
     return;
   }
@@ -206,12 +207,13 @@ void PortVlanSetComputation::patchSet() {
   pvSet_.reserve(standing.portVlans() + kUsualMembers);
   pvSet_ = standing;
   keepRest(deleted);
-  addOutputs({srt_, lastSeen, table_});
+  addOutputs(diffRoute & srt_);
 }
 
 // Forgets the outputs that went; false if one of them was more than an output.
-bool PortVlanSetComputation::takeOut(CachedMapRouteIntfIteratorConst i,
+bool PortVlanSetComputation::takeOut(Route const & deletedRoute,
                                      Zet::OrderedSet<VlanIdOrNone> & deleted) {
+  CachedMapRouteIntfIteratorConst i(deletedRoute, mroute_.oifIndexIntfIdCache(), table_);
   for (; i; i.advance()) {
     if (i.has(oifAccept)) return false;
     if (i.has(oifNotify) && !i.has(oifForward)) {
@@ -287,7 +289,8 @@ void PortVlanSetComputation::keepVlans(Filters & gone) const {
 // --- One output
 
 // False if the table changed under the walk.
-bool PortVlanSetComputation::addOutputs(RouteIntfIteratorConst i) {
+bool PortVlanSetComputation::addOutputs(Route const & outputs) {
+  RouteIntfIteratorConst i(outputs, table_);
   for (; i; i.advance()) {
     IntfId intf = i.intf();
     mroute_.oifIndexIntfIdCacheIs(i.index(), intf);

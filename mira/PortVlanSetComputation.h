@@ -51,8 +51,7 @@ class PortVlanSetComputation {
   void choosePath(bool allowOptimize);
   bool hasSilentMappingChange() const;
   void patchSet();
-  bool takeOut(Shoal::Multicast::Fib::CachedMapRouteIntfIteratorConst gone,
-               Zet::OrderedSet<Bridging::VlanIdOrNone> & deleted);
+  bool takeOut(Route const & deletedRoute, Zet::OrderedSet<Bridging::VlanIdOrNone> & deleted);
   void takeOutVlan(Bridging::VlanIdOrNone vid);
   void keepRest(Zet::OrderedSet<Bridging::VlanIdOrNone> const & deleted);
   void keepVlanPorts(PortVlanSet const & set, Filters & gone) const;
@@ -60,7 +59,7 @@ class PortVlanSetComputation {
   void startAfresh();
 
   // One output
-  bool addOutputs(Shoal::Multicast::Fib::RouteIntfIteratorConst added);
+  bool addOutputs(Route const & outputs);
   void addOutput(Output const & output);
   bool addMember(Output const & output);
   void addMemberVlan(Bridging::VlanId vid);

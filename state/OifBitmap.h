@@ -114,20 +114,11 @@ class BRINDLE_API OifBitmap {
     return !differ && noneFrom(common) && o.noneFrom(common);
   }
 
-  // Walks the members in rising order, or those of them that another set does not have. The sets
-  // must stay as they are.
+  // Walks the members in rising order. The set must stay as it is.
   class Iterator {
    public:
     explicit Iterator(OifBitmap const & set) : words_(set.words()), count_(set.wordCount_) {
       rest_ = words_[0];
-      seek();
-    }
-    Iterator(OifBitmap const & set, OifBitmap const & without)
-        : words_(set.words()),
-          without_(without.words()),
-          count_(set.wordCount_),
-          withoutCount_(without.wordCount_) {
-      rest_ = words_[0] & ~without_[0];
       seek();
     }
     explicit operator bool() const { return rest_ != 0; }
@@ -141,15 +132,10 @@ class BRINDLE_API OifBitmap {
 
    private:
     void seek() {
-      while (!rest_ && ++at_ < count_) {
-        rest_ = words_[at_];
-        if (at_ < withoutCount_) rest_ &= ~without_[at_];
-      }
+      while (!rest_ && ++at_ < count_) rest_ = words_[at_];
     }
     U64 const * words_;
-    U64 const * without_ = nullptr;
     U32 count_;
-    U32 withoutCount_ = 0;
     U32 at_ = 0;
     U64 rest_;
   };

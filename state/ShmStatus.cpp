@@ -85,32 +85,28 @@ ZetShoal::ShoalReader ShmStatus::routeMap(std::size_t i) {
 }
 
 void ShmStatus::turn(U32 atMost) {
-  struct Change {
-    RouteKey key;
-    ShoalCursor at;
-  };
   atMost = std::min(atMost, 256u);
-  Zet::CompactVector<Change> changes;
+  changes_.clear();
   U32 passedOver = 64 * atMost;
   Zet::Ptr<ShmStatus> const self(this);
   dir_.refresh();
   followRefusal();
   WireRouteKey wire;
   for (U32 map = 0; map < noMap; ++map) {
-    U32 rest = atMost - changes.size();
+    U32 rest = atMost - changes_.size();
     for (; rest && nextChange(map, wire, passedOver); --rest) {
-      Change change;
-      if (!fromWire(wire, change.key)) {
+      RouteKey key;
+      if (!fromWire(wire, key)) {
         ++malformed_;
         continue;
       }
-      if (map == 0) change.at = routes_[0].changeAt();  // the others are searched
-      changes.push_back(change);
+      // Only of the first map: the others are searched.
+      changes_.push_back({key, map == 0 ? routes_[0].changeAt() : ShoalCursor()});
     }
   }
   // Only now: what a route refers to was written before it.
   followOifs();
-  for (Change const & change : changes) {
+  for (Change const & change : changes_) {
     told_ = &change.key;
     toldAt_ = change.at;
     routeNotify(*told_);

@@ -41,6 +41,11 @@ class BRINDLE_API ShmStatus : public Status {
   void routePrefetch(RouteKey const &) const override;
 
  private:
+  struct Change {
+    RouteKey key;
+    ZetShoal::ShoalCursor at;
+  };
+
   bool routeNext(Place &, RouteKey & key) const override;
   Place routePlace(RouteKey const &) const override;
   ZetShoal::ShoalReader routeMap(std::size_t i);
@@ -61,6 +66,7 @@ class BRINDLE_API ShmStatus : public Status {
   mutable U32 namesTaken_ = 0;
   bool refused_ = false;
   mutable U64 malformed_ = 0;
+  Zet::CompactVector<Change> changes_;  // of this turn
   // The change that is being told, so that its readers need not search for it.
   RouteKey const * told_ = nullptr;
   ZetShoal::ShoalCursor toldAt_;

@@ -101,16 +101,17 @@ class Status::RouteIterator {
   bool end_ = true;
 };
 
-// Walks the outputs of a route, or those of them that another route does not have, with their
-// interfaces and properties. An index behind which nothing stands ends the walk with error(): the
-// table has moved on since it published the route, and will publish it anew.
+// Walks the outputs of a route with their interfaces and properties. An index behind which nothing
+// stands ends the walk with error(): the table has moved on since it published the route, and will
+// publish it anew.
 class RouteIntfIteratorConst {
  public:
-  // `table` may be null for a route without outputs. Routes and table must stay as they are.
+  // `table` may be null for a route without outputs. Route and table must stay as they are.
   RouteIntfIteratorConst(Route const & route, Status const * table)
-      : RouteIntfIteratorConst(OifBitmap::Iterator(route.oifs()), table) {}
-  RouteIntfIteratorConst(Route const & route, Route const & without, Status const * table)
-      : RouteIntfIteratorConst(OifBitmap::Iterator(route.oifs(), without.oifs()), table) {}
+      : oif_(route.oifs()),
+        table_(table) {
+    load();
+  }
 
   explicit operator bool() const { return oif_ && !error_; }
   bool error() const { return error_; }
@@ -125,11 +126,6 @@ class RouteIntfIteratorConst {
   bool has(OifProperty p) const { return at_.properties & p; }
 
  private:
-  RouteIntfIteratorConst(OifBitmap::Iterator const & oif, Status const * table)
-      : oif_(oif),
-        table_(table) {
-    load();
-  }
   void load() {
     if (!oif_) return;
     at_ = table_ ? table_->oifIndexIntf(oif_.index()) : OifIndexIntf();
@@ -151,10 +147,6 @@ class CachedMapRouteIntfIteratorConst : public RouteIntfIteratorConst {
   CachedMapRouteIntfIteratorConst(Route const & route, OifIndexIntfIdMap const & kept,
                                   Status const * table)
       : RouteIntfIteratorConst(route, table),
-        kept_(&kept) {}
-  CachedMapRouteIntfIteratorConst(Route const & route, Route const & without,
-                                  OifIndexIntfIdMap const & kept, Status const * table)
-      : RouteIntfIteratorConst(route, without, table),
         kept_(&kept) {}
 
   // None if the reader has kept none.

@@ -114,13 +114,15 @@ class BRINDLE_API Route {
   bool isDefault() const { return scalarsEqual(Route()) && oifs_.none(); }
 
   // The outputs in which two routes differ, and those that they share; all else is the left one's.
-  friend Route operator^(Route a, Route const & b) {
-    a.oifs_ ^= b.oifs_;
-    return a;
+  friend Route operator^(Route const & a, Route const & b) {
+    Route route = a;
+    route.oifs_ ^= b.oifs_;
+    return route;
   }
-  friend Route operator&(Route a, Route const & b) {
-    a.oifs_ &= b.oifs_;
-    return a;
+  friend Route operator&(Route const & a, Route const & b) {
+    Route route = a;
+    route.oifs_ &= b.oifs_;
+    return route;
   }
   bool operator==(Route const & o) const {
     return key_ == o.key_ && scalarsEqual(o) && oifs_ == o.oifs_;

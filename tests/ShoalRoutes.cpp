@@ -26,12 +26,11 @@ void setOifs(Route & route, std::set<U16> const & indices) {
   for (U16 i : indices) route.oifIs(OifIndex(i), true);
 }
 
-std::vector<U16> members(OifBitmap::Iterator i) {
+std::vector<U16> members(OifBitmap const & set) {
   std::vector<U16> all;
-  for (; i; i.advance()) all.push_back(i.index().value);
+  for (OifBitmap::Iterator i(set); i; i.advance()) all.push_back(i.index().value);
   return all;
 }
-std::vector<U16> members(OifBitmap const & set) { return members(OifBitmap::Iterator(set)); }
 
 OifBitmap bitmap(std::set<U16> const & model) {
   OifBitmap set;
@@ -58,9 +57,7 @@ TEST(OifBitmap, BehavesLikeASet) {
     EXPECT_EQ(x.none(), a.empty());
     EXPECT_EQ(x.bound(), a.empty() ? 0u : *a.rbegin() + 1u);
 
-    std::set<U16> both, one, left;
-    std::set_difference(a.begin(), a.end(), b.begin(), b.end(), std::inserter(left, left.end()));
-    EXPECT_THAT(members(OifBitmap::Iterator(x, y)), ElementsAreArray(left));
+    std::set<U16> both, one;
     std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::inserter(both, both.end()));
     std::set_symmetric_difference(a.begin(), a.end(), b.begin(), b.end(),
                                   std::inserter(one, one.end()));
