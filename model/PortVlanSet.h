@@ -69,15 +69,23 @@ class BRINDLE_API PortVlanSet {
     portVlan_.itemsForBuild().append(run, count);
     hashSaved_ = false;
   }
-  // The same in two steps: room for so many behind the others, and how many of them were filled.
+  // The same in two steps: room for so many behind the others, and how many of them were filled,
+  // in ascending order.
   PortVlan * room(U32 most) {
     auto & items = portVlan_.itemsForBuild();
     items.roomFor(most);
     return items.end();
   }
   void filled(U32 count) {
-    portVlan_.itemsForBuild().grow(count);
+    if (!count) return;
+    auto & items = portVlan_.itemsForBuild();
+    PortVlan const * const run = items.end();
+    bool const settles = settled() && (items.empty() || run[-1] < *run);
+    items.grow(count);
     hashSaved_ = false;
+    if (!settles) return;
+    for (PortVlan const & pv : std::span(run, count)) memberSum_ += pv.hash();
+    settledSize_ = items.size();
   }
   bool settled() const { return settledSize_ == portVlan_.size(); }
   void settle() {
