@@ -132,7 +132,8 @@ std::string PublisherProcess::readReply() {
     return text;
   }
   out_ = 0;
-  throw CommandError("the publisher of " + table_ + " has ended: " + text);
+  throw CommandError("the publisher of " + table_ + " has ended" +
+                     (text.empty() ? "" : ": " + text));
 }
 
 std::string lineOf(std::vector<std::string> const & words) {

@@ -169,7 +169,20 @@ void publishCommanded(StopSignals const & stop, PublishedTable & table) {
   }
 }
 
+// Before a table is opened: one that is taken over loses what is not published again.
+void check(Options const & options) {
+  std::string const table = options.tableName();
+  auto const dot = table.find('.');
+  if (dot == 0 || dot == table.npos || dot + 1 == table.size()) {
+    throw CommandError("expected a table, PROTOCOL.VRF, found \"" + table + "\"");
+  }
+  if (options.file.empty() && options.plan.routes == 0 && options.plan.groups == 0) {
+    throw CommandError("nothing to publish: name a file of routes, - for commands, or --routes");
+  }
+}
+
 void run(Options & options) {
+  check(options);
   StopSignals const stop;
   if (options.file == "-") {
     PublishedTable table(options.tableName(), ZetShoal::ShoalSegment::minSlots);
