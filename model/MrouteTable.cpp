@@ -39,8 +39,9 @@ void MrouteTable::boundaryMrouteDel(Key const & key) {
   if (!m) return;
   Zet::Ptr<MrouteTable> self(this);
   m->parentIs(nullptr);
+  int const fastdrops = static_cast<int>(m->fastdropCount());
   erase<&NotifieeConst::onBoundaryMroute>(boundaryMroute_, m->key());
-  boundaryFastdropCountInc(-static_cast<int>(m->fastdropCount()));
+  boundaryFastdropCountInc(-fastdrops);
 }
 
 void MrouteTable::boundaryMrouteDelAll() {

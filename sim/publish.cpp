@@ -12,6 +12,7 @@
 #include <iostream>
 
 #include "platform/ShoalFiles.h"
+#include "sim/Arguments.h"
 #include "sim/PublishCommands.h"
 #include "sim/RouteGenerator.h"
 
@@ -172,9 +173,9 @@ void publishCommanded(StopSignals const & stop, PublishedTable & table) {
 // Before a table is opened: one that is taken over loses what is not published again.
 void check(Options const & options) {
   std::string const table = options.tableName();
-  auto const dot = table.find('.');
-  if (dot == 0 || dot == table.npos || dot + 1 == table.size()) {
-    throw CommandError("expected a table, PROTOCOL.VRF, found \"" + table + "\"");
+  ValueKind const & kind = valueKind("TABLE");
+  if (!kind.accepts(table)) {
+    throw CommandError("expected " + std::string(kind.expected) + ", found \"" + table + "\"");
   }
   if (options.file.empty() && options.plan.routes == 0 && options.plan.groups == 0) {
     throw CommandError("nothing to publish: name a file of routes, - for commands, or --routes");
