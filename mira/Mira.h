@@ -211,9 +211,33 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   Bridging::VlanIdOrNone internalVlanId(Nettle::IntfId intf) const {
     return lookup(internalVlanId_, intf);
   }
+  // An interface has another internal VLAN now: both VLANs, and what the names "Vlan%d" of both
+  // stand for, have changed.
+  void handleInternalVlanId(Nettle::IntfId intf);
+  void handleIntfVlanId(Nettle::IntfId intf, Bridging::VlanIdOrNone vlan);
+
+  // The translation of an address, which may be a route's source or its group, has changed.
+  void handleIpInfo(Nettle::IpGenAddr const & addr);
 
   // RPF failures and fastdrops
   // All that were reported for this VRF.
+  // A packet failed the reverse-path check. `message` is what the kernel says of it, see
+  // RpfSocket.cpp, `length` its bytes; what is too short or names no VLAN is counted only.
+  void handleRpfFailure(char const * message, U32 length);
+  // The same where no (S,G) route stands: a (*,G) route may.
+  void handleRpfFailureWc(U32 vlan, Nettle::IpGenAddr const & group);
+  // Idle fastdrops go.
+  void handleFastdropClock();
+  void doUpdateFastdropClock();
+  // The operator is told when there are too many fastdrops and, some time after, that there are no
+  // longer.
+  void handleFastdropCount();
+  void handleFastdropLogClock();
+  // The operator wants them all gone.
+  void handleClearFastdrop();
+  // Fastdrops that stand on an interface when it is to have none any more: they age, nothing is
+  // done at once.
+  void doFlushFastdrops(Zet::String const & intfName);
   U64 rpfFailureCount() const { return rpfFailureCount_; }
   void rpfFailureCountInc(U64 n) { rpfFailureCount_ += n; }
   U16 fastdropCount() const { return fastdropCount_; }
@@ -232,6 +256,8 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   void noFastdropVlanIs(Bridging::VlanId vid, bool v) {
     v ? noFastdropVlan_.insert(vid) : noFastdropVlan_.del(vid);
   }
+  void noFastdropVlanDel(Bridging::VlanId vid) { noFastdropVlan_.del(vid); }
+  void noFastdropVlanDelAll() { noFastdropVlan_.clear(); }
   // The operator has been told that there are too many.
   bool fastdropLimitReached() const { return fastdropLimitReached_; }
   void fastdropLimitReachedIs(bool v) { fastdropLimitReached_ = v; }
@@ -244,6 +270,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   struct ZetMfibConfig : Zet::Reactor<Routing::Multicast::Fib::Config const, Mira> {
     using Reactor::Reactor;
     void onRouting() override { sm()->handleRouting(); }
+    void onClearFastdrop() override { sm()->handleClearFastdrop(); }
     void immediatePass() override { sm()->handleRouting(); }
   };
   struct ZetRoutingGenInfo : Zet::Reactor<Routing::RoutingGenInfo const, Mira> {
@@ -261,6 +288,35 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
       timeMinIs(Zet::Clock::never);
       sm()->handleClock();
     }
+  };
+  struct ZetMrouteTable : Zet::Reactor<RouteTable const, Mira> {
+    using Reactor::Reactor;
+    void onFastdropCount() override { sm()->handleFastdropCount(); }
+  };
+  struct ZetFastdropClock : Zet::Reactor<Zet::Clock const, Mira> {
+    using Reactor::Reactor;
+    void onTime() override {
+      timeMinIs(Zet::Clock::never);
+      sm()->handleFastdropClock();
+    }
+  };
+  struct ZetFastdropLogClock : Zet::Reactor<Zet::Clock const, Mira> {
+    using Reactor::Reactor;
+    void onTime() override { sm()->handleFastdropLogClock(); }
+  };
+  struct ZetIntfVlanIdTable : Zet::Reactor<IntfVlanId::Table const, Mira> {
+    using Reactor::Reactor;
+    void onInternalVlanId(Nettle::IntfId const & intf) override {
+      sm()->handleInternalVlanId(intf);
+    }
+  };
+  struct ZetStaticNatInfo : Zet::Reactor<StaticNatInfo const, Mira> {
+    using Reactor::Reactor;
+    void onIpInfo(Nettle::IpGenAddr const & addr) override { sm()->handleIpInfo(addr); }
+  };
+  struct ZetMbrIntf : Zet::Reactor<Routing::Multicast::Fib::MbrIntf const, Mira> {
+    using Reactor::Reactor;
+    void onIntf(Nettle::IntfId const & intf) override { sm()->handleMbr(intf); }
   };
   struct ZetMfibShoalDir : Zet::Reactor<MfibShoalColl const, Mira> {
     using Reactor::Reactor;
@@ -324,6 +380,12 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   Zet::ReactorPtr<ZetStatus> zetStatus_{this};
   Zet::ReactorPtr<ZetClock> zetClock_{this};
   Zet::ReactorPtr<ZetMfibShoalDir> zetMfibShoalDir_{this};
+  Zet::ReactorPtr<ZetIntfVlanIdTable> zetIntfVlanIdTable_{this};
+  Zet::ReactorPtr<ZetStaticNatInfo> zetStaticNatInfo_{this};
+  Zet::ReactorPtr<ZetMbrIntf> zetMbrIntf_{this};
+  Zet::ReactorPtr<ZetMrouteTable> zetMrouteTable_{this};
+  Zet::ReactorPtr<ZetFastdropClock> fastdropClock_{this};
+  Zet::ReactorPtr<ZetFastdropLogClock> fastdropLogClock_{this};
 };
 
 }  // namespace Brindle

@@ -2,8 +2,10 @@
 
 #include <cstdlib>
 
+#include "mira/InputReactors.h"
 #include "mira/MfibDirSm.h"
 #include "mira/MiraHelper.h"
+#include "mira/MiraL2.h"
 #include "mira/SameInput.h"
 #include "platform/Exception.h"
 #include "platform/Skein.h"
@@ -120,6 +122,7 @@ void MiraRoot::handleInitialized() {
   handleVrf();
   handleMfibVrfConfig();
   handleRoutingInfo();
+  handleIntfConfig();
   if (!noFastdrops()) doOpenSocket();
 }
 
@@ -237,6 +240,7 @@ Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf, Zet::Ptr<MrouteTabl
   if (vrf != L3::VrfName::defaultVrf()) mira->mfibShoalDirIs(shoalDir_->shoalColl(vrf));
   mira->pimVxlanStatusIs(pimVxlanStatus_);
   mira->nsfMiraEnabledIs(nsfMiraEnabledForAllVrfs_);
+  doCreateIntfConfigSm(vrf);
   ZET_TRACE(1, "Created Mira for VRF " << vrf << ", nsfMiraEnabled: " << nsfMiraEnabledForAllVrfs_);
   return mira;
 }
@@ -247,7 +251,12 @@ Zet::Ptr<Routing::RoutingGenInfo const> MiraRoot::routingGenInfo(L3::VrfName con
 }
 
 void MiraRoot::miraDel(L3::VrfName const & vrf) {
-  if (Mira * const mira = mira_.find(vrf)) mira->parentIs(nullptr);
+  Zet::Ptr<Mira> const mira = mira_.find(vrf);
+  if (!mira) return;
+  for (auto i = intfConfigSm_.begin(); i; i.advance()) {
+    if (i->mira() == mira.get()) intfConfigSmDel(i.key());
+  }
+  mira->parentIs(nullptr);
   mira_.del(vrf);
 }
 

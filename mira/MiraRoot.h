@@ -7,6 +7,7 @@
 // It resolves nothing itself. The agent makes it with Agent::miraIs and starts it with
 // entityManagerIs; the five statuses of the gate are to be set before that.
 #pragma once
+#include "mira/IntfConfigSm.h"
 #include "mira/Mira.h"
 #include "model/IntfList.h"
 #include "model/LagOperation.h"
@@ -17,6 +18,7 @@
 #include "platform/EntityManager.h"
 #include "platform/FileDescriptor.h"
 #include "state/Bridging.h"
+#include "state/Evpn.h"
 #include "state/Fjord.h"
 #include "state/Lag.h"
 #include "state/Mlag.h"
@@ -27,8 +29,10 @@
 
 namespace Brindle {
 
+class InputReactors;
 class MfibDirSm;
 class MiraHelper;
+class MiraL2;
 class MrouteTableColl;
 
 class BRINDLE_API MiraRoot : public Zet::Sm {
@@ -117,6 +121,61 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   void doNsfComplete();
   void doEvalMiraEnabled();
 
+  // Which VRF a change of a VLAN or an interface concerns; "default" if none is known.
+  L3::VrfName doGetVrfNameFromVid(Bridging::VlanIdOrNone vid) const;
+  L3::VrfName doGetVrfNameFromIntfId(Nettle::IntfId intf) const;
+  // Marks the VLAN in each VRF whose routes may go out there, and its L2 routes.
+  void doMaybeMarkVlanDirty(Bridging::VlanIdOrNone vid);
+  // The machine of that VRF, whose routes may come in there; null if there is none.
+  Mira * miraOfVlan(Bridging::VlanIdOrNone vid) const;
+  Mira * miraOfIntf(Nettle::IntfId intf) const;
+
+  // Changes of inputs that concern more than marks (InputReactors.h has them all)
+  void doInitializeVidToTopoMap();
+  void handleConfiguredLagMembersInOifSet();
+  void handleLagConfig(Nettle::IntfId intf);
+  void handleMlagIntfStatus(Nettle::IntfId intf);
+  void handleMlagIntfStatus();
+  void handleFastFailover(Nettle::IntfId intf);
+  // A programmer of connected prefixes came or went.
+  void handleSlice(Zet::Name const & name);
+  void handleDisableL2Flooding();
+  void handlePimEnabled(Bridging::VlanId vid);
+  void handlePimVxlanIntf(Nettle::IntfId intf);
+  void handleVxlanVlan(Bridging::VlanId vid);
+  void handleL2EnabledOnVlan(Bridging::VlanId vid);
+
+  // Configuration of interfaces: the machine of each stands while its VLAN and VRF are known.
+  void handleIntfConfig(Nettle::IntfId intf);
+  void handleIntfConfig();
+  // The same for every IP interface of a VRF.
+  void doCreateIntfConfigSm(L3::VrfName const & vrf);
+  IntfConfigSm * intfConfigSm(Nettle::IntfId intf) const { return intfConfigSm_.find(intf); }
+  Zet::Ptr<IntfConfigSm> intfConfigSmIs(
+      Zet::Ptr<Routing::Multicast::Fib::IntfConfig const> const & config, Bridging::VlanId vlan,
+      Zet::Ptr<Mira> const & mira);
+  void intfConfigSmDel(Nettle::IntfId intf);
+
+  // L2 routes: which of them are to stand. Their sets are MiraL2's, which stands while
+  // l2Enabled(), and computes for IPv4 only.
+  void doCreateMiraL2();
+  void doDeleteMiraL2();
+  Zet::Ptr<MiraL2> const & miraL2() const { return miraL2_; }
+  // All that the switch has at this time.
+  void doMaybeInitializeL2Routes();
+  // Wants the route if the VLAN has L2 routes here at all.
+  void doMaybeAddL2Route(Bridging::VlanIdOrNone vlan, RouteKey const & key);
+  // A wanted route came or went. The form without a key checks that nothing is wanted.
+  void handleL2Route(RouteKey const & key);
+  void handleL2Route();
+  // A VLAN came up or went down: its floodsets.
+  void doUpdateVlanFloodsets(Bridging::VlanId vid);
+  // Whether a snooped group of a VLAN is to have a route of its own, by snooping and PIM.
+  void doEnableDisableEthGroup(Nettle::EthAddr const & eth, Bridging::VlanId vlan);
+  void doEnableDisableVlanEthGroup(Bridging::VlanId vlan);
+  void doMarkMulticastFloodsetDirty(Bridging::VlanId vlan);
+  void handleVlanFilteredFloodset();
+
   // RPF failures
   void handleSocket();
   // Reads what the socket holds, for at most fastdropLoopQuantum().
@@ -182,15 +241,16 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
 
   // Settings of the platform
   bool configuredLagMembersInOifSet() const { return configuredLagMembersInOifSet_; }
-  void configuredLagMembersInOifSetIs(bool v) { configuredLagMembersInOifSet_ = v; }
+  void configuredLagMembersInOifSetIs(bool v);
   bool floodToVlanWithPim() const { return floodToVlanWithPim_; }
-  void floodToVlanWithPimIs(bool v) { floodToVlanWithPim_ = v; }
+  void floodToVlanWithPimIs(bool v);
   bool disableL2Flooding() const { return disableL2Flooding_; }
-  void disableL2FloodingIs(bool v) { disableL2Flooding_ = v; }
+  void disableL2FloodingIs(bool v);
   bool allowL2FloodsetSharing() const { return allowL2FloodsetSharing_; }
   void allowL2FloodsetSharingIs(bool v) { allowL2FloodsetSharing_ = v; }
   bool ignorePimConfigForL2Routes() const { return ignorePimConfigForL2Routes_; }
   void ignorePimConfigForL2RoutesIs(bool v) { ignorePimConfigForL2Routes_ = v; }
+  // PIM over VXLAN has put a core-side floodset into all VLANs; the root's own memory.
   bool coreSideFloodsetInAllVlans() const { return coreSideFloodsetInAllVlans_; }
   void coreSideFloodsetInAllVlansIs(bool v) { coreSideFloodsetInAllVlans_ = v; }
   Zet::Ptr<MiraHelper> const & miraHelper() const { return miraHelper_; }
@@ -228,14 +288,15 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   void lagConfigDirIs(Zet::Ptr<Lag::ConfigDir const> const & v);
   // VLANs that are extended over VXLAN.
   bool vxlanVlan(Bridging::VlanId vid) const { return vxlanVlan_.contains(vid); }
-  void vxlanVlanIs(Bridging::VlanId vid, bool v) {
-    v ? vxlanVlan_.insert(vid) : vxlanVlan_.del(vid);
-  }
+  void vxlanVlanIs(Bridging::VlanId vid, bool v);
   // VLANs whose L2 floodsets are computed here although l2Enabled is false.
   bool l2EnabledOnVlan(Bridging::VlanId vid) const { return l2EnabledOnVlan_.contains(vid); }
-  void l2EnabledOnVlanIs(Bridging::VlanId vid, bool v) {
-    v ? l2EnabledOnVlan_.insert(vid) : l2EnabledOnVlan_.del(vid);
+  void l2EnabledOnVlanIs(Bridging::VlanId vid, bool v);
+  // What EVPN allows to be flooded towards multihomed segments.
+  Zet::Ptr<Evpn::EvpnVlanFilteredFloodSetDir const> const & vlanFilteredFloodSetDir() const {
+    return vlanFilteredFloodSetDir_;
   }
+  void vlanFilteredFloodSetDirIs(Zet::Ptr<Evpn::EvpnVlanFilteredFloodSetDir const> const & v);
 
   // Configured LAGs, with configuredLagMembersInOifSet: the LAG of a member, the members of a LAG.
   Nettle::IntfId intfToLag(Nettle::IntfId intf) const { return lookup(intfToLag_, intf); }
@@ -244,15 +305,13 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   IntfList const * lagToIntf(Nettle::IntfId lag) const { return lagToIntf_.find(lag); }
   void lagToIntfIs(Nettle::IntfId lag, IntfList const & v) { lagToIntf_.at(lag) = v; }
   void lagToIntfDel(Nettle::IntfId lag) { lagToIntf_.del(lag); }
+  void lagIntfCacheDelAll();
 
   // The L2 routes that are to stand.
   auto const & l2Route() const { return l2Route_; }
   bool l2Route(RouteKey const & key) const { return l2Route_.contains(key); }
-  void l2RouteIs(RouteKey const & key, bool v) {
-    if (!v) return l2RouteDel(key);
-    l2Route_.at(key) = true;
-  }
-  void l2RouteDel(RouteKey const & key) { l2Route_.del(key); }
+  void l2RouteIs(RouteKey const & key, bool v);
+  void l2RouteDel(RouteKey const & key) { l2RouteIs(key, false); }
 
   // Of a spanning-tree topology, by its name, how many ports forward.
   U32 forwardingPorts(Zet::String const & topo) const { return lookup(forwardingPorts_, topo); }
@@ -314,6 +373,7 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   struct ZetMfibVrfConfig : Zet::Reactor<Routing::Multicast::Fib::VrfConfig const, MiraRoot> {
     using Reactor::Reactor;
     void onConfig(L3::VrfName const & vrf) override { sm()->handleMfibVrfConfig(vrf); }
+    void onIntfConfig(Nettle::IntfId const & intf) override { sm()->handleIntfConfig(intf); }
     void immediatePass() override { sm()->handleMfibVrfConfig(); }
   };
   struct ZetShoalDir : Zet::Reactor<Shoal::Multicast::Fib::MfibShoalDir const, MiraRoot> {
@@ -353,8 +413,9 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   void doOpenSocket();
   void doCloseSocket();
   void doCountReadable(U64 messages);
-  bool handleMessage(char const * message);
+  bool handleMessage(char const * message, U32 length);
   L3::VrfName vrfOfVlan(Bridging::VlanId vlan) const;
+  bool mayHaveEthGroupRoutes(Bridging::VlanId vlan) const;
 
   // Fixed at construction
   Inputs in_;
@@ -390,6 +451,10 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   Zet::HashMap2018<Bridging::VlanId, Zet::String> oldVidToTopoMap_;
   Zet::Ptr<Zet::FileDescriptor> fileDescriptor_;
   Zet::HashMap<L3::VrfName, Mira> mira_;
+  Zet::HashMap<Nettle::IntfId, IntfConfigSm> intfConfigSm_;
+  Zet::Ptr<MiraL2> miraL2_;
+  Zet::Ptr<InputReactors> inputReactors_;
+  Zet::Ptr<Evpn::EvpnVlanFilteredFloodSetDir const> vlanFilteredFloodSetDir_;
 
   // Reactors
   Zet::ReactorPtr<ZetAllVrfStatusLocal> zetAllVrfStatusLocal_{this};
@@ -427,5 +492,18 @@ inline Zet::Ptr<Routing::Multicast::Fib::SparseModeStatus const> const & Mira::s
     const {
   return miraRoot_->sparseModeStatus();
 }
+
+// Whether this process computes the L2 routes of the VLAN.
+inline bool l2Enabled(MiraRoot const & root, Bridging::VlanIdOrNone vid) {
+  return root.l2Enabled() || (vid && root.l2EnabledOnVlan(Bridging::VlanId(vid)));
+}
+
+// The members of a LAG, or its members' parents, have changed: marks it in the VRF of each VLAN
+// that it, or a sub-interface of it, is in.
+BRINDLE_API void markLagDirty(MiraRoot & root, Nettle::IntfId lag);
+
+// The caches of configured LAGs: intfToLag and lagToIntf.
+BRINDLE_API void addToLagIntfCache(MiraRoot & root, Nettle::IntfId lag, Nettle::IntfId intf);
+BRINDLE_API void deleteFromLagIntfCache(MiraRoot & root, Nettle::IntfId lag, Nettle::IntfId intf);
 
 }  // namespace Brindle

@@ -82,7 +82,7 @@ void MiraRoot::handleReadable() {
     if (n <= 0) break;
     auto const size = static_cast<std::size_t>(n);
     if (size < minMessage) std::fill(message.begin() + size, message.begin() + minMessage, '\0');
-    if (!handleMessage(message.data())) continue;
+    if (!handleMessage(message.data(), static_cast<U32>(n))) continue;
     if (messages.inc() && budget.over()) break;
   }
   doCountReadable(messages.count());
@@ -94,7 +94,7 @@ void MiraRoot::doCountReadable(U64 messages) {
 }
 
 // False if the message names no VLAN. REQUIRES: minMessage bytes.
-bool MiraRoot::handleMessage(char const * message) {
+bool MiraRoot::handleMessage(char const * message, U32 length) {
   U32 const vlan = bigEndian32(message + vlanOffset);
   if (vlan == 0 || vlan > Bridging::VlanId::max) {
     ZET_TRACE(5, "Ignore RpfFailure with invalid vlan " << vlan);
@@ -102,7 +102,7 @@ bool MiraRoot::handleMessage(char const * message) {
   }
   L3::VrfName const vrf = vrfOfVlan(Bridging::VlanId(vlan));
   ZET_TRACE(8, "Received RPF failure for Vlan " << vlan << " in vrf " << vrf);
-  if (Mira * const to = mira_.find(vrf)) to->rpfFailureCountInc(1);
+  if (Zet::Ptr<Mira> const to = mira_.find(vrf)) to->handleRpfFailure(message, length);
   return true;
 }
 

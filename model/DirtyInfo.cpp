@@ -12,12 +12,13 @@ bool DirtyInfo::put(Addresses & set, Nettle::IpGenAddr const & address, bool pre
 }
 
 bool DirtyInfo::isDirty() const {
-  return marks_ != Filters() || allRoutesDirty_ || !dirtyGroupSet_.empty() || !dirtyNatSrc_.empty();
+  return marks_ != Filters() || allRoutesDirty_ || dirty_ || !dirtyGroupSet_.empty() ||
+         !dirtyNatSrc_.empty();
 }
 
 void DirtyInfo::clear() {
   marks_ = Filters();
-  allRoutesDirty_ = false;
+  allRoutesDirty_ = dirty_ = false;
   dirtyGroupSet_.clear();
   dirtyNatSrc_.clear();
 }
@@ -25,6 +26,7 @@ void DirtyInfo::clear() {
 void DirtyInfo::mergeWith(DirtyInfo const & o) {
   marks_ |= o.marks_;
   allRoutesDirty_ |= o.allRoutesDirty_;
+  dirty_ |= o.dirty_;
   for (auto i = o.dirtyGroupSet_.begin(); i; i.advance()) dirtyGroupSetIs(i.key(), true);
   for (auto i = o.dirtyNatSrc_.begin(); i; i.advance()) dirtyNatSrcIs(i.key(), true);
 }

@@ -33,6 +33,9 @@ class BRINDLE_API DirtyInfo : public Zet::RefCounted {
   // Every route is dirty.
   bool allRoutesDirty() const { return allRoutesDirty_; }
   void allRoutesDirtyIs(bool v) { allRoutesDirty_ = v; }
+  // Some route is dirty, which says so itself: a pass is wanted that touches no other.
+  bool dirty() const { return dirty_; }
+  void dirtyIs(bool v) { dirty_ = v; }
 
   // Groups whose routes are dirty, and addresses of either side whose address translation changed.
   auto const & dirtyGroupSet() const { return dirtyGroupSet_; }
@@ -91,6 +94,7 @@ class BRINDLE_API DirtyInfo : public Zet::RefCounted {
 
   Filters marks_;
   bool allRoutesDirty_ = false;
+  bool dirty_ = false;
   Addresses dirtyGroupSet_;
   Addresses dirtyNatSrc_;
 };

@@ -10,7 +10,7 @@
 
 namespace Brindle {
 
-// What the programmers watch of a table. It lies below all else, see RouteVersion.
+// What others watch of a table while routes are computed. It lies below all else, see RouteVersion.
 class BRINDLE_API RouteTable : public Zet::Entity {
  public:
   using Key = RouteBase::Key;
@@ -19,6 +19,7 @@ class BRINDLE_API RouteTable : public Zet::Entity {
     virtual void onMroute(Key const &) {}
     virtual void onBoundaryMroute(Key const &) {}
     virtual void onMrouteBatchVersion() {}
+    virtual void onFastdropCount() {}
   };
 };
 
@@ -34,7 +35,6 @@ class BRINDLE_API MrouteTable : public RouteTable, public Zet::HashLink {
     virtual void onReviews() {}
     virtual void onRecomputations() {}
     virtual void onNoChangeRecomputations() {}
-    virtual void onFastdropCount() {}
     virtual void onBoundaryFastdropCount() {}
     virtual void onMroutesInitialized() {}
     virtual void onInitialized() {}

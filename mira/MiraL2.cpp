@@ -1,0 +1,7 @@
+#include "mira/MiraL2.h"
+
+namespace Brindle {
+
+void MiraL2::handleDel() {}
+
+}  // namespace Brindle
