@@ -1,22 +1,251 @@
 // Which L2 routes are to stand: floodsets of VLANs, static and snooped Ethernet groups.
+//
+// What is wanted is a set of keys. A key that comes makes its route in the table, one that goes
+// only marks it: the review deletes it, since it may be walking there.
+#include "mira/MiraHelper.h"
 #include "mira/MiraL2.h"
 #include "mira/MiraRoot.h"
+#include "platform/Assert.h"
+#include "platform/Skein.h"
+#include "platform/Trace.h"
 
 namespace Brindle {
 
-void MiraRoot::floodToVlanWithPimIs(bool v) { floodToVlanWithPim_ = v; }
-void MiraRoot::disableL2FloodingIs(bool v) { disableL2Flooding_ = v; }
-void MiraRoot::vxlanVlanIs(Bridging::VlanId vid, bool v) {
-  v ? vxlanVlan_.insert(vid) : vxlanVlan_.del(vid);
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+using namespace Routing::Multicast::Fib;
+
+namespace {
+
+Zet::TraceHandle traceHandle("L2Routes", false);
+
+bool carriesMulticastOverVxlan(MiraRoot const & root) {
+  return root.pimVxlanStatus() && !root.pimVxlanStatus()->vxlanIntf().empty();
 }
-void MiraRoot::l2EnabledOnVlanIs(Bridging::VlanId vid, bool v) {
-  v ? l2EnabledOnVlan_.insert(vid) : l2EnabledOnVlan_.del(vid);
+
+bool wantsCoreSideFloodset(MiraRoot const & root, VlanId vlan) {
+  bool const helperUses = root.miraHelper() && root.miraHelper()->useVxlanCoreSideFloodset();
+  return (root.vxlanVlan(vlan) && helperUses) || carriesMulticastOverVxlan(root);
 }
-void MiraRoot::l2RouteIs(RouteKey const & key, bool v) {
-  if (v) {
-    l2Route_.at(key) = true;
-  } else {
+
+}  // namespace
+
+// --- The machine
+
+void MiraRoot::doCreateMiraL2() {
+  if (!in_.l2Enabled || miraL2_) return;
+  in_.mrouteTableColl->l2FloodsetTableIs(L3::VrfName::defaultVrf());
+  miraL2_ = Zet::make<MiraL2>(in_.mrouteTableColl, this, in_.reviewInfo, in_.clock);
+  handleVlanFilteredFloodset();
+}
+
+void MiraRoot::doDeleteMiraL2() { miraL2_ = nullptr; }
+
+void MiraRoot::handleVlanFilteredFloodset() {
+  if (!in_.l2Enabled) {
+    ZET_TRACE(5, "L2 Disabled. Doing nothing.");
+    return;
+  }
+  if (!miraL2_) return;
+  if (vlanFilteredFloodSetDir_) {
+    ZET_TRACE(5, "L2 Enabled. Assigning vlanFilteredFloodSetDir to MiraL2.");
+  }
+  miraL2_->vlanFilteredFloodSetDirIs(vlanFilteredFloodSetDir_);
+  miraL2_->handleFilteredFloodSet();
+}
+
+void MiraRoot::vlanFilteredFloodSetDirIs(
+    Zet::Ptr<Evpn::EvpnVlanFilteredFloodSetDir const> const & v) {
+  if (assign(vlanFilteredFloodSetDir_, v)) handleVlanFilteredFloodset();
+}
+
+// --- Wanted routes
+
+void MiraRoot::l2RouteIs(RouteKey const & keyOfMember, bool v) {
+  RouteKey const key = keyOfMember;
+  if (l2Route(key) == v) return;
+  if (!v) {
     l2Route_.del(key);
+  } else if (in_.mrouteTableColl->af() == Nettle::ipv6()) {
+    ZET_TRACE(5, "Ignoring L2 route since af is ipv6");
+    return;
+  } else {
+    l2Route_.at(key) = true;
+  }
+  handleL2Route(key);
+}
+
+// Without a MiraL2 nobody would ever look at the route.
+void MiraRoot::handleL2Route(RouteKey const & key) {
+  SKEIN("MiraRoot::handleL2Route ", key, " ", l2Route(key));
+  if (!miraL2_) return;
+  MrouteTable & table = *in_.mrouteTableColl->l2FloodsetTable();
+  bool const wanted = l2Route(key);
+  Zet::Ptr<Mroute> const route = wanted ? table.mrouteIs(key) : table.mroute(key);
+  if (!route) return;
+  route->markedForDeletionIs(!wanted);
+  miraL2_->markMrouteDirty(*route);
+}
+
+void MiraRoot::handleL2Route() { ZET_ASSERT(l2Route_.empty(), "l2Routes() == 0"); }
+
+void MiraRoot::doMaybeAddL2Route(VlanIdOrNone vlan, RouteKey const & key) {
+  if (!Brindle::l2Enabled(*this, vlan)) return;
+  ZET_TRACE(5, "Adding l2 route " << key.pretty());
+  l2RouteIs(key, true);
+}
+
+// --- Floodsets of a VLAN
+
+void MiraRoot::doMaybeInitializeL2Routes() {
+  auto const & vlans = in_.vlanStatusDir->vlanStatus();
+  for (auto i = vlans.begin(); i; i.advance()) doUpdateVlanFloodsets(i.key());
+  auto const & snooped = in_.snoopingStatus->vlanStatus();
+  for (auto i = snooped.begin(); i; i.advance()) {
+    if (mayHaveEthGroupRoutes(i.key())) doEnableDisableVlanEthGroup(i.key());
+  }
+}
+
+void MiraRoot::doUpdateVlanFloodsets(VlanId vid) {
+  if (!Brindle::l2Enabled(*this, vid)) return;
+  bool const coreSide = wantsCoreSideFloodset(*this, vid);
+  if (in_.vlanStatusDir->vlanStatus(vid)) {
+    ZET_TRACE(5, "Adding l2 floodsets for vlan " << vid);
+    doMaybeAddL2Route(vid, makeRouteKeyVlanFloodset(vid));
+    doMaybeAddL2Route(vid, makeRouteKeyMulticastFloodset(vid));
+    if (coreSide) doMaybeAddL2Route(vid, makeRouteKeyVxlanCoreSideFloodset(vid));
+  } else {
+    ZET_TRACE(5, "Deleting l2 floodsets for vlan " << vid);
+    l2RouteDel(makeRouteKeyVlanFloodset(vid));
+    l2RouteDel(makeRouteKeyMulticastFloodset(vid));
+    if (coreSide) l2RouteDel(makeRouteKeyVxlanCoreSideFloodset(vid));
+  }
+}
+
+void MiraRoot::l2EnabledOnVlanIs(VlanId vid, bool v) {
+  if (v ? l2EnabledOnVlan_.insert(vid) : l2EnabledOnVlan_.del(vid)) handleL2EnabledOnVlan(vid);
+}
+
+// Where all VLANs have L2 routes the VLAN's own word says nothing.
+void MiraRoot::handleL2EnabledOnVlan(VlanId vid) {
+  if (!initialized_ || in_.l2Enabled) return;
+  if (in_.vlanStatusDir->vlanStatus(vid)) doUpdateVlanFloodsets(vid);
+  if (in_.snoopingStatus->vlanStatus(vid) && mayHaveEthGroupRoutes(vid)) {
+    doEnableDisableVlanEthGroup(vid);
+  }
+}
+
+// --- Ethernet groups
+
+// Where PIM runs, groups are routed rather than bridged.
+bool MiraRoot::mayHaveEthGroupRoutes(VlanId vlan) const {
+  return Brindle::l2Enabled(*this, vlan) &&
+         (ignorePimConfigForL2Routes_ || !in_.pimEnabled->pimVlanEnabled(vlan));
+}
+
+void MiraRoot::doEnableDisableEthGroup(Nettle::EthAddr const & eth, VlanId vlan) {
+  RouteKey const key = makeRouteKeyEthGroup(vlan, eth);
+  auto const * snooping = in_.snoopingStatus->vlanStatus(vlan);
+  if (mayHaveEthGroupRoutes(vlan) && snooping && !snooping->useVlanFloodset()) {
+    ZET_TRACE(5, "creating l2 route for key " << key.pretty());
+    doMaybeAddL2Route(vlan, key);
+  } else {
+    ZET_TRACE(5, "Deleting l2 route for key " << key.pretty());
+    l2RouteDel(key);
+  }
+}
+
+void MiraRoot::doEnableDisableVlanEthGroup(VlanId vlan) {
+  auto const * snooping = in_.snoopingStatus->vlanStatus(vlan);
+  if (!snooping) return;
+  auto const & groups = snooping->ethGroup();
+  for (auto i = groups.begin(); i; i.advance()) doEnableDisableEthGroup(i.key(), vlan);
+}
+
+// --- PIM
+
+void MiraRoot::doMarkMulticastFloodsetDirty(VlanId vlan) {
+  if (!miraL2_) return;
+  MrouteTable const & table = *in_.mrouteTableColl->l2FloodsetTable();
+  if (Mroute * const route = table.mroute(makeRouteKeyMulticastFloodset(vlan))) {
+    miraL2_->markMrouteDirty(*route);
+  }
+}
+
+void MiraRoot::handlePimEnabled(VlanId vid) {
+  if (!initialized_ || !Brindle::l2Enabled(*this, vid)) return;
+  doMarkMulticastFloodsetDirty(vid);
+  doEnableDisableVlanEthGroup(vid);
+}
+
+void MiraRoot::floodToVlanWithPimIs(bool v) {
+  if (!assign(floodToVlanWithPim_, v) || !initialized_) return;
+  auto const & vlans = in_.vlanStatusDir->vlanStatus();
+  for (auto i = vlans.begin(); i; i.advance()) {
+    if (Brindle::l2Enabled(*this, i.key())) doMarkMulticastFloodsetDirty(i.key());
+  }
+}
+
+void MiraRoot::disableL2FloodingIs(bool v) {
+  if (assign(disableL2Flooding_, v)) handleDisableL2Flooding();
+}
+
+void MiraRoot::handleDisableL2Flooding() {
+  if (!initialized_) return;
+  for (auto i = mira_.begin(); i; i.advance()) i->doMarkAllVlansDirty();
+  if (miraL2_) miraL2_->doMarkAllVlansDirty();
+}
+
+// --- VXLAN
+
+void MiraRoot::vxlanVlanIs(VlanId vid, bool v) {
+  if (v ? vxlanVlan_.insert(vid) : vxlanVlan_.del(vid)) handleVxlanVlan(vid);
+}
+
+void MiraRoot::handleVxlanVlan(VlanId vid) {
+  if (!initialized_) return;
+  if (miraL2_) {
+    miraL2_->doMarkVlanDirty(vid);
+    if (vxlanVlan(vid) || in_.vlanStatusDir->vlanStatus(vid)) {
+      doMaybeAddL2Route(vid, makeRouteKeyVlanFloodset(vid));
+    } else {
+      l2RouteDel(makeRouteKeyVlanFloodset(vid));
+    }
+    if (wantsCoreSideFloodset(*this, vid)) {
+      doMaybeAddL2Route(vid, makeRouteKeyVxlanCoreSideFloodset(vid));
+    } else {
+      l2RouteDel(makeRouteKeyVxlanCoreSideFloodset(vid));
+    }
+  }
+  if (Mira * const mira = miraOfVlan(vid)) {
+    ZET_TRACE(5, "Mark vxLan dirty for vlan: " << vid);
+    mira->vxlanIntfDirtyIs(true);
+    mira->doMarkVlanDirty(vid);
+  }
+}
+
+void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
+  if (!initialized_) return;
+  VlanIdOrNone const vid = in_.intfVlanIdTable->intfIdToVlanId(intf);
+  if (!vid) {
+    ZET_TRACE(5, "vid is null");
+    return;
+  }
+  if (Mira * const mira = miraOfVlan(vid)) {
+    mira->vxlanIntfDirtyIs(true);
+    mira->doMarkVlanDirty(vid);
+  }
+  if (miraL2_) miraL2_->doMarkVlanDirty(vid);
+  bool const inAllVlans = carriesMulticastOverVxlan(*this);
+  if (!assign(coreSideFloodsetInAllVlans_, inAllVlans)) return;
+  auto const & vlans = in_.brTopo->vidToTopoMap();
+  for (auto i = vlans.begin(); i; i.advance()) {
+    VlanId const vlan = i.key();
+    if (inAllVlans) {
+      doMaybeAddL2Route(vlan, makeRouteKeyVxlanCoreSideFloodset(vlan));
+    } else if (!vxlanVlan(vlan)) {
+      l2RouteDel(makeRouteKeyVxlanCoreSideFloodset(vlan));
+    }
   }
 }
 

@@ -118,6 +118,7 @@ void MiraRoot::handleInitialized() {
       Zet::make<Fjord::SubIntfMappingSm>(subIntfConfigDir_, parentIntfToSubIntfDir_);
   initialized_ = true;
   doNsfInit();
+  doCreateMiraL2();
   doEvalMiraEnabled();
   handleVrf();
   handleMfibVrfConfig();
@@ -129,6 +130,7 @@ void MiraRoot::handleInitialized() {
 void MiraRoot::handleDel() {
   initialized_ = false;
   for (auto i = mira_.begin(); i; i.advance()) miraDel(i.key());
+  doDeleteMiraL2();
   doCloseSocket();
 }
 
@@ -240,6 +242,7 @@ Zet::Ptr<Mira> MiraRoot::doMakeMira(L3::VrfName const & vrf, Zet::Ptr<MrouteTabl
   if (vrf != L3::VrfName::defaultVrf()) mira->mfibShoalDirIs(shoalDir_->shoalColl(vrf));
   mira->pimVxlanStatusIs(pimVxlanStatus_);
   mira->nsfMiraEnabledIs(nsfMiraEnabledForAllVrfs_);
+  if (vrf == L3::VrfName::defaultVrf()) doMaybeInitializeL2Routes();
   doCreateIntfConfigSm(vrf);
   ZET_TRACE(1, "Created Mira for VRF " << vrf << ", nsfMiraEnabled: " << nsfMiraEnabledForAllVrfs_);
   return mira;

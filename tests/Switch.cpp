@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "mira/Expansion.h"
+#include "mira/MiraL2.h"
 #include "platform/ActivityManager.h"
 
 namespace Tests {
@@ -189,7 +190,8 @@ void Switch::settle(double seconds) {
 }
 
 void Switch::reviewAll() {
-  for (auto & m : agent->mira()->mira()) m.doMarkAllVlansDirty();
+  for (auto & m : root().mira()) m.doMarkAllVlansDirty();
+  if (auto const & l2 = root().miraL2()) l2->doMarkAllVlansDirty();
   settle();
 }
 
@@ -199,9 +201,11 @@ MrouteTable & Switch::routes(std::string_view vrfText) {
   return *tables->vrfMrouteTable(vrfName(vrfText));
 }
 
-Mira & Switch::mira(std::string_view vrfText) {
+Mira & Switch::mira(std::string_view vrfText) { return *root().mira(vrfName(vrfText)); }
+
+MiraRoot & Switch::root() {
   start();
-  return *agent->mira()->mira(vrfName(vrfText));
+  return *agent->mira();
 }
 
 SimSwitchChip & Switch::chip(std::string_view name) { return *fabric->chip(Zet::Name(name)); }
@@ -214,6 +218,12 @@ Zet::Ptr<Mroute> Switch::mroute(std::string_view source, std::string_view group,
 std::string Switch::outputs(std::string_view source, std::string_view group,
                             std::string_view vrfText) {
   auto m = mroute(source, group, vrfText);
+  if (!m) return "-";
+  return m->oifSet() ? text(m->oifSet()->portVlanSet()) : "not computed";
+}
+
+std::string Switch::floodset(Key const & key) {
+  auto const * m = tables->l2FloodsetTable()->mroute(key);
   if (!m) return "-";
   return m->oifSet() ? text(m->oifSet()->portVlanSet()) : "not computed";
 }
@@ -243,14 +253,16 @@ std::string Switch::all() {
   for (auto const & c : fabric->chip()) {
     out += std::string(c.key.view()) + ": " + entries(c.key.view()) + "\n";
   }
-  for (auto & t : tables->vrfMrouteTable()) {
+  auto add = [&](MrouteTable const & t) {
     std::vector<std::string> sets;
     for (auto & m : t.mroute()) {
       sets.push_back(m.key().pretty() + " " +
                      (m.oifSet() ? m.oifSet()->portVlanSet().pretty() : "not computed"));
     }
     out += joined(sets, "\n", true);
-  }
+  };
+  for (auto & t : tables->vrfMrouteTable()) add(t);
+  if (tables->l2FloodsetTable()) add(*tables->l2FloodsetTable());
   return out;
 }
 
@@ -258,6 +270,13 @@ void Switch::checkRecheck() {
   std::string before = all();
   reviewAll();
   EXPECT_EQ(before, all()) << "computing everything again changed something";
+}
+
+// Of either table.
+Mroute * Switch::mroute(Key const & k, L3::VrfName vrf) {
+  if (Mroute * const m = tables->vrfMrouteTable(vrf)->mroute(k)) return m;
+  auto const & l2 = tables->l2FloodsetTable();
+  return l2 ? l2->mroute(k) : nullptr;
 }
 
 void Switch::checkHwFlags() {
@@ -272,7 +291,7 @@ void Switch::checkHwFlags() {
   for (auto & vrfStatus : status->vrfStatus()) {
     for (auto & routeStatus : vrfStatus.route()) {
       auto const & k = routeStatus.key();
-      auto m = tables->vrfMrouteTable(vrfStatus.key())->mroute(k);
+      auto m = mroute(k, vrfStatus.key());
       if (!m || !m->acceptingVlanId()) continue;
       bool everywhere = std::all_of(active.begin(), active.end(), [&](auto & here) {
         return here.contains({k, m->acceptingVlanId().value()});
@@ -282,12 +301,31 @@ void Switch::checkHwFlags() {
   }
 }
 
+// What L2 routes stand for.
+void Switch::takeDown() {
+  if (!root().miraL2()) return;
+  root().vlanFilteredFloodSetDirIs(nullptr);
+  for (auto i = vlans->vlanStatus().begin(); i; i.advance()) {
+    VlanId const vlan = i.key();
+    vlans->vlanStatusDel(vlan);
+    root().doUpdateVlanFloodsets(vlan);
+    root().vxlanVlanIs(vlan, false);
+  }
+  for (auto i = snooping->vlanStatus().begin(); i; i.advance()) {
+    for (auto g = i->ethGroup().begin(); g; g.advance()) {
+      root().l2RouteDel(Routing::Multicast::Fib::makeRouteKeyEthGroup(i.key(), g.key()));
+    }
+  }
+  root().handleL2Route();
+}
+
 void Switch::checkTeardown() {
   for (auto & [name, t] : table_) {
     std::vector<Key> keys;
     for (auto i = t->routeBegin(); i; i.advance()) keys.push_back(i.key());
     for (Key const & k : keys) t->routeDel(k);
   }
+  takeDown();
   settle();
   for (auto const & c : fabric->chip()) {
     SimSwitchChip & sim = chip(c.key.view());

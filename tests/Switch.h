@@ -69,11 +69,14 @@ class Switch : public SwitchRecords {
   U32 iifVlan(std::string_view source, std::string_view group, std::string_view vrf = "default");
   Zet::Ptr<Brindle::Mroute> mroute(std::string_view source, std::string_view group,
                                    std::string_view vrf = "default");
+  // The same of an L2 route.
+  std::string floodset(Key const & key);
   // Entries of a chip: "(10.0.0.1, 239.1.1.1)@10 -> Ethernet1@20", sorted, joined by "; ".
   std::string entries(std::string_view chip = "chip0");
   Brindle::SimSwitchChip & chip(std::string_view name = "chip0");
   Brindle::MrouteTable & routes(std::string_view vrf = "default");
   Brindle::Mira & mira(std::string_view vrf = "default");
+  Brindle::MiraRoot & root();
 
   // Parts of a scenario's world, to be set before start(); the verbs above start it.
   void chips(U32 count, U32 routes = 1000, U32 slots = 10000);
@@ -92,6 +95,8 @@ class Switch : public SwitchRecords {
   void checkRecheck();
   void checkHwFlags();
   void checkTeardown();
+  void takeDown();
+  Brindle::Mroute * mroute(Key const & key, L3::VrfName vrf);
   std::string all();
 
   std::map<std::string, Zet::Ptr<LocalTable>, std::less<>> table_;

@@ -42,6 +42,7 @@ class SwitchRecords : public testing::Test {
             .fastdropLogClock = clock,
             .intfVlanIdTable = intfVlans,
             .lagOperation = lagOperation,
+            .l2Enabled = l2Enabled,
             .pimEnabled = pimEnabled,
             .routingInfoDir = routingInfo,
             .mlagStatus = mlag,
@@ -51,6 +52,7 @@ class SwitchRecords : public testing::Test {
             .allVrfStatusLocal = vrfs,
             .ipStatus = ip,
             .pimIntfStatus = pimIntf,
+            .ignoreVlanForL2Groups = ignoreVlanForL2Groups,
             .portPropertyMask = portPropertyMask,
             .mbrIntf = mbr,
             .sparseModeStatus = sparse};
@@ -96,6 +98,8 @@ class SwitchRecords : public testing::Test {
   Made<Zet::Dir> mfibDir;
   Brindle::LagOperation lagOperation = Brindle::lagExpand;
   Brindle::PortPropertyMask portPropertyMask = 0;
+  bool l2Enabled = false;
+  bool ignoreVlanForL2Groups = false;
 };
 
 }  // namespace Tests
