@@ -1,27 +1,316 @@
 #include "mira/InputReactors.h"
 
+#include "mira/Expansion.h"
+#include "mira/MiraL2.h"
 #include "mira/MiraRoot.h"
+#include "platform/Skein.h"
+#include "platform/Trace.h"
 
 namespace Brindle {
 
-L3::VrfName MiraRoot::doGetVrfNameFromVid(Bridging::VlanIdOrNone vid) const {
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+using Nettle::IntfId;
+using Routing::Multicast::Fib::makeRouteKeyEthGroup;
+
+namespace {
+
+Zet::TraceHandle traceHandle("InputReactors", false);
+
+// Watches the member of a collection that an event named, or no longer.
+template <class M, class K, class X> void follow(M & reactors, K const & key, X * member) {
+  if (member) {
+    reactors.attach(key, member);
+  } else {
+    reactors.del(key);
+  }
+}
+
+}  // namespace
+
+InputReactors::InputReactors(MiraRoot * root) : root_(root) {
+  zetBrTopo_.attach(root->brTopo());
+  zetVlanStatusDir_.attach(root->vlanStatusDir());
+  zetSnoopingStatus_.attach(root->snoopingStatus());
+  zetBrConfig_.attach(root->brConfig());
+  zetMlagStatus_.attach(root->mlagStatus());
+  zetPimEnabled_.attach(root->pimEnabled());
+  zetIpStatus_.attach(root->ipStatus());
+  zetSparseModeStatus_.attach(root->sparseModeStatus());
+  zetPrefixMrouteStatusDir_.attach(root->prefixMrouteStatusDir());
+}
+
+// --- Marks
+
+void InputReactors::markVlanDirty(VlanIdOrNone vid) {
+  if (!root_->initialized()) return;
+  if (Mira * const mira = root_->miraOfVlan(vid)) mira->doMarkVlanDirty(vid);
+  root_->doMaybeMarkVlanDirty(vid);
+}
+
+void InputReactors::markVlanGroupDirty(VlanId vid, Nettle::EthAddr const & group) {
+  if (!root_->initialized()) return;
+  Mira * const own = root_->miraOfVlan(vid);
+  if (own) own->doMarkVlanGroupDirty(vid, group);
+  for (auto i = root_->mira().begin(); i; i.advance()) {
+    if (&*i != own && (i->mrouteTable()->vlanFilter() & vlanBit(vid))) {
+      i->doMarkVlanGroupDirty(vid, group);
+    }
+  }
+}
+
+void InputReactors::markAllVlansDirty() {
+  if (!root_->initialized()) return;
+  for (auto i = root_->mira().begin(); i; i.advance()) i->doMarkAllVlansDirty();
+  if (root_->miraL2()) root_->miraL2()->doMarkAllVlansDirty();
+}
+
+void MiraRoot::doMaybeMarkVlanDirty(VlanIdOrNone vid) {
+  if (!initialized_) return;
+  if (miraL2_ && Brindle::l2Enabled(*this, vid)) miraL2_->doMarkVlanDirty(vid);
+  for (auto i = mira_.begin(); i; i.advance()) {
+    if (!(i->mrouteTable()->vlanFilter() & vlanBit(vid))) continue;
+    ZET_TRACE(7, " Marking vlan " << vid << " dirty for VRF " << i->vrfName());
+    i->doMarkVlanDirty(vid);
+  }
+}
+
+L3::VrfName MiraRoot::doGetVrfNameFromVid(VlanIdOrNone vid) const {
   if (!vid) return L3::VrfName::defaultVrf();
   return doGetVrfNameFromIntfId(in_.intfVlanIdTable->vlanIdToIntfId(vid));
 }
 
-L3::VrfName MiraRoot::doGetVrfNameFromIntfId(Nettle::IntfId intf) const {
+L3::VrfName MiraRoot::doGetVrfNameFromIntfId(IntfId intf) const {
   auto const * status = in_.ipStatus->ipIntfStatus(intf);
   return status && !status->vrf().empty() ? status->vrf() : L3::VrfName::defaultVrf();
 }
 
-Mira * MiraRoot::miraOfVlan(Bridging::VlanIdOrNone vid) const {
-  return mira_.find(doGetVrfNameFromVid(vid));
+Mira * MiraRoot::miraOfVlan(VlanIdOrNone vid) const { return mira_.find(doGetVrfNameFromVid(vid)); }
+
+Mira * MiraRoot::miraOfIntf(IntfId intf) const { return mira_.find(doGetVrfNameFromIntfId(intf)); }
+
+// --- Spanning tree
+
+void MiraRoot::doInitializeVidToTopoMap() { inputReactors_->handleVidToTopoMap(); }
+
+void InputReactors::handleVidToTopoMap() {
+  auto const & topos = root_->brTopo()->vidToTopoMap();
+  for (auto i = topos.begin(); i; i.advance()) handleVidToTopoMap(i.key());
 }
 
-Mira * MiraRoot::miraOfIntf(Nettle::IntfId intf) const {
-  return mira_.find(doGetVrfNameFromIntfId(intf));
+void InputReactors::handleVidToTopoMap(VlanId vid) {
+  Zet::Ptr<Bridging::Topology::TopoConfig const> const topo = root_->brTopo()->vidToTopoMap(vid);
+  Zet::String const now = topo ? topo->key() : Zet::String();
+  Zet::String const old = root_->oldVidToTopoMap(vid);
+  SKEIN("InputReactors::handleVidToTopoMap ", vid, " from ", old, " to ", now);
+  if (Zet::Ptr<ZetTopo> const left = zetTopo_.find(old); left && old != now) {
+    left->vidListIs(vid, false);
+    if (left->vidList().empty()) zetTopo_.del(old);
+  }
+  if (topo) {
+    Zet::Ptr<ZetTopo> entered = zetTopo_.find(now);
+    if (!entered) {
+      entered = Zet::make<ZetTopo>(this, now);
+      zetTopo_.insert(entered);
+    }
+    entered->vidListIs(vid, true);
+    entered->topoConfigIs(topo);
+    root_->oldVidToTopoMapIs(vid, now);
+  } else {
+    root_->oldVidToTopoMapDel(vid);
+  }
+  markVlanDirty(vid);
 }
 
-void MiraRoot::configuredLagMembersInOifSetIs(bool v) { configuredLagMembersInOifSet_ = v; }
+// A topology that comes is of no interest before VLANs run in it.
+void InputReactors::handleTopoConfig(Zet::String const & topo) {
+  if (root_->brTopo()->topoConfig(topo)) return;
+  if (Zet::Ptr<ZetTopo> const gone = zetTopo_.find(topo)) gone->handleTopoConfigDel();
+}
+
+// --- VLANs
+
+void InputReactors::handleVlanStatus(VlanId vid) {
+  follow(zetVlanStatus_, vid, root_->vlanStatusDir()->vlanStatus(vid));
+  if (!root_->initialized()) return;
+  SKEIN("InputReactors::handleVlanStatus ", vid);
+  root_->doUpdateVlanFloodsets(vid);
+  markVlanDirty(vid);
+}
+
+void InputReactors::handleVlanStatus() {
+  Zet::replay(&root_->vlanStatusDir()->vlanStatus(), zetVlanStatus_,
+              [this](VlanId vid) { handleVlanStatus(vid); });
+}
+
+void InputReactors::handleSnoopingVlanStatus(VlanId vid) {
+  auto const * status = root_->snoopingStatus()->vlanStatus(vid);
+  if (!status) {
+    zetSnoopingVlanStatus_.del(vid);
+  } else if (!zetSnoopingVlanStatus_.find(vid)) {
+    zetSnoopingVlanStatus_.insert(Zet::make<ZetSnoopingVlanStatus>(this, status));
+  }
+  markVlanDirty(vid);
+}
+
+void InputReactors::handleSnoopingVlanStatus() {
+  Zet::replay(&root_->snoopingStatus()->vlanStatus(), zetSnoopingVlanStatus_,
+              [this](VlanId vid) { handleSnoopingVlanStatus(vid); });
+}
+
+// --- Configuration of bridging
+
+void InputReactors::handleBrConfig() {
+  auto const & config = *root_->brConfig();
+  Zet::replay(&config.vlanConfig(), zetVlanConfig_, [this](VlanId k) { handleVlanConfig(k); });
+  Zet::replay(&config.fdbConfig(), zetBrFdbConfig_, [this](VlanId k) { handleFdbConfig(k); });
+  Zet::replay(&config.switchIntfConfig(), zetBrSwitchIntfConfig_,
+              [this](IntfId k) { handleSwitchIntfConfig(k); });
+}
+
+void InputReactors::handleVlanConfig(VlanId vid) {
+  follow(zetVlanConfig_, vid, root_->brConfig()->vlanConfig(vid));
+  markVlanDirty(vid);
+}
+
+void InputReactors::handleFdbConfig(VlanId vid) {
+  auto const * config = root_->brConfig()->fdbConfig(vid);
+  Zet::Ptr<Bridging::FdbConfig const> gone;
+  if (ZetBrFdbConfig * const held = zetBrFdbConfig_.find(vid); held && !config) {
+    gone = held->target();
+  }
+  follow(zetBrFdbConfig_, vid, config);
+  if (!gone) return;
+  for (auto i = gone->ethGroup().begin(); i; i.advance()) handleBrEthGroup(vid, i.key());
+}
+
+void InputReactors::handleBrEthGroup(VlanId vid) {
+  auto const * config = root_->brConfig()->fdbConfig(vid);
+  if (!config) return;
+  for (auto i = config->ethGroup().begin(); i; i.advance()) handleBrEthGroup(vid, i.key());
+}
+
+// Groups of IP belong to snooping.
+void InputReactors::handleBrEthGroup(VlanId vid, Nettle::EthAddr const & group) {
+  if (!root_->initialized() || isIgmpSnoopingEthAddr(group)) return;
+  auto const * config = root_->brConfig()->fdbConfig(vid);
+  auto const key = makeRouteKeyEthGroup(vid, group);
+  if (l2Enabled(*root_, vid) && config && config->ethGroup(group)) {
+    ZET_TRACE(5, "creating l2 route for key " << key);
+    root_->doMaybeAddL2Route(vid, key);
+  } else {
+    ZET_TRACE(5, "Deleting l2 route for key " << key);
+    root_->l2RouteDel(key);
+  }
+}
+
+// A port without a record floods: a record that says no more than that comes and goes unheard.
+void InputReactors::handleSwitchIntfConfig(IntfId intf) {
+  auto const floods = [](Bridging::SwitchIntfConfig const * c) {
+    return !c || (c->floodingEnabled() &&
+                  c->switchportMode() != Bridging::SwitchIntfConfig::modeNoFlooding);
+  };
+  ZetBrSwitchIntfConfig * const held = zetBrSwitchIntfConfig_.find(intf);
+  auto const * config = root_->brConfig()->switchIntfConfig(intf);
+  bool const changed = floods(config) != floods(held ? held->target() : nullptr);
+  follow(zetBrSwitchIntfConfig_, intf, config);
+  if (changed) handleFloodingEnabled(intf);
+}
+
+void InputReactors::handleFloodingEnabled(IntfId intf) {
+  if (!root_->initialized()) return;
+  SKEIN("InputReactors::handleFloodingEnabled ", intf);
+  if (Mira * const mira = root_->miraOfIntf(intf)) mira->doMarkAllVlansDirty();
+  if (root_->miraL2()) root_->miraL2()->doMarkAllVlansDirty();
+}
+
+// --- IP and multicast routing
+
+void InputReactors::handleIpIntfStatus(IntfId intf) {
+  follow(zetIpIntfStatus_, intf, root_->ipStatus()->ipIntfStatus(intf));
+  handleVrfChange(intf);
+}
+
+void InputReactors::handleIpIntfStatus() {
+  Zet::replay(&root_->ipStatus()->ipIntfStatus(), zetIpIntfStatus_,
+              [this](IntfId intf) { handleIpIntfStatus(intf); });
+}
+
+// Routes that come in on the interface are computed only in its own VRF.
+void InputReactors::handleVrfChange(IntfId intf) {
+  if (!root_->initialized()) return;
+  SKEIN("InputReactors::handleVrfChange ", intf);
+  root_->handleIntfConfig(intf);
+  Mira * const mira = root_->miraOfIntf(intf);
+  if (mira) mira->doMarkVlanDirty(root_->intfVlanIdTable()->intfIdToVlanId(intf));
+}
+
+void InputReactors::handleFastFailover(IntfId intf) {
+  if (!root_->initialized()) return;
+  SKEIN("InputReactors::handleFastFailover ", intf);
+  Mira * const mira = root_->miraOfIntf(intf);
+  if (!mira) return;
+  mira->doMarkVlanDirty(root_->intfVlanIdTable()->intfIdToVlanId(intf));
+  mira->doKickReview();
+}
+
+void InputReactors::ZetPimEnabled::onPimVlanEnabled(VlanId const & vid) {
+  sm()->root().handlePimEnabled(vid);
+}
+
+void InputReactors::ZetPimVxlanStatus::onVxlanIntf(IntfId const & intf) {
+  if (target()->vxlanIntf(intf)) {
+    vxlanIntf_.insert(intf);
+  } else {
+    vxlanIntf_.del(intf);
+  }
+  sm()->root().handlePimVxlanIntf(intf);
+}
+
+// The status may be another one, or gone.
+void InputReactors::ZetPimVxlanStatus::immediatePass() {
+  Zet::OrderedSet<IntfId> changed = vxlanIntf_;
+  vxlanIntf_.clear();
+  if (target()) vxlanIntf_ = target()->vxlanIntf();
+  for (IntfId intf : vxlanIntf_.items()) changed.insert(intf);
+  for (IntfId intf : changed.items()) sm()->root().handlePimVxlanIntf(intf);
+}
+
+// --- Connected prefixes that stand in hardware
+
+void InputReactors::handleSlice(Zet::Name const & name) {
+  using PrefixMrouteStatus = Routing::Multicast::Fib::PimIntf::PrefixMrouteStatus;
+  Zet::Ptr<PrefixMrouteStatus const> const now = dynamic_cast<PrefixMrouteStatus const *>(
+      root_->prefixMrouteStatusDir()->entityPtr(name).get());
+  Zet::Ptr<PrefixMrouteStatus const> before;
+  if (ZetPrefixMrouteStatus * const held = zetPrefixMrouteStatus_.find(name)) {
+    before = held->target();
+  }
+  if (before == now) return;
+  follow(zetPrefixMrouteStatus_, name, now.get());
+  for (auto const & status : {before, now}) {
+    if (!status) continue;
+    for (auto i = status->route().begin(); i; i.advance()) handlePrefixMroute(i.key());
+  }
+}
+
+void InputReactors::handleSlice() {
+  auto const & dir = root_->prefixMrouteStatusDir();
+  Zet::replay(dir ? &dir->entityPtr() : nullptr, zetPrefixMrouteStatus_,
+              [this](Zet::Name const & name) { handleSlice(name); });
+}
+
+void InputReactors::handlePrefixMroute(
+    Routing::Multicast::Fib::PimIntf::PrefixMroute const & prefix) {
+  SKEIN("InputReactors::handlePrefixMroute ", prefix.prefix, " ", prefix.intfId);
+  auto * const intf = root_->pimIntfStatus()->intfStatus(prefix.intfId);
+  auto * const info = intf ? intf->route(prefix.prefix) : nullptr;
+  if (!info) return;
+  bool programmed = false;
+  for (auto i = zetPrefixMrouteStatus_.begin(); i; i.advance()) {
+    programmed = programmed || (i->target() && i->target()->route(prefix));
+  }
+  info->programmedIs(programmed);
+}
 
 }  // namespace Brindle

@@ -25,6 +25,8 @@ Mira::Mira(L3::VrfName const & vrf, Inputs const & in)
   zetRoutingGenInfo_.attach(in.routingGenInfo);
   zetStatus_.attach(status());
   zetClock_.attach(clock());
+  zetIntfVlanIdTable_.attach(intfVlanIdTable());
+  zetStaticNatInfo_.attach(staticNatInfo());
   handleInitialized();
 }
 

@@ -110,12 +110,17 @@ void MiraRoot::entityManagerIs(Zet::Ptr<Quay::EntityManager> const & v) {
 void MiraRoot::handleInitialized() {
   SKEIN("MiraRoot::handleInitialized");
   if (!entityManager_ || initialized_) return;
+  inputReactors_ = Zet::make<InputReactors>(this);
+  doInitializeVidToTopoMap();
   mfibDirSm_ = Zet::make<MfibDirSm>(in_.mfibDir, in_.mfibDirName, shoalDir_);
   parentIntfToSubIntfDir_ = Zet::make<Fjord::ParentIntfToSubIntfDir>();
   subIntfConfigDir_ = dynamic_cast<Interface::SubIntfConfigDir const *>(
       entityManager_->getEntity("interface/config/subintf").get());
   subIntfMappingSm_ =
       Zet::make<Fjord::SubIntfMappingSm>(subIntfConfigDir_, parentIntfToSubIntfDir_);
+  bool const byConfig = configuredLagMembersInOifSet_;
+  inputReactors_->lagReactorsAre(!byConfig, byConfig);
+  inputReactors_->pimVxlanStatusIs(pimVxlanStatus_);
   initialized_ = true;
   doNsfInit();
   doCreateMiraL2();
@@ -129,6 +134,7 @@ void MiraRoot::handleInitialized() {
 
 void MiraRoot::handleDel() {
   initialized_ = false;
+  inputReactors_ = nullptr;
   for (auto i = mira_.begin(); i; i.advance()) miraDel(i.key());
   doDeleteMiraL2();
   doCloseSocket();
@@ -138,8 +144,8 @@ void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) { miraHelper_ = v; }
 void MiraRoot::pimVxlanStatusIs(Zet::Ptr<Routing::Multicast::Vxlan::Status const> const & v) {
   pimVxlanStatus_ = v;
   for (auto i = mira_.begin(); i; i.advance()) i->pimVxlanStatusIs(v);
+  if (inputReactors_) inputReactors_->pimVxlanStatusIs(v);
 }
-void MiraRoot::lagConfigDirIs(Zet::Ptr<Lag::ConfigDir const> const & v) { lagConfigDir_ = v; }
 
 // --- Inputs of a VRF
 
