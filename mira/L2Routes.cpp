@@ -2,6 +2,7 @@
 //
 // What is wanted is a set of keys. A key that comes makes its route in the table, one that goes
 // only marks it: the review deletes it, since it may be walking there.
+#include "mira/InputReactors.h"
 #include "mira/MiraHelper.h"
 #include "mira/MiraL2.h"
 #include "mira/MiraRoot.h"
@@ -104,6 +105,8 @@ void MiraRoot::doMaybeInitializeL2Routes() {
   for (auto i = snooped.begin(); i; i.advance()) {
     if (mayHaveEthGroupRoutes(i.key())) doEnableDisableVlanEthGroup(i.key());
   }
+  auto const & fdbs = in_.brConfig->fdbConfig();
+  for (auto i = fdbs.begin(); i; i.advance()) inputReactors_->handleBrEthGroup(i.key());
 }
 
 void MiraRoot::doUpdateVlanFloodsets(VlanId vid) {
@@ -133,6 +136,7 @@ void MiraRoot::handleL2EnabledOnVlan(VlanId vid) {
   if (in_.snoopingStatus->vlanStatus(vid) && mayHaveEthGroupRoutes(vid)) {
     doEnableDisableVlanEthGroup(vid);
   }
+  inputReactors_->handleBrEthGroup(vid);
 }
 
 // --- Ethernet groups
@@ -222,6 +226,7 @@ void MiraRoot::handleVxlanVlan(VlanId vid) {
     mira->vxlanIntfDirtyIs(true);
     mira->doMarkVlanDirty(vid);
   }
+  doMaybeMarkVlanDirty(vid);
 }
 
 void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
