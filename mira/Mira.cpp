@@ -27,6 +27,10 @@ Mira::Mira(L3::VrfName const & vrf, Inputs const & in)
   zetClock_.attach(clock());
   zetIntfVlanIdTable_.attach(intfVlanIdTable());
   zetStaticNatInfo_.attach(staticNatInfo());
+  zetMbrIntf_.attach(mbrIntf());
+  fastdropClock_.attach(miraRoot_->fastdropClock());
+  fastdropLogClock_.attach(miraRoot_->fastdropLogClock());
+  zetMrouteTable_.attach(mrouteTable_);
   handleInitialized();
 }
 
@@ -48,6 +52,7 @@ void Mira::handleInitialized() {
 }
 
 void Mira::handleDel() {
+  noFastdropVlanDelAll();
   for (auto i = mfibShoalSm_.begin(); i; i.advance()) mfibShoalSmDel(i.key());
 }
 

@@ -220,11 +220,11 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   void handleIpInfo(Nettle::IpGenAddr const & addr);
 
   // RPF failures and fastdrops
-  // All that were reported for this VRF.
   // A packet failed the reverse-path check. `message` is what the kernel says of it, see
-  // RpfSocket.cpp, `length` its bytes; what is too short or names no VLAN is counted only.
+  // RpfMessage.h, `length` its bytes; what is too short or names no VLAN is counted only.
   void handleRpfFailure(char const * message, U32 length);
-  // The same where no (S,G) route stands: a (*,G) route may.
+  // The same where no (S,G) route stands: a (*,G) route may. Throws RangeException for a number
+  // that is no VLAN, if such a route stands.
   void handleRpfFailureWc(U32 vlan, Nettle::IpGenAddr const & group);
   // Idle fastdrops go.
   void handleFastdropClock();
@@ -238,6 +238,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   // Fastdrops that stand on an interface when it is to have none any more: they age, nothing is
   // done at once.
   void doFlushFastdrops(Zet::String const & intfName);
+  // All that were reported for this VRF.
   U64 rpfFailureCount() const { return rpfFailureCount_; }
   void rpfFailureCountInc(U64 n) { rpfFailureCount_ += n; }
   U16 fastdropCount() const { return fastdropCount_; }
@@ -292,6 +293,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   struct ZetMrouteTable : Zet::Reactor<RouteTable const, Mira> {
     using Reactor::Reactor;
     void onFastdropCount() override { sm()->handleFastdropCount(); }
+    void immediatePass() override { sm()->handleFastdropCount(); }
   };
   struct ZetFastdropClock : Zet::Reactor<Zet::Clock const, Mira> {
     using Reactor::Reactor;
@@ -334,6 +336,20 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   void nextPass();
   void pauseReview(MrouteTableReview const & slice);
   void finishReview(MrouteTableReview const & slice);
+
+  // Parts of the handling of fastdrops
+  Zet::Ptr<Mroute> mrouteOf(Nettle::IpGenPrefix const & source,
+                            Nettle::IpGenAddr const & group) const;
+  void doCountRpfFailure(Zet::Ptr<Mroute> const & mroute, Bridging::VlanId vlan);
+  bool mayHaveFastdrop(Zet::Ptr<Mroute> const & mroute, Bridging::VlanId vlan);
+  bool isBorder(Mroute const & mroute, Bridging::VlanId vlan) const;
+  void doMakeFastdrop(Zet::Ptr<Mroute> const & mroute, Bridging::VlanId vlan);
+  bool doAgeFastdrops(Mroute & mroute, Zet::Seconds now);
+  bool doAgeFastdrop(Mroute & mroute, Bridging::VlanId vlan,
+                     Routing::Multicast::Fib::Hardware::RouteStatus const & status,
+                     Zet::Seconds now);
+  void doRefreshFastdrops(Zet::Ptr<Mroute> const & mroute);
+  void doNotifyBatch();
 
   // Fixed at construction
   L3::VrfName const vrf_;
@@ -387,5 +403,12 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   Zet::ReactorPtr<ZetFastdropClock> fastdropClock_{this};
   Zet::ReactorPtr<ZetFastdropLogClock> fastdropLogClock_{this};
 };
+
+// Whether the published route says what is to become of packets that come in there, so that they
+// are not to be dropped: it notifies of them, or the interface is the fast-reroute backup. One that
+// fails over fast and is sent out of does not notify in this sense.
+BRINDLE_API bool isNotifyingOrStaticOrFrrFastdrop(Nettle::IntfId intf,
+                                                  Zet::Ptr<Mroute> const & mroute,
+                                                  Zet::Ptr<Mira> const & mira, bool onFastFailover);
 
 }  // namespace Brindle

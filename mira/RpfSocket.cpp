@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 
 #include "mira/MiraRoot.h"
+#include "mira/RpfMessage.h"
 #include "platform/Budget.h"
 #include "platform/Exception.h"
 #include "platform/PacketSocket.h"
@@ -21,18 +21,8 @@ Zet::TraceHandle traceHandle("RpfSocket", false);
 constexpr int rpfProtocol = 0x2c00;
 // Bytes. A backlog of failures is worth nothing: the kernel shall drop it, not queue it.
 constexpr int receiveBuffer = 200;
-constexpr std::size_t maxMessage = 2048;
-// The message: an Ethernet header, source, group, and the VLAN in network byte order.
-constexpr std::size_t vlanOffset = 22;
-constexpr std::size_t minMessage = 26;
 // Messages between two looks at the clock.
 constexpr unsigned readStride = 50;
-
-U32 bigEndian32(char const * p) {
-  U32 word;
-  std::memcpy(&word, p, sizeof word);
-  return __builtin_bswap32(word);
-}
 
 }  // namespace
 
@@ -70,7 +60,7 @@ void MiraRoot::handleReadable() {
   if (!initialized_) return;
   Keel::Budget const budget(fastdropLoopQuantum_);
   Keel::Paced<readStride> messages;
-  std::array<char, maxMessage> message;
+  std::array<char, RpfMessage::maxBytes> message;
   for (;;) {
     std::int64_t const n = Zet::readSocket(socket_, message.data(), message.size());
     if (n < 0 && errno != EAGAIN) {
@@ -81,7 +71,10 @@ void MiraRoot::handleReadable() {
     }
     if (n <= 0) break;
     auto const size = static_cast<std::size_t>(n);
-    if (size < minMessage) std::fill(message.begin() + size, message.begin() + minMessage, '\0');
+    // What it lacks is not what the last one said.
+    if (size < RpfMessage::minBytes) {
+      std::fill(message.begin() + size, message.begin() + RpfMessage::minBytes, '\0');
+    }
     if (!handleMessage(message.data(), static_cast<U32>(n))) continue;
     if (messages.inc() && budget.over()) break;
   }
@@ -93,9 +86,9 @@ void MiraRoot::doCountReadable(U64 messages) {
   handleReadableCount_ += messages;
 }
 
-// False if the message names no VLAN. REQUIRES: minMessage bytes.
+// False if the message names no VLAN. REQUIRES: RpfMessage::minBytes.
 bool MiraRoot::handleMessage(char const * message, U32 length) {
-  U32 const vlan = bigEndian32(message + vlanOffset);
+  U32 const vlan = RpfMessage(message).vlan();
   if (vlan == 0 || vlan > Bridging::VlanId::max) {
     ZET_TRACE(5, "Ignore RpfFailure with invalid vlan " << vlan);
     return false;

@@ -25,6 +25,7 @@ void MrouteTable::mrouteDel(Key const & key) {
   m->parentIs(nullptr);
   if (m->dirty()) dirtyMroutesInc(-1);
   int const fastdrops = static_cast<int>(m->fastdropCount());
+  fastdropMrouteIs(m->key(), false);
   erase<&NotifieeConst::onMroute>(mroute_, m->key());
   fastdropCountInc(-fastdrops);
 }
@@ -70,7 +71,10 @@ void MrouteTable::doUpdateVrfVlanFilter(U32 filter, U32 changed) {
 
 // A route that has left its table has no parent.
 void Mroute::handleFastdropCount(int change) {
-  if (auto * table = static_cast<MrouteTable *>(parent())) table->fastdropCountInc(change);
+  auto * const table = static_cast<MrouteTable *>(parent());
+  if (!table) return;
+  table->fastdropMrouteIs(key(), fastdropCount() != 0);
+  table->fastdropCountInc(change);
 }
 
 void Mroute::handleDirty() {

@@ -101,10 +101,19 @@ class BRINDLE_API MrouteTable : public RouteTable, public Zet::HashLink {
   U32 dirtyMroutes() const { return dirtyMroutes_; }
   void dirtyMroutesInc(int n) { dirtyMroutes_ += static_cast<U32>(n); }
 
-  // Drop entries of all routes; the routes keep it.
+  // Drop entries of all routes, and the routes that have any, in the order of mroute(): few of
+  // many. The routes keep both.
   U32 fastdropCount() const { return fastdropCount_; }
   void fastdropCountInc(int n) {
     assign(fastdropCount_, fastdropCount_ + static_cast<U32>(n), &NotifieeConst::onFastdropCount);
+  }
+  auto const & fastdropMroute() const { return fastdropMroute_; }
+  void fastdropMrouteIs(Key const & k, bool v) {
+    if (v) {
+      fastdropMroute_.at(k) = true;
+    } else {
+      fastdropMroute_.del(k);
+    }
   }
   U32 boundaryFastdropCount() const { return boundaryFastdropCount_; }
   void boundaryFastdropCountInc(int n) {
@@ -143,6 +152,7 @@ class BRINDLE_API MrouteTable : public RouteTable, public Zet::HashLink {
   U32 fastdropCount_ = 0;
   U32 boundaryFastdropCount_ = 0;
   U32 mrouteBatchVersion_ = 0;
+  Zet::HashMap2018<Key, bool> fastdropMroute_;
 };
 
 }  // namespace Brindle

@@ -162,9 +162,10 @@ TEST_F(MiraRoots, AMiraKnowsItsBorderAndItsVlansFromTheBeginning) {
   EXPECT_TRUE(mira()->mrouteTable()->dirtyInfo()->allRoutesDirty());
   EXPECT_TRUE(mira()->mrouteTable()->dirtyInfo()->allVlansDirty());
   EXPECT_EQ(mira()->internalVlanId(IntfId("Ethernet9")), VlanIdOrNone(1009));
+  run();
   mbr->intfDel(IntfId("Ethernet9"));
-  mira()->handleMbr();
   EXPECT_EQ(mira()->mbrVlan().size(), 1u);
+  EXPECT_TRUE(mira()->mrouteTable()->dirtyInfo()->allRoutesDirty());
 }
 
 TEST_F(MiraRoots, HardwareRoutingFollowsAllVrfs) {

@@ -1,0 +1,350 @@
+// RPF failures and fastdrops: from a message to the entry of a chip, and how that entry goes.
+#include <functional>
+
+#include "state/PimIntf.h"
+#include "tests/LogLines.h"
+#include "tests/Switch.h"
+#include "tests/Thrown.h"
+
+namespace {
+
+using namespace Tests;
+using namespace Brindle;
+using Bridging::VlanId;
+using Shoal::Multicast::Fib::Route;
+
+constexpr char const * S = "10.0.0.1";
+constexpr char const * G = "239.1.1.1";
+
+// The message of the kernel.
+std::string message(std::string_view source, std::string_view group, U32 vlan) {
+  std::string bytes(14, '\0');
+  for (U32 word : {Nettle::IpGenAddr(source).v4(), Nettle::IpGenAddr(group).v4(), vlan}) {
+    for (int shift : {24, 16, 8, 0}) bytes += static_cast<char>(word >> shift);
+  }
+  return bytes;
+}
+
+class Fastdrop : public Switch {
+ protected:
+  Fastdrop() {
+    for (U32 vid : {10u, 20u, 30u, 40u, 50u}) vlan(vid, "Ethernet" + std::to_string(vid / 10));
+    intfVlans->internalVlanIdIs(intf("Ethernet9"), VlanId(60));
+    publish(S, G, "Vlan10", "Vlan20");
+    settle();
+    config = vrfConfig->configIs("default");
+  }
+
+  void fail(U32 vlan, U32 length = 26, std::string_view source = S, std::string_view group = G) {
+    mira().handleRpfFailure(message(source, group, vlan).data(), length);
+  }
+  // The VLANs of a route that have a fastdrop.
+  std::string drops(std::string_view source = S) {
+    std::string out;
+    for (auto const & f : mroute(source, G)->fastdrop().items()) {
+      out += (out.empty() ? "" : " ") + std::to_string(f.key.value());
+    }
+    return out;
+  }
+  U16 count(U32 vlan) { return mroute(S, G)->rpfFailureCount(VlanId(vlan)); }
+  // Lets the clock run, as the loop does.
+  void wait(double seconds) { clock->nowIs(clock->shown() + seconds); }
+  Zet::Ptr<Routing::Multicast::Fib::Hardware::RouteStatus> routeStatus() {
+    return status->vrfStatus("default")->route(key(S, G));
+  }
+  // What the platform does when packets were dropped.
+  void polled(U32 vlan, double when) {
+    routeStatus()->fastdropLastPollTimeIs(Zet::String("Vlan" + std::to_string(vlan)), when);
+  }
+  U16 published() { return status->vrfStatus("default")->fastdropCount(); }
+
+  Zet::Ptr<Routing::Multicast::Fib::Config> config;
+};
+
+TEST_F(Fastdrop, AFailureBecomesADropInTheChipsAtOnce) {
+  std::string const before = entries();
+  U32 const computed = routes().recomputations();
+  fail(30);
+  EXPECT_EQ(entries(), before + "; (10.0.0.1, 239.1.1.1)@30 -> Ethernet3@30");
+  EXPECT_EQ(published(), 1u);
+  EXPECT_EQ(routes().recomputations(), computed + 1);
+  for (int i = 0; i < 100; ++i) fail(30);
+  EXPECT_EQ(routes().recomputations(), computed + 1) << "a flood computes nothing";
+  EXPECT_EQ(mira().rpfFailureCount(), 101u);
+  EXPECT_EQ(mroute(S, G)->rpfFailureCount().size(), 0u);
+}
+
+TEST_F(Fastdrop, WhatIsNoFailureOfTheRouteChangesNothing) {
+  auto withOuts = [&](char const * outs) { publish(S, G, "Vlan10", outs); };
+  struct {
+    char const * what;
+    std::function<void()> prepare;
+    U32 vlan;
+    U32 length;
+    bool drops;
+  } const cases[] = {
+      {"one byte is missing", {}, 30, 25, false},
+      {"as long as it must be", {}, 30, 26, true},
+      {"no VLAN", {}, 0, 26, false},
+      {"beyond the VLANs", {}, 4095, 26, false},
+      {"no interface", {}, 4094, 26, false},
+      {"a routed port", {}, 60, 26, true},
+      {"the accepting VLAN", {}, 10, 26, false},
+      {"an output", {}, 20, 26, true},
+      {"off", [&] { config->fastdropIs(false); }, 30, 26, false},
+      {"notifying", [&] { withOuts("Vlan20 Vlan30:n"); }, 30, 26, false},
+      {"backup", [&] { withOuts("Vlan20 Vlan30:b"); }, 30, 26, false},
+      {"notifying output", [&] { withOuts("Vlan20 Vlan30:fn"); }, 30, 26, false},
+      {"notifying output that fails over",
+       [&] {
+         withOuts("Vlan20 Vlan30:fn");
+         sparse->fastFailoverIntfIs(intf("Vlan30"), true);
+       },
+       30, 26, true},
+      {"notifying alone, failing over",
+       [&] {
+         withOuts("Vlan20 Vlan40:n");
+         sparse->fastFailoverIntfIs(intf("Vlan40"), true);
+       },
+       40, 26, false},
+      {"border, but accepted", [&] { mbr->intfIs(intf("Vlan30"), true); }, 30, 26, true},
+      {"border", [&] { publish(S, G, "", "Vlan20"); }, 30, 26, false},
+      {"border without outputs",
+       [&] {
+         Route nowhere = record(S, G, "", "");
+         nowhere.flagsIs(Route::toCpu);
+         publish(nowhere);
+       },
+       30, 26, true},
+  };
+  for (auto const & c : cases) {
+    if (c.prepare) c.prepare();
+    settle();
+    U64 const seen = mira().rpfFailureCount();
+    fail(c.vlan, c.length);
+    EXPECT_EQ(drops() == std::to_string(c.vlan), c.drops) << c.what;
+    EXPECT_EQ(routes().fastdropCount(), c.drops) << c.what;
+    EXPECT_EQ(mroute(S, G)->rpfFailureCount().size(), 0u) << c.what;
+    EXPECT_EQ(mira().rpfFailureCount(), seen + 1) << c.what;
+    config->fastdropIs(true);
+    config->clearFastdropInc(1);
+  }
+}
+
+TEST_F(Fastdrop, AGroupThatIsNoneFindsNoRouteOfAnotherKind) {
+  Key const request(Nettle::IpGenPrefix("10.0.0.1/32"), Nettle::IpGenPrefix("0.4.0.10/32"));
+  ASSERT_EQ(request.kind(), Routing::Multicast::Fib::mcastGroup_);
+  routes().mrouteIs(request);
+  fail(30, 26, "10.0.0.1", "0.4.0.10");
+  EXPECT_EQ(routes().fastdropCount(), 0u);
+  routes().mrouteDel(request);
+}
+
+TEST_F(Fastdrop, FailuresAreCountedToTheThresholdByVlan) {
+  mira().fastdropRpfFailureThresholdIs(3);
+  for (U32 vlan : {30u, 40u, 30u}) fail(vlan);
+  EXPECT_EQ(count(30), 2u);
+  EXPECT_EQ(count(40), 1u);
+  EXPECT_EQ(drops(), "");
+  fail(30);
+  EXPECT_EQ(drops(), "30");
+  EXPECT_EQ(count(30), 0u);
+  EXPECT_EQ(count(40), 1u);
+  publish(S, G, "Vlan40", "Vlan20 Vlan30");
+  settle();
+  EXPECT_EQ(count(40), 0u) << "packets are welcome there now";
+}
+
+TEST_F(Fastdrop, TheLimitStopsNewOnesAndIsToldOnceEachWay) {
+  LogLines log;
+  config->maxFastdropsIs(2);
+  for (U32 vlan : {30u, 40u, 50u, 50u}) fail(vlan);
+  EXPECT_EQ(drops(), "30 40");
+  EXPECT_EQ(count(50), 2u);
+  std::string const exceeded =
+      "MROUTE_FASTDROP_LIMIT_EXCEEDED: This device has reached the software limit for fastdrop "
+      "entries in VRF default";
+  EXPECT_EQ(log.lines, std::vector{exceeded});
+
+  mroute(S, G)->fastdropDel(VlanId(30));
+  wait(30);
+  fail(30);  // back within the delay
+  wait(31);
+  EXPECT_EQ(log.lines.size(), 1u);
+  mroute(S, G)->fastdropDel(VlanId(30));
+  wait(59.9);
+  EXPECT_EQ(log.lines.size(), 1u);
+  wait(0.2);
+  EXPECT_EQ(log.lines.size(), 2u);
+  EXPECT_EQ(log.lines.back(),
+            "MROUTE_FASTDROP_LIMIT_NO_LONGER_EXCEEDED: This device is no longer at the software "
+            "limit for fastdrop entriesin VRF default.");
+  fail(50);
+  EXPECT_EQ(log.lines.size(), 3u);
+  EXPECT_EQ(log.lines.back(), exceeded);
+}
+
+TEST_F(Fastdrop, OneThatIsIdleGoesWithTheSecondPoll) {
+  for (auto const & [age, stays] : {std::pair(119.5, false), {119.375, true}, {0.0, true}}) {
+    fail(30);
+    double const poll = clock->shown() + 60;
+    polled(30, poll - age);
+    wait(60);
+    EXPECT_EQ(drops(), stays ? "30" : "") << age;
+    EXPECT_EQ(entries().find("@30") != std::string::npos, stays) << age;
+    config->clearFastdropInc(1);
+  }
+  mira().fastdropPollingIntervalIs(10);
+  fail(30);
+  wait(19);
+  EXPECT_EQ(drops(), "30");
+  wait(1);
+  EXPECT_EQ(drops(), "");
+  EXPECT_EQ(published(), 0u);
+  fail(30);
+  EXPECT_EQ(drops(), "30") << "a stream that goes on is back in a moment";
+}
+
+TEST_F(Fastdrop, EachNewOnePostponesThePoll) {
+  fail(30);
+  polled(30, clock->shown() - 200);
+  for (U32 vlan : {40u, 50u}) {
+    wait(59);
+    fail(vlan);
+  }
+  EXPECT_EQ(drops(), "30 40 50");
+  wait(60);
+  EXPECT_EQ(drops(), "40 50");
+}
+
+TEST_F(Fastdrop, OneThatIsNotInHardwareGoesWithTheNextPoll) {
+  publish("10.0.0.2", G, "Vlan10", "Vlan20");
+  settle();
+  chip().routeTotalIs(2);
+  fail(30);
+  fail(40, 26, "10.0.0.2");
+  EXPECT_EQ(drops(), "30");
+  EXPECT_EQ(entries().find("@30"), std::string::npos);
+  status->vrfStatus("default")->routeDel(key("10.0.0.2", G));
+  wait(60);
+  EXPECT_EQ(drops(), "");
+  EXPECT_EQ(drops("10.0.0.2"), "") << "nothing is known of the route";
+  EXPECT_EQ(routes().fastdropMroute().size(), 0u);
+  reviewAll();
+}
+
+TEST_F(Fastdrop, OneOnAFormerBackupPathGoesWithTheNextPoll) {
+  Route route = record(S, G, "Vlan10", "Vlan20 Vlan30:b");
+  route.iifFrrIs(intf("Vlan30"));
+  publish(route);
+  settle();
+  publish(S, G, "Vlan10", "Vlan20");
+  settle();
+  EXPECT_EQ(mroute(S, G)->prevFrr(), VlanId(30));
+  for (U32 vlan : {30u, 50u}) fail(vlan);
+  wait(60);
+  EXPECT_EQ(drops(), "50");
+  EXPECT_FALSE(mroute(S, G)->prevFrr());
+}
+
+TEST_F(Fastdrop, ClearingTakesThemFromTheChipsAndStopsThePoll) {
+  for (U32 vlan : {30u, 40u}) fail(vlan);
+  U32 const computed = routes().recomputations(), same = routes().noChangeRecomputations();
+  config->clearFastdropInc(1);
+  EXPECT_EQ(entries(), "(10.0.0.1, 239.1.1.1)@10 -> Ethernet2@20");
+  EXPECT_EQ(routes().recomputations(), computed + 1);
+  EXPECT_EQ(routes().noChangeRecomputations(), same) << "the programming did change";
+  EXPECT_EQ(clock->earliest(), Zet::Clock::never);
+}
+
+TEST_F(Fastdrop, AWildcardRouteTakesFailuresOfSourcesThatHaveNone) {
+  struct No : MiraHelper {
+    using MiraHelper::MiraHelper;
+    bool useBidirFastdropRoute() const override { return false; }
+  };
+  agent->mira()->miraHelperIs(Zet::make<No>(agent->mira().get()));
+  pimIntf->intfStatusIs(intf("Vlan10"))->routesProgrammedIs(true);
+  mbr->intfIs(intf("Vlan50"), true);
+  struct {
+    char const * what;
+    bool accepts;
+    U32 flags;
+    Shoal::Multicast::Fib::RpaIndex rpa;
+    bool helper;
+    U32 vlan;
+    bool drops;
+  } const cases[] = {
+      {"installed", true, Route::installStarG, 0, true, 30, true},
+      {"not to be installed any more", true, 0, 0, true, 30, false},
+      {"its input", true, Route::installStarG, 0, true, 10, false},
+      {"border", false, Route::installStarG, 0, true, 50, false},
+      {"bidirectional, unwanted", false, Route::installStarG, 7, true, 30, false},
+      {"bidirectional", false, Route::installStarG, 7, false, 30, true},
+  };
+  auto const helper = agent->mira()->miraHelper();
+  for (auto const & c : cases) {
+    std::string const group = "239.2.2." + std::to_string(&c - cases);
+    Route route = record("*", group, c.accepts ? "Vlan10" : "", "Vlan20");
+    route.iifIs(intf("Vlan10"));
+    route.flagsIs(Route::installStarG);
+    route.rpaIdIs(c.rpa);
+    publish(route);
+    settle();
+    auto const wc = mroute("*", group);
+    ASSERT_TRUE(wc) << c.what;
+    route.flagsIs(c.flags);
+    wc->shoalRouteIs(route);
+    agent->mira()->miraHelperIs(c.helper ? helper : nullptr);
+    fail(c.vlan, 26, "10.9.9.9", group);
+    EXPECT_EQ(wc->fastdrop().contains(VlanId(c.vlan)), c.drops) << c.what;
+    EXPECT_EQ(wc->fastdropCount(), c.drops) << c.what;
+    config->clearFastdropInc(1);
+  }
+  agent->mira()->miraHelperIs(nullptr);
+  EXPECT_EQ(thrown([&] { mira().handleRpfFailureWc(4095, Nettle::IpGenAddr("239.2.2.0")); }),
+            "VlanId::value < 1 or > 4094 not allowed");
+  EXPECT_DEATH(mira().handleRpfFailureWc(30, Nettle::IpGenAddr("ff0e::1")),
+               "g.af\\(\\) == Nettle::ipv4\\(\\)");
+}
+
+TEST_F(Fastdrop, ABatchIsCompleteUnlessAReviewWillSaySo) {
+  status->batchEnabledIs(true);
+  U32 const version = routes().mrouteBatchVersion();
+  fail(30);
+  EXPECT_EQ(routes().mrouteBatchVersion(), version + 1);
+  mira().doKickReview();
+  fail(40);
+  EXPECT_EQ(routes().mrouteBatchVersion(), version + 1);
+  settle();
+  EXPECT_EQ(routes().mrouteBatchVersion(), version + 2);
+  wait(60);
+  EXPECT_EQ(routes().mrouteBatchVersion(), version + 3) << "a poll";
+}
+
+TEST_F(Fastdrop, AnInterfaceMayBeExemptedAndKeepsWhatItHas) {
+  auto const exempt = [&](U32 vlan) { return mira().noFastdropVlan(VlanId(vlan)); };
+  fail(30);
+  auto const svi = vrfConfig->intfConfigIs(intf("Vlan30"));
+  auto const port = vrfConfig->intfConfigIs(intf("Ethernet9"));
+  for (auto const & c : {svi, port}) agent->mira()->handleIntfConfig(c->key());
+  svi->noFastdropIs(true);
+  port->noFastdropIs(true);
+  EXPECT_TRUE(exempt(30) && exempt(60));
+  EXPECT_EQ(drops(), "30");
+  mroute(S, G)->doClearFastdrop();
+  fail(30);
+  EXPECT_EQ(routes().fastdropCount(), 0u);
+  svi->noFastdropIs(false);
+  fail(30);
+  EXPECT_EQ(drops(), "30");
+
+  intfVlans->internalVlanIdIs(intf("Ethernet9"), VlanId(61));
+  agent->mira()->handleIntfConfig(intf("Ethernet9"));
+  EXPECT_FALSE(exempt(60));
+  EXPECT_TRUE(exempt(61));
+  vrfConfig->intfConfigDel(intf("Ethernet9"));
+  agent->mira()->handleIntfConfig(intf("Ethernet9"));
+  EXPECT_FALSE(exempt(61));
+}
+
+}  // namespace
