@@ -1,5 +1,7 @@
 #include "sim/Chip.h"
 
+#include <optional>
+
 #include "sim/Words.h"
 
 namespace Brindle::Sim {
@@ -55,6 +57,28 @@ void Chip::doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone accepting
   routeHandleIs(RouteHandle());
   mrouteTcamFreeIs(false);
   boundaryTcamFreeIs(false);
+}
+
+void Chip::doSetMtableOifSet(RouteHandle handle, Zet::Ptr<MtableOifSet> const & set) {
+  SimSwitchChip::doSetMtableOifSet(handle, set);
+  tellObserver(handle);
+}
+
+void Chip::doActivateRoute(RouteHandle handle) {
+  SimSwitchChip::doActivateRoute(handle);
+  tellObserver(handle);
+}
+
+void Chip::doDeleteRoute(RouteHandle handle) {
+  auto const * const entry = simRoute(handle);
+  std::optional<SimRouteKey> const key = entry ? std::optional(entry->key()) : std::nullopt;
+  SimSwitchChip::doDeleteRoute(handle);
+  if (observer_ && key) observer_->onEntry(*this, handle, *key);
+}
+
+void Chip::tellObserver(RouteHandle handle) const {
+  auto const * const entry = observer_ ? simRoute(handle) : nullptr;
+  if (entry) observer_->onEntry(*this, handle, entry->key());
 }
 
 }  // namespace Brindle::Sim

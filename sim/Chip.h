@@ -11,6 +11,17 @@ class Chip final : public SimSwitchChip {
   static constexpr U32 defaultOutputs = 4000;
   using SimSwitchChip::SimSwitchChip;
 
+  // Hears of each entry after it has come, changed or gone.
+  class Observer {
+   public:
+    virtual void onEntry(Chip const & chip, RouteHandle handle, SimRouteKey const & key) = 0;
+
+   protected:
+    ~Observer() = default;
+  };
+  // Null for nobody.
+  void observerIs(Observer * v) { observer_ = v; }
+
   // So many of the next requests fail as if the table were full.
   void refuseRoutesIs(U32 n) { refuseRoutes_ = n; }
   void refuseSetsIs(U32 n) { refuseSets_ = n; }
@@ -28,8 +39,14 @@ class Chip final : public SimSwitchChip {
   void doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone acceptingVlanId,
                        bool bridgeAction, Zet::Ptr<MtableOifSet> const & set, bool fastdrop,
                        bool noRpf, RpaIndex rpaId, L3::VrfName vrf) override;
+  void doSetMtableOifSet(RouteHandle, Zet::Ptr<MtableOifSet> const &) override;
+  void doActivateRoute(RouteHandle) override;
+  void doDeleteRoute(RouteHandle) override;
 
  private:
+  void tellObserver(RouteHandle handle) const;
+
+  Observer * observer_ = nullptr;
   U32 refuseRoutes_ = 0;
   U32 refuseSets_ = 0;
 };

@@ -19,6 +19,19 @@ extern Subject<Host> const checkCommands;
 // All of them.
 std::span<Subject<Host> const> simCommands();
 
+// Understands the lines that a host is given, and lets who watches it know of them.
+class HostInterpreter {
+ public:
+  explicit HostInterpreter(Host & host) : host_(host), interpreter_(host, simCommands()) {}
+  CommandTable const & table() const { return interpreter_.table(); }
+  // Throws CommandError.
+  void run(std::string_view line);
+
+ private:
+  Host & host_;
+  Interpreter<Host> interpreter_;
+};
+
 // Runs the lines of a file. Throws CommandError with the place of the first that fails.
 void runScript(Host & host, std::string const & path);
 

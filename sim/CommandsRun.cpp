@@ -5,6 +5,7 @@
 #include "sim/Commands.h"
 #include "sim/Host.h"
 #include "sim/Import.h"
+#include "sim/Watch.h"
 
 namespace Brindle::Sim {
 
@@ -69,6 +70,8 @@ void help(Host & host, Arguments const & arguments) {
   host.out() << CommandTable(simCommands()).help(words);
 }
 
+void watch(Host & host, Arguments const & arguments) { host.watchIs(arguments.on()); }
+
 void quit(Host & host, Arguments const &) { host.finishedIs(true); }
 
 constexpr Command<Host> rows[] = {
@@ -86,6 +89,8 @@ constexpr Command<Host> rows[] = {
     {"publisher stop TABLE", "End it; the table stays.", publisherStop},
     {"publish TABLE COMMAND...", "Have it carry out a command, such as route add.", publish},
     {"source FILE", "Run a script.", source},
+    {"watch on|off",
+     "Print a line for each change of what stands in hardware, with what caused it.", watch},
     {"echo [TEXT...]", "Print a line.", echo},
     {"title TEXT...", "Print a heading.", title},
     {"help [COMMAND...]", "List the commands that begin so.", help},
@@ -94,12 +99,17 @@ constexpr Command<Host> rows[] = {
 
 }  // namespace
 
+void HostInterpreter::run(std::string_view line) {
+  interpreter_.run(line);
+  if (Watch * const watch = host_.watch()) watch->handleCommand(line);
+}
+
 void runScript(Host & host, std::string const & path) {
   static int nesting = 0;
   std::ifstream in(path);
   if (!in) throw CommandError(path + ": " + std::strerror(errno));
   if (nesting == maxNesting) throw CommandError(path + ": expected fewer scripts within scripts");
-  Interpreter<Host> interpreter(host, simCommands());
+  HostInterpreter interpreter(host);
   struct Nesting {
     Nesting() { ++nesting; }
     ~Nesting() { --nesting; }

@@ -8,6 +8,7 @@
 #include "mira/MiraHelper.h"
 #include "platform/FileDescriptor.h"
 #include "sim/Interrupt.h"
+#include "sim/Watch.h"
 
 namespace Brindle::Sim {
 
@@ -61,6 +62,7 @@ Host::Host(std::ostream & out)
 }
 
 Host::~Host() {
+  watch_ = nullptr;
   agent_->miraDel();
   programmer_->rootSmDel();
   fabric_->chipDelAll();  // chips hold sets of the route tables
@@ -217,6 +219,12 @@ Bridging::VlanId Host::freeInternalVlan() const {
 
 void Host::hardwareLagIs(Nettle::IntfId lag, bool v) {
   v ? policy_.hardwareLags.insert(lag) : policy_.hardwareLags.del(lag);
+  if (started()) markLagDirty(*agent_->mira(), lag);
+}
+
+void Host::floodToVtepsIs(bool v) {
+  policy_.floodToVteps = v;
+  if (started()) reviewAll();
 }
 
 void Host::vxlanVlanIs(Bridging::VlanId vlan, bool v) {
@@ -248,10 +256,20 @@ Chip & Host::chipIs(std::string const & name, U32 index) {
   }
   auto const added = Zet::make<Chip>(Zet::Name(std::string_view(name)), index);
   fabric_->chipIs(added);
+  if (watch_) watch_->handleChip(*added);
   return *added;
 }
 
 void Host::chipDel(std::string const & name) { fabric_->chipDel(chip(name).name()); }
+
+void Host::watchIs(bool v) {
+  start();
+  if (!v) {
+    watch_ = nullptr;
+  } else if (!watch_) {
+    watch_ = Zet::make<Watch>(*this);
+  }
+}
 
 void Host::attach(std::string const & table) {
   start();

@@ -24,6 +24,8 @@
 
 namespace Brindle::Sim {
 
+class Watch;
+
 class Host {
  public:
   // What the library is started with.
@@ -82,7 +84,7 @@ class Host {
   };
   void hardwareLagIs(Nettle::IntfId lag, bool v);
   void vxlanVlanIs(Bridging::VlanId vlan, bool v);
-  void floodToVtepsIs(bool v) { policy_.floodToVteps = v; }
+  void floodToVtepsIs(bool v);
 
   // Chips
   Zet::Ptr<Fabric> const & fabric() const { return fabric_; }
@@ -92,6 +94,10 @@ class Host {
   // Throws CommandError if the name or the number is taken.
   Chip & chipIs(std::string const & name, U32 index);
   void chipDel(std::string const & name);
+
+  // Prints what changes in the chips; null while nobody watches.
+  Watch * watch() const { return watch_.get(); }
+  void watchIs(bool v);
 
   // Tables of routes in shared memory
   void attach(std::string const & table);
@@ -130,6 +136,7 @@ class Host {
   Zet::Ptr<MrouteTableColl> tables_;
   Zet::Ptr<MrouteProgrammer> const programmer_;
   Zet::Ptr<Agent> const agent_;
+  Zet::Ptr<Watch> watch_;
   Policy policy_;
   std::string privateTables_;
   std::vector<std::unique_ptr<PublisherProcess>> publishers_;

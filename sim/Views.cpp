@@ -8,10 +8,6 @@
 
 namespace Brindle::Sim {
 
-namespace {
-
-using Routing::Multicast::Fib::IpGenRouteKey;
-
 OutputsView outputsOf(PortVlanSet const & set) {
   OutputsView out;
   for (PortVlan const & pv : set.portVlan().items()) {
@@ -20,6 +16,10 @@ OutputsView outputsOf(PortVlanSet const & set) {
   }
   return out;
 }
+
+namespace {
+
+using Routing::Multicast::Fib::IpGenRouteKey;
 
 std::string textOf(Nettle::IntfId intf) { return std::string(intf.view()); }
 

@@ -37,6 +37,7 @@ struct OutputView {
   bool tagged;
 };
 using OutputsView = std::vector<OutputView>;
+OutputsView outputsOf(PortVlanSet const & set);
 
 // One route as the resolver has it.
 struct RouteView {

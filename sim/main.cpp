@@ -79,7 +79,7 @@ class PipeLines {
 };
 
 void runPipe(Host & host) {
-  Interpreter<Host> interpreter(host, simCommands());
+  HostInterpreter interpreter(host);
   PipeLines lines(host);
   std::string line;
   for (unsigned number = 1; !host.finished() && lines.nextLine(line); ++number) {
@@ -112,7 +112,7 @@ std::vector<std::string> names(Host & host, std::string const & placeholder) {
 }
 
 void runPrompt(Host & host) {
-  Interpreter<Host> interpreter(host, simCommands());
+  HostInterpreter interpreter(host);
   auto const wait = [&host] {
     host.runUntilReadable(STDIN_FILENO);
     return !interrupted();

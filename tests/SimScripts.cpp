@@ -33,6 +33,9 @@ TEST_F(SimScripts, Demo) {
        {"7 routes, 4 in hardware, 3 waiting",
         "waiting for the connected subnets of et2 in hardware",
         "  default  10.1.0.2  239.1.1.3  et1  1006  100: p1; 200: p5  in hardware",
+        "~ (10.1.0.2, 239.1.1.1) in 1006: 100: p1 p2 -> 100: p1  <- VLAN 100 group "
+        "01:00:5e:01:01:01: bridge mdb del vid 100 port p2 grp 232.1.1.1",
+        "~ (10.1.0.2, 239.1.1.3) in 1006: 100: p1 -> -  <- VLAN 100: stp",
         "error MROUTE_HW_RESOURCE_FULL: Hardware resources are insufficient",
         "error MROUTE_HW_RESOURCE_NORMAL: All multicast routes are programmed"}) {
     EXPECT_NE(demo.text.find(line), std::string::npos) << line << "\n" << demo.text;
@@ -42,18 +45,18 @@ TEST_F(SimScripts, Demo) {
 TEST_F(SimScripts, StateOfTheSwitchReachesTheOutputs) {
   passes(twoVlans + publish +
          "expect outputs 1.1.1.1 232.0.0.1 ports e2 e3\n"
-         "stp vlan 20 port e3 discarding\nreview all\nsettle\n"
+         "stp vlan 20 port e3 discarding\nsettle\n"
          "expect outputs 1.1.1.1 232.0.0.1 ports e2\n"
-         "lag add Po1 member e4 e5\nvlan add 20 port Po1\nreview all\nsettle\n"
+         "lag add Po1 member e4 e5\nvlan add 20 port Po1\nsettle\n"
          "expect outputs 1.1.1.1 232.0.0.1 ports e2 e4 e5\n"
-         "lag hardware Po1 on\nreview all\nsettle\n"
+         "lag hardware Po1 on\nsettle\n"
          "expect outputs 1.1.1.1 232.0.0.1 ports e2 Po1\n"
          "bridge snooping vid 20 on\nbridge mdb add vid 20 port Po1 grp 232.0.0.1\n"
-         "bridge router add vid 20 port e2\nreview all\nsettle\n"
+         "bridge router add vid 20 port e2\nsettle\n"
          "expect outputs 1.1.1.1 232.0.0.1 ports e2 Po1\n"
-         "bridge router del vid 20 port e2\nreview all\nsettle\n"
+         "bridge router del vid 20 port e2\nsettle\n"
          "expect outputs 1.1.1.1 232.0.0.1 ports Po1\n"
-         "vlan del 20\nreview all\nsettle\nexpect outputs 1.1.1.1 232.0.0.1\n");
+         "vlan del 20\nsettle\nexpect outputs 1.1.1.1 232.0.0.1\n");
 }
 
 TEST_F(SimScripts, RoutedPortsAndVrfs) {
