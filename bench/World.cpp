@@ -39,6 +39,8 @@ std::string newRoot() {
   return "/dev/shm/brindle-bench." + std::to_string(getpid()) + "." + std::to_string(worlds++);
 }
 
+Zet::String treeName(U32 vid) { return Zet::String("tree" + std::to_string(vid)); }
+
 IntfId svi(U32 vid) { return IntfId::ofVlan(VlanId(vid)); }
 
 }  // namespace
@@ -103,14 +105,14 @@ void World::makeChips(Options const & options) {
 }
 
 void World::makeVlans(Options const & options) {
-  auto topology = Zet::make<Bridging::Topology::Config>();
+  topology_ = Zet::make<Bridging::Topology::Config>();
   auto vlans = Zet::make<Bridging::VlanStatusDir>();
   auto ip = Zet::make<Ip::Status>();
   auto intfVlans = Zet::make<IntfVlanId::Table>();
-  auto topo = topology->topoConfigIs(Zet::String("cist"));
   auto addVlan = [&](U32 vid, U32 ports) {
     auto vlan = vlans->vlanStatusIs(VlanId(vid));
-    topology->vidToTopoMapIs(VlanId(vid), topo);
+    auto topo = topology_->topoConfigIs(treeName(options.treePerVlan ? vid : 0));
+    topology_->vidToTopoMapIs(VlanId(vid), topo);
     for (U32 p = 1; p <= ports; ++p) {
       IntfId port("Ethernet" + std::to_string(p));
       vlan->vlanPortStatusIs(port, {Bridging::VlanPortMode::tagged});
@@ -121,7 +123,7 @@ void World::makeVlans(Options const & options) {
   };
   addVlan(kInputVlan, 1);
   for (U32 i = 0; i < options.vlans; ++i) addVlan(kFirstVlan + i, options.portsPerVlan);
-  inputs_.brTopo = topology;
+  inputs_.brTopo = topology_;
   inputs_.vlanStatusDir = vlans;
   inputs_.ipStatus = ip;
   inputs_.intfVlanIdTable = intfVlans;
@@ -193,6 +195,24 @@ void World::publish(U32 first, U32 count, U32 outs) {
     writer_->routeIs(route);
   }
   writer_->commit();
+}
+
+void World::publishInTurn(U32 first, U32 count) {
+  for (U32 i = first; i < first + count; ++i) {
+    Route route(key(i));
+    route.iifIs(svi(kInputVlan));
+    route.oifIs(OifIndex{0}, true);
+    route.oifIs(OifIndex{static_cast<U16>(1 + i % outputs_)}, true);
+    writer_->routeIs(route);
+  }
+  writer_->commit();
+}
+
+void World::block(U32 vlan, U32 port, bool blocked) {
+  using Bridging::Topology::PortState;
+  topology_->topoConfigIs(treeName(kFirstVlan + vlan))
+      ->topoPortConfigIs(IntfId("Ethernet" + std::to_string(port + 1)))
+      ->stateIs(blocked ? PortState::discarding : PortState::forwarding);
 }
 
 void World::withdraw(U32 first, U32 count) {

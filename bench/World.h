@@ -51,6 +51,7 @@ struct Options {
   U32 portsPerVlan = 4;  // members of each
   U32 chips = 1;
   bool simulatedChips = false;
+  bool treePerVlan = false;  // a spanning tree for each VLAN
 };
 
 class World {
@@ -60,7 +61,12 @@ class World {
 
   // Publishes routes first to first + count - 1, each with all outputs but those from `outs` on.
   void publish(U32 first, U32 count, U32 outs = ~0u);
+  // The same with one output each, the VLANs in turn.
+  void publishInTurn(U32 first, U32 count);
   void withdraw(U32 first, U32 count);
+  // Blocks a port of an output VLAN, or lets it forward; both are counted from 0. REQUIRES:
+  // treePerVlan.
+  void block(U32 vlan, U32 port, bool blocked);
   // Runs until nothing is due: the transport's turns and the reviews. Returns the longest turn in
   // seconds.
   double drain();
@@ -89,6 +95,7 @@ class World {
   Zet::Ptr<Brindle::MrouteProgrammer> programmer_;
   Zet::Ptr<Brindle::Agent> agent_;
   Brindle::MiraRoot::Inputs inputs_;
+  Zet::Ptr<Bridging::Topology::Config> topology_;
   std::shared_ptr<ZetShoal::ShoalWatch> watch_;
   Zet::Ptr<Shoal::Multicast::Fib::ShmStatusWriter> writer_;
   Zet::Ptr<Shoal::Multicast::Fib::ShmStatus> reader_;
