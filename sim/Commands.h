@@ -13,6 +13,7 @@ extern Subject<Host> const ipCommands;
 extern Subject<Host> const multicastCommands;
 extern Subject<Host> const platformCommands;
 extern Subject<Host> const runCommands;
+extern Subject<Host> const prefixCommands;
 extern Subject<Host> const showCommands;
 extern Subject<Host> const checkCommands;
 
