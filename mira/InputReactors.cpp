@@ -11,7 +11,6 @@ namespace Brindle {
 using Bridging::VlanId;
 using Bridging::VlanIdOrNone;
 using Nettle::IntfId;
-using Routing::Multicast::Fib::makeRouteKeyEthGroup;
 
 namespace {
 
@@ -175,33 +174,15 @@ void InputReactors::handleVlanConfig(VlanId vid) {
 
 void InputReactors::handleFdbConfig(VlanId vid) {
   auto const * config = root_->brConfig()->fdbConfig(vid);
-  Zet::Ptr<Bridging::FdbConfig const> gone;
-  if (ZetBrFdbConfig * const held = zetBrFdbConfig_.find(vid); held && !config) {
-    gone = held->target();
+  if (!config) {
+    zetBrFdbConfig_.del(vid);
+  } else if (!zetBrFdbConfig_.find(vid)) {
+    zetBrFdbConfig_.insert(Zet::make<ZetBrFdbConfig>(root_, config));
   }
-  follow(zetBrFdbConfig_, vid, config);
-  if (!gone) return;
-  for (auto i = gone->ethGroup().begin(); i; i.advance()) handleBrEthGroup(vid, i.key());
 }
 
 void InputReactors::handleBrEthGroup(VlanId vid) {
-  auto const * config = root_->brConfig()->fdbConfig(vid);
-  if (!config) return;
-  for (auto i = config->ethGroup().begin(); i; i.advance()) handleBrEthGroup(vid, i.key());
-}
-
-// Groups of IP belong to snooping.
-void InputReactors::handleBrEthGroup(VlanId vid, Nettle::EthAddr const & group) {
-  if (!root_->initialized() || isIgmpSnoopingEthAddr(group)) return;
-  auto const * config = root_->brConfig()->fdbConfig(vid);
-  auto const key = makeRouteKeyEthGroup(vid, group);
-  if (l2Enabled(*root_, vid) && config && config->ethGroup(group)) {
-    ZET_TRACE(5, "creating l2 route for key " << key);
-    root_->doMaybeAddL2Route(vid, key);
-  } else {
-    ZET_TRACE(5, "Deleting l2 route for key " << key);
-    root_->l2RouteDel(key);
-  }
+  if (Zet::Ptr<ZetBrFdbConfig> const fdb = zetBrFdbConfig_.find(vid)) fdb->handleBrEthGroup();
 }
 
 // A port without a record floods: a record that says no more than that comes and goes unheard.

@@ -28,6 +28,7 @@
 // translation, border interfaces) its Mira watches itself.
 #pragma once
 
+#include "mira/FdbReactors.h"
 #include "mira/SnoopingReactors.h"
 #include "mira/TopologyReactors.h"
 #include "model/PimEnabled.h"
@@ -66,9 +67,8 @@ class InputReactors : public Zet::Sm {
   void handleSnoopingVlanStatus();
   void handleVlanConfig(Bridging::VlanId vid);
   void handleFdbConfig(Bridging::VlanId vid);
-  // Static MAC groups: each of the VLAN's, or one.
+  // Each static MAC group of the VLAN.
   void handleBrEthGroup(Bridging::VlanId vid);
-  void handleBrEthGroup(Bridging::VlanId vid, Nettle::EthAddr const & group);
   void handleSwitchIntfConfig(Nettle::IntfId intf);
   void handleFloodingEnabled(Nettle::IntfId intf);
   void handleBrConfig();
@@ -132,13 +132,6 @@ class InputReactors : public Zet::Sm {
     void onMacLearning() override { handleVlanMacLearning(); }
     void onIntf(IntfId const &) override { sm()->markVlanDirty(key()); }
     void handleVlanMacLearning() { sm()->markVlanDirty(key()); }
-  };
-  struct ZetBrFdbConfig : Zet::KeyedReactor<VlanId, Bridging::FdbConfig const, InputReactors> {
-    using KeyedReactor::KeyedReactor;
-    void onEthGroup(Nettle::EthAddr const & group) override {
-      sm()->handleBrEthGroup(key(), group);
-    }
-    void immediatePass() override { sm()->handleBrEthGroup(key()); }
   };
   struct ZetBrSwitchIntfConfig
       : Zet::KeyedReactor<IntfId, Bridging::SwitchIntfConfig const, InputReactors> {
@@ -227,6 +220,7 @@ class InputReactors : public Zet::Sm {
   // State
   Zet::HashMap<Zet::String, ZetTopo> zetTopo_;
   Zet::HashMap<VlanId, ZetSnoopingVlanStatus> zetSnoopingVlanStatus_;
+  Zet::HashMap<VlanId, ZetBrFdbConfig> zetBrFdbConfig_;
 
   // Reactors
   Zet::ReactorPtr<ZetBrTopo> zetBrTopo_{this};
@@ -235,7 +229,6 @@ class InputReactors : public Zet::Sm {
   Zet::ReactorPtr<ZetSnoopingStatus> zetSnoopingStatus_{this};
   Zet::ReactorPtr<ZetBrConfig> zetBrConfig_{this};
   Zet::ReactorMap<VlanId, ZetVlanConfig> zetVlanConfig_{this};
-  Zet::ReactorMap<VlanId, ZetBrFdbConfig> zetBrFdbConfig_{this};
   Zet::ReactorMap<IntfId, ZetBrSwitchIntfConfig> zetBrSwitchIntfConfig_{this};
   Zet::ReactorPtr<ZetLagStatusDir> lagStatusReactor_{this};
   Zet::ReactorMap<IntfId, ZetLagIntfStatus> zetLagIntfStatus_{this};
