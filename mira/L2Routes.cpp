@@ -29,6 +29,23 @@ bool wantsCoreSideFloodset(MiraRoot const & root, VlanId vlan) {
   return (root.vxlanVlan(vlan) && helperUses) || carriesMulticastOverVxlan(root);
 }
 
+// PIM over VXLAN takes any VLAN's multicast to the core. Where the last interface leaves it, a VLAN
+// that is extended keeps its floodset.
+void doUpdateCoreSideInAllVlans(MiraRoot & root) {
+  bool const inAllVlans = carriesMulticastOverVxlan(root);
+  if (root.coreSideFloodsetInAllVlans() == inAllVlans) return;
+  root.coreSideFloodsetInAllVlansIs(inAllVlans);
+  auto const & vlans = root.brTopo()->vidToTopoMap();
+  for (auto i = vlans.begin(); i; i.advance()) {
+    IpGenRouteKey const key = makeRouteKeyVxlanCoreSideFloodset(i.key());
+    if (inAllVlans) {
+      root.doMaybeAddL2Route(i.key(), key);
+    } else if (!root.vxlanVlan(i.key())) {
+      root.l2RouteDel(key);
+    }
+  }
+}
+
 }  // namespace
 
 // --- The machine
@@ -107,6 +124,7 @@ void MiraRoot::doMaybeInitializeL2Routes() {
   }
   auto const & fdbs = in_.brConfig->fdbConfig();
   for (auto i = fdbs.begin(); i; i.advance()) inputReactors_->handleBrEthGroup(i.key());
+  doUpdateCoreSideInAllVlans(*this);
 }
 
 void MiraRoot::doUpdateVlanFloodsets(VlanId vid) {
@@ -132,9 +150,10 @@ void MiraRoot::l2EnabledOnVlanIs(VlanId vid, bool v) {
 // Where all VLANs have L2 routes the VLAN's own word says nothing.
 void MiraRoot::handleL2EnabledOnVlan(VlanId vid) {
   if (!initialized_ || in_.l2Enabled) return;
-  if (in_.vlanStatusDir->vlanStatus(vid)) doUpdateVlanFloodsets(vid);
-  if (in_.snoopingStatus->vlanStatus(vid) && mayHaveEthGroupRoutes(vid)) {
-    doEnableDisableVlanEthGroup(vid);
+  if (in_.vlanStatusDir->vlanStatus(vid)) inputReactors_->handleVlanStatus(vid);
+  if (in_.snoopingStatus->vlanStatus(vid)) {
+    inputReactors_->handleSnoopingVlanStatus(vid);
+    if (mayHaveEthGroupRoutes(vid)) doEnableDisableVlanEthGroup(vid);
   }
   inputReactors_->handleBrEthGroup(vid);
 }
@@ -241,17 +260,7 @@ void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
     mira->doMarkVlanDirty(vid);
   }
   if (miraL2_) miraL2_->doMarkVlanDirty(vid);
-  bool const inAllVlans = carriesMulticastOverVxlan(*this);
-  if (!assign(coreSideFloodsetInAllVlans_, inAllVlans)) return;
-  auto const & vlans = in_.brTopo->vidToTopoMap();
-  for (auto i = vlans.begin(); i; i.advance()) {
-    VlanId const vlan = i.key();
-    if (inAllVlans) {
-      doMaybeAddL2Route(vlan, makeRouteKeyVxlanCoreSideFloodset(vlan));
-    } else if (!vxlanVlan(vlan)) {
-      l2RouteDel(makeRouteKeyVxlanCoreSideFloodset(vlan));
-    }
-  }
+  doUpdateCoreSideInAllVlans(*this);
 }
 
 }  // namespace Brindle
