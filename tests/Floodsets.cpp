@@ -1,6 +1,8 @@
 // L2 routes, from the state of the switch to the chips.
+#include <cstdlib>
+
+#include "mira/MiraHelper.h"
 #include "mira/MiraL2.h"
-#include "platform/Exception.h"
 #include "tests/Switch.h"
 
 namespace Tests {
@@ -19,10 +21,29 @@ class Floodsets : public Switch {
     for (auto const & port : words(ports)) p->floodFilterIs(intf(port), true);
     return *p;
   }
+  void leave(U32 vid, std::string_view tep) {
+    evpn->vlanFloodSetIs(VlanId(vid))->tepFilterDel(Nettle::IpGenAddr(tep));
+  }
   static Key toPeer(U32 vid, std::string_view tep) {
     return makeRouteKeyEvpnMultihomeFloodset(VlanId(vid), Nettle::IpGenAddr(tep));
   }
-  Mroute & l2(Key const & key) { return *tables->l2FloodsetTable()->mroute(key); }
+  static Key group(U32 vid, std::string_view mac) {
+    return makeRouteKeyEthGroup(VlanId(vid), Nettle::EthAddr(mac));
+  }
+  void staticGroup(U32 vid, std::string_view mac, std::string_view ports) {
+    auto g = bridging->fdbConfigIs(VlanId(vid))->ethGroupIs(Nettle::EthAddr(mac));
+    for (auto const & p : words(ports)) g->intfIs(intf(p), true);
+  }
+  // All of a VLAN, by kind: "vlan | unknown | core side".
+  std::string floods(U32 vid) {
+    VlanId const v(vid);
+    return floodset(makeRouteKeyVlanFloodset(v)) + " | " +
+           floodset(makeRouteKeyMulticastFloodset(v)) + " | " +
+           floodset(makeRouteKeyVxlanCoreSideFloodset(v));
+  }
+  MrouteTable & l2() { return *tables->l2FloodsetTable(); }
+  Mroute & l2(Key const & key) { return *l2().mroute(key); }
+  PortVlanSet const & set(Key const & key) { return l2(key).oifSet()->portVlanSet(); }
   MiraL2 & machine() { return *root().miraL2(); }
 
   Made<Evpn::EvpnVlanFilteredFloodSetDir> evpn;
@@ -30,7 +51,9 @@ class Floodsets : public Switch {
   Key const unknown10 = makeRouteKeyMulticastFloodset(VlanId(10));
 };
 
-TEST_F(Floodsets, vlanComesAndGoes) {
+// --- Which routes stand
+
+TEST_F(Floodsets, followTheirVlan) {
   vlan(10, "Ethernet1 Ethernet2");
   router(10, "Ethernet2");
   settle();
@@ -38,38 +61,351 @@ TEST_F(Floodsets, vlanComesAndGoes) {
       "multicastFloodset vlan 10@10 -> Ethernet2@10; "
       "vlanFloodset vlan 10@10 -> Ethernet1@10 Ethernet2@10",
       entries());
+  vlan(20, "Ethernet3");
+  block(10, "Ethernet1");
+  settle();
+  EXPECT_EQ("Ethernet2@10 | Ethernet2@10 | -", floods(10));
+  EXPECT_EQ("Ethernet3@20 | Ethernet3@20 | -", floods(20));
   vlans->vlanStatusDel(VlanId(10));
-  root().doUpdateVlanFloodsets(VlanId(10));
   EXPECT_TRUE(l2(vlan10).markedForDeletion()) << "the review may be walking there";
   vlan(10, "Ethernet1");
-  root().doUpdateVlanFloodsets(VlanId(10));
   settle();
-  EXPECT_EQ("Ethernet1@10", floodset(vlan10));
-  vlans->vlanStatusDel(VlanId(10));
-  root().doUpdateVlanFloodsets(VlanId(10));
-  settle();
-  EXPECT_EQ("", entries());
+  EXPECT_EQ("Ethernet1@10 |  | -", floods(10)) << "it came back before the review";
 }
+
+TEST_F(Floodsets, snoopedGroups) {
+  Key const one = group(10, "01:00:5e:01:01:01");
+  vlan(10, "Ethernet1 Ethernet2 Ethernet3");
+  join(10, "239.1.1.1", "Ethernet1");
+  router(10, "Ethernet3");
+  settle();
+  EXPECT_EQ("Ethernet1@10 Ethernet3@10", floodset(one));
+  join(10, "239.1.1.1", "Ethernet2");
+  settle();
+  EXPECT_EQ("Ethernet1@10 Ethernet2@10 Ethernet3@10", floodset(one));
+  auto snooped = snooping->vlanStatusIs(VlanId(10));
+  snooped->useVlanFloodsetIs(true);
+  settle();
+  EXPECT_EQ("-", floodset(one)) << "groups are flooded as all else is";
+  snooped->useVlanFloodsetIs(false);
+  pimEnabled->pimVlanEnabledIs(VlanId(10), true);
+  settle();
+  EXPECT_EQ("-", floodset(one)) << "where PIM runs, groups are routed";
+  root().ignorePimConfigForL2RoutesIs(true);
+  join(10, "239.2.1.1", "Ethernet2");
+  settle();
+  EXPECT_EQ("Ethernet2@10 Ethernet3@10", floodset(group(10, "01:00:5e:02:01:01")));
+}
+
+TEST_F(Floodsets, staticGroups) {
+  Key const one = group(10, "01:aa:00:00:00:01");
+  vlan(10, "Ethernet1 Ethernet2");
+  staticGroup(10, "01:aa:00:00:00:01", "Ethernet1");
+  settle();
+  EXPECT_EQ("Ethernet1@10", floodset(one));
+  staticGroup(10, "01:aa:00:00:00:01", "Ethernet2");
+  staticGroup(10, "01:00:5e:01:01:01", "Ethernet2");
+  settle();
+  EXPECT_EQ("Ethernet1@10 Ethernet2@10", floodset(one));
+  EXPECT_EQ("-", floodset(group(10, "01:00:5e:01:01:01"))) << "these are snooping's";
+  root().disableL2FloodingIs(true);
+  settle();
+  EXPECT_EQ(" |  | -", floods(10));
+  EXPECT_EQ("Ethernet1@10 Ethernet2@10", floodset(one)) << "a group is no flood";
+  bridging->fdbConfigIs(VlanId(10))->ethGroupDel(Nettle::EthAddr("01:aa:00:00:00:01"));
+  settle();
+  EXPECT_EQ("-", floodset(one));
+}
+
+TEST_F(Floodsets, whatStandsAtTheStart) {
+  vlan(10, "Ethernet1 Ethernet2");
+  join(10, "239.1.1.1", "Ethernet1");
+  staticGroup(10, "01:aa:00:00:00:01", "Ethernet2");
+  Made<Routing::Multicast::Vxlan::Status> overVxlan;
+  overVxlan->vxlanIntfIs(intf("Vlan10"), true);
+  start();
+  root().pimVxlanStatusIs(overVxlan);
+  settle();
+  EXPECT_EQ("Ethernet1@10", floodset(group(10, "01:00:5e:01:01:01")));
+  EXPECT_EQ("Ethernet2@10", floodset(group(10, "01:aa:00:00:00:01")));
+  EXPECT_EQ("Ethernet1@10 Ethernet2@10 |  | Ethernet1@10 Ethernet2@10", floods(10));
+}
+
+TEST_F(Floodsets, noMachineWithoutL2) {
+  l2Enabled = false;
+  root().l2EnabledOnVlanIs(VlanId(10), true);
+  vlan(10, "Ethernet1");
+  settle();
+  EXPECT_TRUE(root().l2Route(vlan10)) << "wanted, in another process";
+  EXPECT_FALSE(tables->l2FloodsetTable());
+}
+
+TEST_F(Floodsets, noneForIpv6) {
+  af = Nettle::ipv6();
+  vlan(10, "Ethernet1");
+  peer(10, "10.9.0.1", "Ethernet1").initialSyncCompleteIs(true);
+  root().vlanFilteredFloodSetDirIs(evpn);
+  leave(10, "10.9.0.1");
+  settle();
+  EXPECT_EQ(0u, l2().mroute().size());
+}
+
+// --- What a set holds
+
+TEST_F(Floodsets, pimSeesUnknownMulticast) {
+  vlan(10, "Ethernet1 Cpu");
+  vlan(20, "Ethernet2");
+  router(20, "Ethernet2");
+  pimEnabled->pimVlanEnabledIs(VlanId(20), true);
+  settle();
+  EXPECT_EQ("Ethernet1@10 cpu | Ethernet1@10 | -", floods(10));
+  EXPECT_EQ("Ethernet2@20 | Ethernet2@20 cpu | -", floods(20));
+  vlans->vlanStatusIs(VlanId(20))
+      ->vlanPortStatusIs(intf("Ethernet3"), {Bridging::VlanPortMode::untagged});
+  vlan(20, "Ethernet3");
+  root().floodToVlanWithPimIs(true);
+  settle();
+  EXPECT_EQ("Ethernet2@20 Ethernet3@20 | Ethernet2@20 Ethernet3@20 cpu | -", floods(20));
+  pimEnabled->pimVlanEnabledDel(VlanId(20));
+  settle();
+  EXPECT_EQ("Ethernet2@20 Ethernet3@20 | Ethernet2@20 | -", floods(20));
+}
+
+TEST_F(Floodsets, plainMembersOfSets) {
+  vlan(10, "Ethernet1");
+  root().vxlanVlanIs(VlanId(10), true);
+  settle();
+  EXPECT_EQ(10, set(vlan10).vlan());
+  EXPECT_EQ(vlanFloodset_, set(vlan10).keyKind());
+  EXPECT_EQ(PortVlanSet::vxlanFlag, set(vlan10).flags()) << "no core-side floodset";
+  EXPECT_FALSE(set(vlan10).allowSharing());
+  root().allowL2FloodsetSharingIs(true);
+  root().vxlanVlanIs(VlanId(10), false);
+  settle();
+  EXPECT_EQ(0u, set(vlan10).flags());
+  EXPECT_TRUE(set(vlan10).allowSharing());
+}
+
+TEST_F(Floodsets, setsThatDoNotCarryTheirVlan) {
+  ignoreVlanForL2Groups = true;
+  vlan(10, "Ethernet1");
+  vlan(20, "Ethernet1");
+  settle();
+  EXPECT_EQ("Ethernet1@0 | Ethernet1@0 | -", floods(10));
+  EXPECT_EQ(l2(vlan10).oifSet(), l2(makeRouteKeyVlanFloodset(VlanId(20))).oifSet());
+}
+
+TEST_F(Floodsets, designatedLagMembers) {
+  lagOperation = lagDesignated;
+  vlan(10, "Port-Channel1");
+  lag("Port-Channel1", "Ethernet1 Ethernet2 Ethernet3 Ethernet4 Ethernet5");
+  settle();
+  EXPECT_EQ("Ethernet3@10 | Ethernet2@10 | -", floods(10));
+  lags->intfStatusIs(intf("Port-Channel1"))->memberDel(intf("Ethernet5"));
+  settle();
+  EXPECT_EQ("Ethernet2@10 | Ethernet3@10 | -", floods(10));
+}
+
+// --- EVPN
 
 TEST_F(Floodsets, evpnPeer) {
   vlan(10, "Ethernet1 Ethernet2 Ethernet3");
   Key const key = toPeer(10, "10.9.0.1");
-  auto & p = peer(10, "10.9.0.1", "Ethernet1 Ethernet2");
+  auto & p = peer(10, "10.9.0.1", "Ethernet1 Ethernet2 Ethernet9");
   root().vlanFilteredFloodSetDirIs(evpn);
   settle();
   EXPECT_EQ("-", floodset(key)) << "the filter is not complete";
   p.initialSyncCompleteIs(true);
   settle();
   EXPECT_EQ("Ethernet1@10 Ethernet2@10", floodset(key));
-  p.floodFilterDel(intf("Ethernet2"));
+  bridging->switchIntfConfigIs(intf("Ethernet1"))->floodingEnabledIs(false);
+  p.floodFilterIs(intf("Ethernet3"), true);
   settle();
+  EXPECT_EQ("Ethernet2@10 Ethernet3@10", floodset(key));
   p.initialSyncCompleteIs(false);
-  p.floodFilterDel(intf("Ethernet1"));
+  p.floodFilterDel(intf("Ethernet3"));
   settle();
-  EXPECT_EQ("Ethernet1@10", floodset(key)) << "an incomplete filter changes nothing";
-  evpn->vlanFloodSetIs(VlanId(10))->tepFilterDel(Nettle::IpGenAddr("10.9.0.1"));
+  EXPECT_EQ("Ethernet2@10 Ethernet3@10", floodset(key)) << "what was complete stays";
+  leave(10, "10.9.0.1");
   settle();
   EXPECT_EQ("-", floodset(key));
+}
+
+// What stood under one directory and not under the next has departed.
+TEST_F(Floodsets, evpnDirectoryIsExchanged) {
+  vlan(10, "Ethernet1 Ethernet2");
+  vlan(20, "Ethernet1");
+  for (U32 vid : {10u, 20u}) peer(vid, "10.9.0.1", "Ethernet1").initialSyncCompleteIs(true);
+  peer(10, "10.9.0.2", "Ethernet1").initialSyncCompleteIs(true);
+  root().vlanFilteredFloodSetDirIs(evpn);
+  settle();
+  EXPECT_EQ("Ethernet1@20", floodset(toPeer(20, "10.9.0.1")));
+  static_cast<Zet::Ptr<Evpn::EvpnVlanFilteredFloodSetDir> &>(evpn) =
+      Zet::make<Evpn::EvpnVlanFilteredFloodSetDir>();
+  peer(10, "10.9.0.2", "Ethernet2").initialSyncCompleteIs(true);
+  root().vlanFilteredFloodSetDirIs(evpn);
+  settle();
+  EXPECT_EQ("-", floodset(toPeer(10, "10.9.0.1")));
+  EXPECT_EQ("Ethernet2@10", floodset(toPeer(10, "10.9.0.2")));
+  EXPECT_EQ("-", floodset(toPeer(20, "10.9.0.1")));
+  peer(10, "10.9.0.2", "Ethernet1");
+  settle();
+  EXPECT_EQ("Ethernet1@10 Ethernet2@10", floodset(toPeer(10, "10.9.0.2")));
+}
+
+TEST_F(Floodsets, brokenInvariants) {
+  vlan(10, "Ethernet1");
+  peer(10, "10.9.0.1");
+  root().vlanFilteredFloodSetDirIs(evpn);
+  EXPECT_DEATH(leave(10, "10.9.0.1"), "peerFloodStatus");
+  EXPECT_DEATH(root().handleL2Route(), "l2Routes\\(\\) == 0");
+  peer(10, "10.9.0.1").initialSyncCompleteIs(true);
+}
+
+// --- VXLAN
+
+struct Environment {
+  Environment(char const * name, char const * value) : name_(name) { setenv(name, value, 1); }
+  ~Environment() { unsetenv(name_); }
+  char const * const name_;
+};
+
+TEST_F(Floodsets, coreSideOfTheSimulatedPlatform) {
+  Environment const used("useVxlanCoreSideFloodset", ""), everywhere("floodToAllVteps", "");
+  Environment const vteps("vtepFloodsetPortOutLifSet", "5001,Vxlan1\nnone\n5002,Ethernet7\n");
+  auto helper = Zet::make<MiraHelper>(&root());
+  helper->simModeIs(true);
+  root().miraHelperIs(helper);
+  vlan(10, "Ethernet1");
+  vlan(20, "Ethernet2");
+  publish("10.0.0.1", "239.1.1.1", "Vlan20", "Vlan10");
+  root().vxlanVlanIs(VlanId(10), true);
+  settle();
+  std::string const all = "Ethernet1@10 Vxlan1@5001 Ethernet7@5002";
+  EXPECT_EQ(all + " | " + all + " | Ethernet1@10", floods(10));
+  EXPECT_NE(entries().find("vxlanCoreSideFloodset vlan 10@10 -> Ethernet1@10"), std::string::npos);
+  EXPECT_EQ("Ethernet1@10 Vxlan1@10", outputs("10.0.0.1", "239.1.1.1"));
+  EXPECT_EQ(0u, set(vlan10).flags());
+  EXPECT_EQ("Ethernet2@20 | Ethernet2@20 | -", floods(20));
+  root().vxlanVlanIs(VlanId(10), false);
+  settle();
+  EXPECT_EQ("Ethernet1@10 | Ethernet1@10 | -", floods(10));
+}
+
+TEST_F(Floodsets, pimOverVxlanNeedsTheCoreInAllVlans) {
+  Made<Routing::Multicast::Vxlan::Status> overVxlan;
+  root().pimVxlanStatusIs(overVxlan);
+  for (U32 vid : {10u, 20u, 30u}) vlan(vid, "Ethernet1");
+  root().vxlanVlanIs(VlanId(20), true);
+  settle();
+  EXPECT_EQ("Ethernet1@20 | Ethernet1@20 | -", floods(20));
+  overVxlan->vxlanIntfIs(intf("Vlan10"), true);
+  settle();
+  for (U32 vid : {10u, 20u, 30u}) EXPECT_NE(floods(vid).back(), '-') << vid;
+  vlans->vlanStatusDel(VlanId(30));
+  overVxlan->vxlanIntfDel(intf("Vlan10"));
+  settle();
+  EXPECT_EQ("Ethernet1@10 | Ethernet1@10 | -", floods(10));
+  EXPECT_EQ("Ethernet1@20 | Ethernet1@20 | Ethernet1@20", floods(20)) << "it is extended";
+  EXPECT_EQ("- | - | -", floods(30));
+}
+
+// --- Review
+
+TEST_F(Floodsets, sameSetIsKept) {
+  vlan(10, "Ethernet1");
+  settle();
+  auto const before = l2(vlan10).oifSet();
+  l2(vlan10).versionIs(0xffffffff);
+  machine().doMarkVlanDirty(VlanId(10));
+  settle();
+  EXPECT_EQ(1u, l2(vlan10).version());
+  EXPECT_EQ(before, l2(vlan10).oifSet());
+  EXPECT_EQ(vlanBit(VlanId(10)), l2(vlan10).vlanFilter());
+  EXPECT_EQ(vlanPortBit(VlanId(10), intf("Ethernet1")), l2(vlan10).vlanPortFilter());
+  EXPECT_EQ(0u, l2(vlan10).vlanGroupFilter());
+}
+
+TEST_F(Floodsets, onlyWhatAMarkMeetsIsComputed) {
+  for (U32 vid : {10u, 11u}) vlan(vid, "Ethernet1");
+  settle();
+  U32 const ten = l2(vlan10).version(), unknown = l2(unknown10).version();
+  vlan(11, "Ethernet2");
+  pimEnabled->pimVlanEnabledIs(VlanId(10), true);
+  settle();
+  EXPECT_EQ(ten, l2(vlan10).version());
+  EXPECT_EQ(unknown + 1, l2(unknown10).version()) << "PIM concerns one route of the VLAN";
+}
+
+TEST_F(Floodsets, emptyTableIsReviewedAtOnce) {
+  start();
+  EXPECT_FALSE(l2().mroutesInitialized());
+  machine().doMarkAllVlansDirty();
+  settle();
+  EXPECT_TRUE(l2().mroutesInitialized());
+  EXPECT_FALSE(l2().dirtyInfo()->isDirty());
+  EXPECT_FALSE(machine().reviewInProgress());
+}
+
+// Slices of one route each: whatever changes between any two of them is caught by the same pass,
+// also where the routes go at which it began and at which it stands.
+TEST_F(Floodsets, passIsCutAnywhere) {
+  for (U32 vid = 10; vid < 14; ++vid) vlan(vid, "Ethernet1");
+  settle();
+  clock->readCostIs(0.06);
+  for (U32 slices = 1; slices <= 8; ++slices) {
+    SCOPED_TRACE(slices);
+    machine().doMarkAllVlansDirty();
+    for (U32 n = 0; n < slices; ++n) clock->nowIs(std::max(clock->earliest(), clock->shown()));
+    EXPECT_EQ(slices < 8, machine().reviewInProgress());
+    EXPECT_EQ(slices < 8, reviewInfo->review("floodset") == machine().review());
+    VlanId const first(machine().startingBookmark().kind() ? machine().startingBookmark().vlanId()
+                                                           : VlanId(10));
+    vlans->vlanStatusDel(first);
+    vlan(13, slices % 2 ? "Ethernet2" : "Ethernet3");
+    settle();
+    EXPECT_EQ("- | - | -", floods(first.value()));
+    EXPECT_FALSE(machine().reviewInProgress());
+    EXPECT_EQ(0u, l2().dirtyMroutes());
+    vlan(first.value(), "Ethernet1");
+    settle();
+  }
+  clock->readCostIs(0);
+}
+
+TEST_F(Floodsets, delayedSlicesWaitForTheNextChange) {
+  for (U32 vid : {10u, 11u}) vlan(vid, "Ethernet1");
+  settle();
+  machine().reviewDelayIs(1);
+  clock->readCostIs(0.06);
+  machine().doMarkAllVlansDirty();
+  settle();
+  clock->readCostIs(0);
+  EXPECT_TRUE(machine().reviewInProgress());
+  U32 const pass = machine().review();
+  machine().doMarkVlanDirty(VlanId(10));
+  settle();
+  EXPECT_FALSE(machine().reviewInProgress());
+  EXPECT_EQ(pass + 2, machine().review()) << "a change, and a pass that is resumed";
+}
+
+// --- Chips
+
+TEST_F(Floodsets, refusedFloodsetIsTriedAgain) {
+  chips(1, 3);
+  vlan(10, "Ethernet1");
+  vlan(20, "Ethernet1");
+  settle();
+  EXPECT_EQ(3u, chip().simRoute().size());
+  EXPECT_TRUE(status->hwResourceFull());
+  // Not one of the retry's own table: it must not take the failed route for one that is about to
+  // be computed.
+  routes().dirtyInfo()->allRoutesDirtyIs(true);
+  chip().routeTotalIs(4);
+  chip().mrouteTcamFreeIs(true);
+  settle();
+  EXPECT_EQ(4u, chip().simRoute().size());
+  EXPECT_FALSE(status->hwResourceFull());
 }
 
 }  // namespace Tests
