@@ -118,6 +118,7 @@ constexpr auto kinds = std::to_array<ValueKind>({
     {"MAC", "an Ethernet address such as 01:00:5e:01:00:01", isMac},
     {"SECONDS", "seconds, such as 1.5", isSeconds},
     {"N", "a number", isNumber},
+    {"LIF", "a VLAN, or the number of a logical interface above 4094", isNumber},
     {"ROUTES", "a number of routes", isNumber},
     {"OUTPUTS", "a number of outputs", isNumber},
     {"INDEX", "a chip's number from 0 to 15", isNumberTo<15>},

@@ -11,9 +11,9 @@ extern Subject<Host> const bridgingCommands;
 extern Subject<Host> const lagCommands;
 extern Subject<Host> const ipCommands;
 extern Subject<Host> const multicastCommands;
+extern Subject<Host> const l2Commands;
 extern Subject<Host> const platformCommands;
 extern Subject<Host> const runCommands;
-extern Subject<Host> const prefixCommands;
 extern Subject<Host> const showCommands;
 extern Subject<Host> const checkCommands;
 

@@ -62,6 +62,49 @@ void expectOutputs(Host & host, Arguments const & arguments) {
   host.out() << "ok: " << key.pretty() << " leaves by " << wanted << '\n';
 }
 
+KeyView floodsetKey(Arguments const & arguments) {
+  using namespace Routing::Multicast::Fib;
+  auto const vlan = arguments.vlan();
+  IpGenRouteKey key = makeRouteKeyVlanFloodset(vlan);
+  if (arguments.has("unknown")) key = makeRouteKeyMulticastFloodset(vlan);
+  if (arguments.has("core-side")) key = makeRouteKeyVxlanCoreSideFloodset(vlan);
+  if (arguments.given("MAC")) key = makeRouteKeyEthGroup(vlan, arguments.mac());
+  if (arguments.given("ADDRESS")) {
+    key = makeRouteKeyEvpnMultihomeFloodset(vlan, arguments.address());
+  }
+  return {L3::VrfName::defaultVrf(), key};
+}
+
+// What a floodset sends out of, if all chips do that have the ports.
+std::string floodsetText(Host & host, KeyView const & key) {
+  auto const floodsets = floodsetViews(host);
+  auto const i = std::find_if(floodsets.begin(), floodsets.end(), [&](auto const & floodset) {
+    return floodset.route.key.key == key.key;
+  });
+  if (i == floodsets.end()) return "absent";
+  auto const & route = i->route;
+  if (route.state != RouteView::State::inHardware) return route.stateName();
+  auto ports = portsOf(route.outputs);
+  auto local = ports;
+  auto const chips = host.chips();
+  std::erase_if(local, [&](auto const & port) {
+    return std::none_of(chips.begin(), chips.end(),
+                        [&](Chip const * chip) { return chip->port(Nettle::IntfId(port)); });
+  });
+  if (hardwarePorts(chipViews(host), key, route.vlan) != local) return "other outputs in a chip";
+  if (route.toCpu) ports.push_back("cpu");
+  return listText(ports);
+}
+
+void expectFloodset(Host & host, Arguments const & arguments) {
+  auto const key = floodsetKey(arguments);
+  auto ports = sorted(arguments.texts("PORT"));
+  if (arguments.has("cpu")) ports.push_back("cpu");
+  auto const wanted = arguments.has("absent") ? "absent" : listText(ports);
+  requireEqual("as outputs of " + key.pretty(), wanted, floodsetText(host, key));
+  host.out() << "ok: " << key.pretty() << " leaves by " << wanted << '\n';
+}
+
 // "10.1.0.2,232.1.1.1", as a member of the file is called.
 KeyView keyOf(std::string const & text, JsonValue const & json) {
   auto const comma = text.find(',');
@@ -213,6 +256,13 @@ constexpr Command<Host> rows[] = {
      expectOutputsFrom},
     {"expect state SOURCE GROUP waiting|not-computed|failed|no-entry|in-hardware|absent [vrf VRF]",
      "The route has come so far.", expectState},
+    {"expect floodset VLAN vlan|unknown|core-side [ports PORT...] [cpu] [absent]",
+     "What is flooded in the VLAN leaves by exactly these ports in the chips, or is not there.",
+     expectFloodset},
+    {"expect floodset VLAN group MAC [ports PORT...] [cpu] [absent]",
+     "The same of an Ethernet group.", expectFloodset},
+    {"expect floodset VLAN peer ADDRESS [ports PORT...] [cpu] [absent]",
+     "The same of what comes from an EVPN peer.", expectFloodset},
     {"expect chip CHIP routes ROUTES", "The chip holds so many entries.", expectChip},
     {"expect failed N", "So many routes were refused by a chip.", expectFailed},
     {"expect waiting N", "So many (*,G) routes wait.", expectWaiting},

@@ -41,6 +41,16 @@ void showHardware(Host & host, Arguments const & arguments) {
   show(host, arguments, chips);
 }
 
+void showFloodsets(Host & host, Arguments const & arguments) {
+  auto floodsets = floodsetViews(host);
+  if (arguments.given("VLAN")) {
+    std::erase_if(floodsets, [&](auto const & floodset) {
+      return floodset.route.key.key.vlanId() != arguments.vlan();
+    });
+  }
+  show(host, arguments, floodsets);
+}
+
 void showSets(Host & host, Arguments const & arguments) { show(host, arguments, setViews(host)); }
 
 void showStatus(Host & host, Arguments const & arguments) {
@@ -116,6 +126,8 @@ void showMdb(Host & host, Arguments const &) {
 constexpr Command<Host> rows[] = {
     {"show mroute [SOURCE GROUP] [vrf VRF] [--json]",
      "Routes, their outputs, and how far each has come.", showMroute},
+    {"show floodset [VLAN] [--json]", "Floodsets and Ethernet groups, and how far each has come.",
+     showFloodsets},
     {"show hardware [CHIP] [--json]", "The chips and what stands in them.", showHardware},
     {"show oif-set [--json]", "Output sets, and the routes that share them.", showSets},
     {"show status [--json]", "What is published about the hardware.", showStatus},

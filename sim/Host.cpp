@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "mira/MiraHelper.h"
+#include "mira/MiraL2.h"
 #include "platform/FileDescriptor.h"
 #include "sim/Interrupt.h"
 #include "sim/Watch.h"
@@ -29,6 +30,10 @@ class Helper final : public MiraHelper {
     return true;
   }
   bool floodToAllVteps() const override { return policy_.floodToVteps; }
+  bool useVxlanCoreSideFloodset() const override { return policy_.coreSideFloodset; }
+  PortVlanSet doGetVtepFloodsetPortOutLifSet(Bridging::VlanId) const override {
+    return policy_.vteps;
+  }
 
  private:
   Host::Policy const & policy_;
@@ -53,7 +58,6 @@ Host::Host(std::ostream & out)
       log_(out),
       routingInfoDir_(Zet::make<Zet::Dir>()),
       mfibDir_(Zet::make<Zet::Dir>()),
-      prefixMrouteStatusDir_(Zet::make<Zet::Dir>()),
       fabric_(fabricFactory("fabric")),
       programmer_(mrouteProgrammerFactory("programmer")),
       agent_(Zet::make<Agent>("brindle-sim")) {
@@ -66,7 +70,6 @@ Host::~Host() {
   watch_ = nullptr;
   agent_->miraDel();
   programmer_->rootSmDel();
-  prefixProgrammer_ = nullptr;
   fabric_->chipDelAll();  // chips hold sets of the route tables
   publishers_.clear();
   std::error_code error;
@@ -77,7 +80,6 @@ void Host::start() {
   if (started()) return;
   tables_ = Zet::make<MrouteTableColl>(settings_.af);
   startProgrammer();
-  startPrefixProgrammer();
   startResolver();
 }
 
@@ -89,16 +91,6 @@ void Host::startProgrammer() {
   in.mfib = records_.hardware;
   in.intfVlanIdTable = records_.intfVlanIdTable;
   programmer_->rootSmIs(in);
-}
-
-void Host::startPrefixProgrammer() {
-  auto const published = Zet::make<Fib::PimIntf::PrefixMrouteStatus>(Zet::Name("prefixes"));
-  prefixMrouteStatusDir_->entityIs(published->name(), published);
-  prefixProgrammer_ = prefixMrouteSmFactory({.mfibStatus = records_.pimIntfStatus,
-                                             .fabric = fabric_,
-                                             .clock = clock_,
-                                             .intfVlanIdTable = records_.intfVlanIdTable,
-                                             .prefixMrouteStatus = published});
 }
 
 MiraRoot::Inputs Host::inputs() const {
@@ -116,6 +108,7 @@ MiraRoot::Inputs Host::inputs() const {
   in.fastdropLogClock = clock_;
   in.intfVlanIdTable = records_.intfVlanIdTable;
   in.lagOperation = settings_.lagOperation;
+  in.l2Enabled = settings_.l2Enabled;
   in.pimEnabled = records_.pimEnabled;
   in.routingInfoDir = routingInfoDir_;
   in.mlagStatus = records_.mlagStatus;
@@ -125,7 +118,7 @@ MiraRoot::Inputs Host::inputs() const {
   in.allVrfStatusLocal = records_.allVrfStatusLocal;
   in.ipStatus = records_.ipStatus;
   in.pimIntfStatus = records_.pimIntfStatus;
-  in.prefixMrouteStatusDir = prefixMrouteStatusDir_;
+  in.ignoreVlanForL2Groups = settings_.ignoreVlanForL2Groups;
   in.portPropertyMask = settings_.taggedPorts ? taggedPortProperty : 0;
   in.mbrIntf = records_.mbrIntf;
   in.sparseModeStatus = records_.sparseModeStatus;
@@ -138,7 +131,11 @@ void Host::startResolver() {
   root->lagConfigDirIs(records_.lagConfigDir);
   root->configuredLagMembersInOifSetIs(settings_.configuredLagMembers);
   root->pimVxlanStatusIs(records_.pimVxlanStatus);
+  root->vlanFilteredFloodSetDirIs(records_.vlanFilteredFloodSetDir);
   for (auto vlan : policy_.vxlanVlans.items()) root->vxlanVlanIs(vlan, true);
+  for (auto vlan : policy_.l2Vlans.items()) root->l2EnabledOnVlanIs(vlan, true);
+  root->ignorePimConfigForL2RoutesIs(settings_.ignorePimConfigForL2Routes);
+  applyL2Settings();
   if (settings_.nsfGate) setGate(*root);
   auto const entities = Zet::make<Quay::EntityManager>();
   entities->entityIs("interface/config/subintf", records_.subIntfConfigDir);
@@ -157,6 +154,14 @@ void Host::setGate(MiraRoot & root) const {
 void Host::requireNotStarted(char const * what) const {
   if (!started()) return;
   throw CommandError(std::string("expected ") + what + " before the start");
+}
+
+void Host::applyL2Settings() {
+  if (!started()) return;
+  MiraRoot & root = *agent_->mira();
+  root.disableL2FloodingIs(settings_.disableL2Flooding);
+  root.floodToVlanWithPimIs(settings_.floodToVlanWithPim);
+  root.allowL2FloodsetSharingIs(settings_.allowL2FloodsetSharing);
 }
 
 void Host::followRealTimeIs(bool v) {
@@ -244,6 +249,26 @@ void Host::floodToVtepsIs(bool v) {
 void Host::vxlanVlanIs(Bridging::VlanId vlan, bool v) {
   v ? policy_.vxlanVlans.insert(vlan) : policy_.vxlanVlans.del(vlan);
   if (started()) agent_->mira()->vxlanVlanIs(vlan, v);
+}
+
+void Host::coreSideFloodsetIs(bool v) {
+  policy_.coreSideFloodset = v;
+  handleVteps();
+}
+
+void Host::vtepIs(PortVlan const & vtep, bool v) {
+  policy_.vteps.portVlanIs(vtep, v);
+  handleVteps();
+}
+
+void Host::handleVteps() {
+  if (!started()) return;
+  for (auto vlan : policy_.vxlanVlans.items()) agent_->mira()->handleVxlanVlan(vlan);
+}
+
+void Host::l2VlanIs(Bridging::VlanId vlan, bool v) {
+  v ? policy_.l2Vlans.insert(vlan) : policy_.l2Vlans.del(vlan);
+  if (started()) agent_->mira()->l2EnabledOnVlanIs(vlan, v);
 }
 
 Chip & Host::chip(std::string const & name) const {
@@ -344,6 +369,7 @@ void Host::reviewAll() {
   start();
   auto const & machines = root().mira();
   for (auto i = machines.begin(); i; i.advance()) root().mira(i.key())->doMarkAllVlansDirty();
+  if (root().miraL2()) root().miraL2()->doMarkAllVlansDirty();
 }
 
 }  // namespace Brindle::Sim

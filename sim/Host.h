@@ -15,7 +15,6 @@
 #include "platform/ActivityManager.h"
 #include "platform/Dir.h"
 #include "platform/EntityManager.h"
-#include "prefix/PrefixMrouteSm.h"
 #include "programmer/MrouteProgrammer.h"
 #include "sim/Chip.h"
 #include "sim/LogView.h"
@@ -36,6 +35,13 @@ class Host {
     bool configuredLagMembers = false;
     bool taggedPorts = false;  // the chips want to know which ports are tagged
     bool nsfGate = false;
+    bool l2Enabled = false;
+    bool ignoreVlanForL2Groups = false;
+    bool ignorePimConfigForL2Routes = false;
+    // These may change later: applyL2Settings().
+    bool disableL2Flooding = false;
+    bool floodToVlanWithPim = false;
+    bool allowL2FloodsetSharing = false;
   };
 
   // Prints to `out`. The process's loop gets a simulated clock, and its log this host's.
@@ -55,6 +61,8 @@ class Host {
   bool started() const { return static_cast<bool>(agent_->mira()); }
   // Throws CommandError: `what` is to be said earlier.
   void requireNotStarted(char const * what) const;
+  // Tells the library of those settings that may change, if it runs.
+  void applyL2Settings();
   bool finished() const { return finished_; }
   void finishedIs(bool v) { finished_ = v; }
 
@@ -77,15 +85,22 @@ class Host {
   Bridging::VlanId freeInternalVlan() const;
 
   // Policy of the platform: the LAGs that the chips know, the VLANs that are extended over VXLAN,
-  // and whether routed multicast goes to all VTEPs of those.
+  // whether routed multicast goes to all VTEPs of those, and whether floods do, and to which.
   struct Policy {
     Zet::OrderedSet<Nettle::IntfId> hardwareLags;
     Zet::OrderedSet<Bridging::VlanId> vxlanVlans;
     bool floodToVteps = false;
+    bool coreSideFloodset = false;
+    PortVlanSet vteps;
+    Zet::OrderedSet<Bridging::VlanId> l2Vlans;
   };
   void hardwareLagIs(Nettle::IntfId lag, bool v);
   void vxlanVlanIs(Bridging::VlanId vlan, bool v);
   void floodToVtepsIs(bool v);
+  void coreSideFloodsetIs(bool v);
+  void vtepIs(PortVlan const & vtep, bool v);
+  // VLANs whose L2 routes are this process's although Settings::l2Enabled is false.
+  void l2VlanIs(Bridging::VlanId vlan, bool v);
 
   // Chips
   Zet::Ptr<Fabric> const & fabric() const { return fabric_; }
@@ -115,17 +130,15 @@ class Host {
   MrouteTableColl const & routeTables() const { return *tables_; }
   MiraRoot const & root() const { return *agent_->mira(); }
   MrouteSm const * programmer(L3::VrfName vrf) const;
-  // Null before the start.
-  PrefixMrouteSm const * prefixProgrammer() const { return prefixProgrammer_.get(); }
   // Marks every route of every VRF for computation.
   void reviewAll();
 
  private:
   MiraRoot::Inputs inputs() const;
   void startProgrammer();
-  void startPrefixProgrammer();
   void startResolver();
   void setGate(MiraRoot & root) const;
+  void handleVteps();
 
   std::ostream & out_;
   Zet::Ptr<Zet::SimClock> const clock_;
@@ -136,11 +149,9 @@ class Host {
   Records records_;
   Zet::Ptr<Zet::Dir> const routingInfoDir_;
   Zet::Ptr<Zet::Dir> const mfibDir_;
-  Zet::Ptr<Zet::Dir> const prefixMrouteStatusDir_;
   Zet::Ptr<Fabric> const fabric_;
   Zet::Ptr<MrouteTableColl> tables_;
   Zet::Ptr<MrouteProgrammer> const programmer_;
-  Zet::Ptr<PrefixMrouteSm> prefixProgrammer_;
   Zet::Ptr<Agent> const agent_;
   Zet::Ptr<Watch> watch_;
   Policy policy_;

@@ -5,6 +5,7 @@
 #include "model/ReviewInfo.h"
 #include "model/StaticNatInfo.h"
 #include "state/Bridging.h"
+#include "state/Evpn.h"
 #include "state/Fjord.h"
 #include "state/HardwareStatus.h"
 #include "state/IntfVlanId.h"
@@ -54,6 +55,7 @@ struct Records {
   Record<Fib::SparseModeStatus> sparseModeStatus;
   Record<Fib::MbrIntf> mbrIntf;
   Record<Routing::Multicast::Vxlan::Status> pimVxlanStatus;
+  Record<Evpn::EvpnVlanFilteredFloodSetDir> vlanFilteredFloodSetDir;
 
   // What the protocols say of their restart
   Record<Fib::ReadyStatus> sparseReady;

@@ -11,6 +11,7 @@ namespace Brindle::Sim {
 using Json = nlohmann::ordered_json;
 
 void print(std::ostream & out, std::vector<RouteView> const & routes);
+void print(std::ostream & out, std::vector<FloodsetView> const & floodsets);
 void print(std::ostream & out, std::vector<SetView> const & sets);
 void print(std::ostream & out, std::vector<ChipView> const & chips);
 void print(std::ostream & out, StatusView const & status);
@@ -18,6 +19,7 @@ void print(std::ostream & out, std::vector<FailureView> const & failures);
 void print(std::ostream & out, std::vector<ReviewView> const & reviews);
 
 Json toJson(std::vector<RouteView> const & routes);
+Json toJson(std::vector<FloodsetView> const & floodsets);
 Json toJson(std::vector<SetView> const & sets);
 Json toJson(std::vector<ChipView> const & chips);
 Json toJson(StatusView const & status);

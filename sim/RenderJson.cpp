@@ -7,6 +7,12 @@ namespace {
 Json keyJson(KeyView const & key) {
   Json json;
   if (!key.vrf.empty()) json["vrf"] = key.vrfText();
+  if (key.isL2()) {
+    json["kind"] = key.kind();
+    json["vlan"] = key.key.vlanId().value();
+    json["address"] = key.source() == "-" ? Json() : Json(key.source());
+    return json;
+  }
   json["source"] = key.source();
   json["group"] = key.group();
   return json;
@@ -33,6 +39,17 @@ Json toJson(RouteView const & route) {
   json["notify"] = intfJson(route.notify);
   json["fastdrop"] = intfJson(route.fastdrop);
   json["frr"] = intfJson(route.frr);
+  json["state"] = route.stateName();
+  json["reason"] = route.reason;
+  return json;
+}
+
+Json toJson(FloodsetView const & floodset) {
+  RouteView const & route = floodset.route;
+  Json json = keyJson(route.key);
+  json["set"] = route.set ? Json(*route.set) : Json();
+  json["outputs"] = outputsJson(route.outputs);
+  json["toCpu"] = route.toCpu;
   json["state"] = route.stateName();
   json["reason"] = route.reason;
   return json;
@@ -100,6 +117,7 @@ template <class View> Json listJson(std::vector<View> const & views) {
 }  // namespace
 
 Json toJson(std::vector<RouteView> const & routes) { return listJson(routes); }
+Json toJson(std::vector<FloodsetView> const & floodsets) { return listJson(floodsets); }
 Json toJson(std::vector<SetView> const & sets) { return listJson(sets); }
 Json toJson(std::vector<ChipView> const & chips) { return listJson(chips); }
 Json toJson(std::vector<FailureView> const & failures) { return listJson(failures); }

@@ -83,6 +83,16 @@ void print(std::ostream & out, std::vector<RouteView> const & routes) {
   table.print(out);
 }
 
+void print(std::ostream & out, std::vector<FloodsetView> const & floodsets) {
+  TextTable table({"Kind", "VLAN", "Address", "Outputs", "State"});
+  for (auto const & [route] : floodsets) {
+    table.add({route.key.kind(), std::to_string(route.vlan), route.key.source(),
+               outputsText(route.outputs, route.toCpu), stateText(route)});
+  }
+  out << plural(floodsets.size(), "L2 route") << '\n';
+  table.print(out);
+}
+
 void print(std::ostream & out, std::vector<SetView> const & sets) {
   TextTable table({"Set", "Outputs", "Shared by"});
   for (auto const & set : sets) {

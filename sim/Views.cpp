@@ -100,26 +100,13 @@ class RouteReader {
     return vlan ? textOf(host_.records().intfVlanIdTable->vlanIdToIntfId(vlan)) : "";
   }
 
-  // The record of the subnet that the route is for; null for all other routes.
-  Fib::PimIntf::PrefixRouteInfo const * connectedSubnet(Mroute const & mroute) const {
-    auto const & pim = *host_.records().pimIntfStatus;
-    if (mroute.key().group() != Nettle::IpGenPrefix("224.0.0.0/4")) return nullptr;
-    auto const * status = pim.intfStatus(pim.srcToIntfMap({mroute.key().source(), vrf_}));
-    return status ? status->route(mroute.key().source()) : nullptr;
-  }
-
   void state(Mroute const & mroute, RouteView & view) const {
     using State = RouteView::State;
-    if (auto const * subnet = connectedSubnet(mroute)) {
-      view.iif = textOf(subnet->intfId());
-      view.state = subnet->programmed() ? State::inHardware : State::noEntry;
-      if (!subnet->programmed()) view.reason = "a chip has no room for the subnet";
-      return;
-    }
     auto const * failed = programmer_ ? programmer_->failedMroute().find(mroute.key()) : nullptr;
     if (mroute.version() == 0) {
       view.state = State::notComputed;
-      view.reason = vrfProblem(host_, vrf_, mroute.shoalRoute().iif());
+      view.reason = view.key.isL2() ? "its turn has not come"
+                                    : vrfProblem(host_, vrf_, mroute.shoalRoute().iif());
     } else if (failed) {
       view.state = State::failed;
       view.reason = alternatives(refusals(host_, failed->reason));
@@ -200,11 +187,22 @@ std::vector<EntryView> entryViews(Chip const & chip) {
 }  // namespace
 
 std::string KeyView::source() const {
+  using namespace Routing::Multicast::Fib;
+  if (key.kind() == ethGroup_) return Zet::textOf(key.ethAddr());
+  if (key.kind() == evpnMultihomeFloodset_) return Zet::textOf(key.evpnTepIp());
+  if (isL2()) return "-";
   auto const text = keyText(key);
   return text.substr(0, text.find(' '));
 }
 
+char const * KeyView::kind() const {
+  static constexpr char const * kinds[] = {"-",         "vlan",      "unknown", "group",
+                                           "requested", "core-side", "peer"};
+  return kinds[key.kind()];
+}
+
 std::string KeyView::group() const {
+  if (isL2()) return kind() + (" " + std::to_string(key.vlanId().value()));
   auto const text = keyText(key);
   return text.substr(text.find(' ') + 1);
 }
@@ -225,6 +223,23 @@ std::vector<RouteView> routeViews(Host const & host) {
   return views;
 }
 
+std::string KeyView::pretty() const {
+  return isL2() ? key.pretty() : "(" + source() + ", " + group() + ")";
+}
+
+std::vector<FloodsetView> floodsetViews(Host const & host) {
+  std::vector<FloodsetView> views;
+  if (!host.started() || !host.routeTables().l2FloodsetTable()) return views;
+  auto const numbers = setNumbers(host);
+  RouteReader const reader(host, L3::VrfName::defaultVrf(), numbers);
+  auto const & table = *host.routeTables().l2FloodsetTable();
+  for (auto i = table.mroute().begin(); i; i.advance()) {
+    views.push_back({reader.view(*table.mroute(i.key()))});
+  }
+  std::sort(views.begin(), views.end());
+  return views;
+}
+
 std::vector<SetView> setViews(Host const & host) {
   std::vector<SetView> views;
   if (!host.started()) return views;
@@ -234,9 +249,11 @@ std::vector<SetView> setViews(Host const & host) {
                      set->portVlanSet().toCpu(),
                      {}});
   }
-  for (auto const & route : routeViews(host)) {
+  auto const add = [&](RouteView const & route) {
     if (route.set) views[*route.set - 1].routes.push_back(route.key);
-  }
+  };
+  for (auto const & route : routeViews(host)) add(route);
+  for (auto const & floodset : floodsetViews(host)) add(floodset.route);
   return views;
 }
 

@@ -20,10 +20,15 @@ struct KeyView {
   L3::VrfName vrf;
   Routing::Multicast::Fib::IpGenRouteKey key;
 
+  bool isL2() const { return key.kind() != Routing::Multicast::Fib::mroute_; }
   std::string vrfText() const { return std::string(vrf.view()); }
-  std::string source() const;  // "*" for any
+  // "*" for any. Of an L2 route, which has neither: its Ethernet address or its peer, if any, and
+  // its kind with its VLAN.
+  std::string source() const;
   std::string group() const;
-  std::string pretty() const { return "(" + source() + ", " + group() + ")"; }
+  // Of an L2 route.
+  char const * kind() const;
+  std::string pretty() const;
   // In the order in which operators look for routes.
   bool operator<(KeyView const & o) const {
     return std::tuple(vrf, key.group(), key.source()) <
@@ -62,6 +67,13 @@ struct RouteView {
   char const * stateName() const { return stateNames[static_cast<int>(state)]; }
 };
 std::vector<RouteView> routeViews(Host const & host);
+
+// One L2 route.
+struct FloodsetView {
+  RouteView route;
+  bool operator<(FloodsetView const & o) const { return route.key < o.route.key; }
+};
+std::vector<FloodsetView> floodsetViews(Host const & host);
 
 // One output set and the routes that share it.
 struct SetView {

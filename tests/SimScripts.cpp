@@ -30,10 +30,9 @@ TEST_F(SimScripts, Demo) {
   auto const demo = run("cd % && @brindle-sim run sim/demo.sim");
   EXPECT_EQ(demo.exit, 0) << demo.text;
   for (auto const * line :
-       {"8 routes, 8 in hardware",
-        "  kernel.default  *       239.1.1.4  room for 10.13.0.0/24 of et1",
-        "  et1        10.13.0.0/24  in hardware  1        0",
-        "  default  10.1.0.2      239.1.1.3    et1  1006  100: p1; 200: p5  in hardware",
+       {"7 routes, 4 in hardware, 3 waiting",
+        "waiting for the connected subnets of et2 in hardware",
+        "  default  10.1.0.2  239.1.1.3  et1  1006  100: p1; 200: p5  in hardware",
         "~ (10.1.0.2, 239.1.1.1) in 1006: 100: p1 p2 -> 100: p1  <- VLAN 100 group "
         "01:00:5e:01:01:01: bridge mdb del vid 100 port p2 grp 232.1.1.1",
         "~ (10.1.0.2, 239.1.1.3) in 1006: 100: p1 -> -  <- VLAN 100: stp",
@@ -58,6 +57,44 @@ TEST_F(SimScripts, StateOfTheSwitchReachesTheOutputs) {
          "bridge router del vid 20 port e2\nsettle\n"
          "expect outputs 1.1.1.1 232.0.0.1 ports Po1\n"
          "vlan del 20\nsettle\nexpect outputs 1.1.1.1 232.0.0.1\n");
+}
+
+std::string const floodedVlan =
+    "l2 on\nchip add c0 ports e1 e2 e3\nvlan add 10 port e1 e2\nstart\n"
+    "bridge snooping vid 10 on\nbridge router add vid 10 port e2\n";
+
+TEST_F(SimScripts, FloodsetsFollowTheirVlan) {
+  passes(floodedVlan +
+         "bridge mdb add vid 10 port e1 grp 239.1.1.1\n"
+         "bridge fdb add 01:aa:00:00:00:01 vid 10 port e2\nsettle\n"
+         "expect floodset 10 vlan ports e1 e2\nexpect floodset 10 unknown ports e2\n"
+         "expect floodset 10 group 01:00:5e:01:01:01 ports e1 e2\n"
+         "expect floodset 10 group 01:aa:00:00:00:01 ports e2\n"
+         "pim vlan 10 on\nl2 flood-with-pim on\nl2 flooding off\nsettle\n"
+         "expect floodset 10 vlan\nexpect floodset 10 unknown cpu\n"
+         "expect floodset 10 group 01:00:5e:01:01:01 absent\n"
+         "l2 flooding on\nsettle\nexpect floodset 10 unknown ports e1 e2 cpu\n"
+         "vlan del 10\nsettle\nexpect chip c0 routes 0\n");
+}
+
+TEST_F(SimScripts, FloodsetsOfPeersAndTheCore) {
+  passes(floodedVlan +
+         "evpn peer add vid 10 tep 10.9.0.1 port e1\nsettle\n"
+         "expect floodset 10 peer 10.9.0.1 absent\n"
+         "evpn peer add vid 10 tep 10.9.0.1 port e2 synced\nsettle\n"
+         "expect floodset 10 peer 10.9.0.1 ports e1 e2\n"
+         "evpn peer del vid 10 tep 10.9.0.1 port e1\nsettle\n"
+         "expect floodset 10 peer 10.9.0.1 ports e2\n"
+         "vxlan core-side on\nvxlan vtep add e3 lif 5001\nvxlan vlan 10 on\nsettle\n"
+         "expect floodset 10 core-side ports e1 e2\nexpect floodset 10 vlan ports e1 e2 e3\n"
+         "evpn peer del vid 10 tep 10.9.0.1\nvxlan core-side off\nsettle\n"
+         "expect floodset 10 core-side absent\nexpect chip c0 routes 2\n");
+  auto const shown = script(floodedVlan +
+                            "settle\nshow floodset\nevpn peer add vid 10 tep ::1\n"
+                            "evpn peer del vid 10 tep ::1\n");
+  EXPECT_EQ(shown.exit, 1) << "one that is not synced";
+  EXPECT_NE(shown.text.find("unknown  10    -        10: e2     in hardware"), shown.text.npos)
+      << shown.text;
 }
 
 TEST_F(SimScripts, RoutedPortsAndVrfs) {

@@ -1,0 +1,107 @@
+// L2 routes: whether they are computed, and what they depend on beside the bridging.
+#include "sim/Commands.h"
+#include "sim/Host.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+using Bridging::VlanId;
+
+void l2OnOff(Host & host, Arguments const & arguments) {
+  host.requireNotStarted("whether L2 routes are computed");
+  host.settings().l2Enabled = arguments.on();
+}
+
+void l2Vlan(Host & host, Arguments const & arguments) {
+  for (VlanId vlan : arguments.vlans()) host.l2VlanIs(vlan, arguments.on());
+}
+
+void l2IgnoreVlan(Host & host, Arguments const & arguments) {
+  host.requireNotStarted("whether L2 sets carry their VLAN");
+  host.settings().ignoreVlanForL2Groups = arguments.on();
+}
+
+void l2IgnorePim(Host & host, Arguments const & arguments) {
+  host.requireNotStarted("whether PIM keeps groups from having L2 routes");
+  host.settings().ignorePimConfigForL2Routes = arguments.on();
+}
+
+template <bool Host::Settings::*setting> void l2Setting(Host & host, Arguments const & arguments) {
+  host.settings().*setting = arguments.on();
+  host.applyL2Settings();
+}
+
+void l2Flooding(Host & host, Arguments const & arguments) {
+  host.settings().disableL2Flooding = !arguments.on();
+  host.applyL2Settings();
+}
+
+void vxlanCoreSide(Host & host, Arguments const & arguments) {
+  host.coreSideFloodsetIs(arguments.on());
+}
+
+void vxlanVtep(Host & host, Arguments const & arguments) {
+  host.vtepIs({arguments.intf(), OutLif(arguments.number("LIF")), 0}, arguments.has("add"));
+}
+
+Evpn::EvpnPeerVlanFloodStatus const * standingPeer(Host & host, Arguments const & arguments) {
+  auto const * set = host.records().vlanFilteredFloodSetDir->vlanFloodSet(arguments.vlan());
+  return set ? set->tepFilter(arguments.address()) : nullptr;
+}
+
+void peerAdd(Host & host, Arguments const & arguments) {
+  auto const peer = host.records()
+                        .vlanFilteredFloodSetDir->vlanFloodSetIs(arguments.vlan())
+                        ->tepFilterIs(arguments.address());
+  for (auto port : arguments.intfs()) peer->floodFilterIs(port, true);
+  if (arguments.has("synced")) peer->initialSyncCompleteIs(true);
+}
+
+void peerDel(Host & host, Arguments const & arguments) {
+  auto const * peer = standingPeer(host, arguments);
+  if (!peer) throw CommandError("expected a peer that stands");
+  auto const set = host.records().vlanFilteredFloodSetDir->vlanFloodSetIs(arguments.vlan());
+  auto const address = arguments.address();
+  if (arguments.given("PORT")) {
+    for (auto port : arguments.intfs()) set->tepFilterIs(address)->floodFilterDel(port);
+    return;
+  }
+  if (!peer->initialSyncComplete()) {
+    throw CommandError(
+        "expected a peer that is synced: the resolver does not survive that one leaves before");
+  }
+  set->tepFilterDel(address);
+}
+
+constexpr Command<Host> rows[] = {
+    {"l2 on|off",
+     "Before the start: compute L2 routes, too: floodsets and Ethernet groups of all VLANs.",
+     l2OnOff},
+    {"l2 vlan VLAN... on|off", "Without l2 on: VLANs whose L2 routes another process computes.",
+     l2Vlan},
+    {"l2 flooding on|off", "Flood at all; Ethernet groups go on.", l2Flooding},
+    {"l2 flood-with-pim on|off",
+     "Unknown multicast of a snooped VLAN with PIM goes to all its ports, or to routers only.",
+     l2Setting<&Host::Settings::floodToVlanWithPim>},
+    {"l2 share-sets on|off",
+     "Chips may share L2 sets; holds for a set from its next computation on.",
+     l2Setting<&Host::Settings::allowL2FloodsetSharing>},
+    {"l2 ignore-pim on|off", "Before the start: snooped groups have L2 routes where PIM runs, too.",
+     l2IgnorePim},
+    {"l2 ignore-vlan on|off", "Before the start: L2 sets do not carry their VLAN.", l2IgnoreVlan},
+    {"vxlan core-side on|off",
+     "The chips have floodsets for the VXLAN core, and floods go to the VTEPs.", vxlanCoreSide},
+    {"vxlan vtep add|del INTF lif LIF", "A VTEP that such floods go to, as an output.", vxlanVtep},
+    {"evpn peer add vid VLAN tep ADDRESS [port PORT...] [synced]",
+     "An EVPN peer, by its tunnel endpoint; its floods may go to the ports, once it is synced.",
+     peerAdd},
+    {"evpn peer del vid VLAN tep ADDRESS [port PORT...]",
+     "It has left, or its floods may no longer go to the ports.", peerDel},
+};
+
+}  // namespace
+
+Subject<Host> const l2Commands = {"L2 routes", rows};
+
+}  // namespace Brindle::Sim
