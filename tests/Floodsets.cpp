@@ -121,14 +121,14 @@ TEST_F(Floodsets, whatStandsAtTheStart) {
   vlan(10, "Ethernet1 Ethernet2");
   join(10, "239.1.1.1", "Ethernet1");
   staticGroup(10, "01:aa:00:00:00:01", "Ethernet2");
-  Made<Routing::Multicast::Vxlan::Status> overVxlan;
   overVxlan->vxlanIntfIs(intf("Vlan10"), true);
-  start();
-  root().pimVxlanStatusIs(overVxlan);
   settle();
   EXPECT_EQ("Ethernet1@10", floodset(group(10, "01:00:5e:01:01:01")));
   EXPECT_EQ("Ethernet2@10", floodset(group(10, "01:aa:00:00:00:01")));
   EXPECT_EQ("Ethernet1@10 Ethernet2@10 |  | Ethernet1@10 Ethernet2@10", floods(10));
+  overVxlan->vxlanIntfDel(intf("Vlan10"));
+  settle();
+  EXPECT_EQ("Ethernet1@10 Ethernet2@10 |  | -", floods(10));
 }
 
 TEST_F(Floodsets, noMachineWithoutL2) {
@@ -293,8 +293,6 @@ TEST_F(Floodsets, coreSideOfTheSimulatedPlatform) {
 }
 
 TEST_F(Floodsets, pimOverVxlanNeedsTheCoreInAllVlans) {
-  Made<Routing::Multicast::Vxlan::Status> overVxlan;
-  root().pimVxlanStatusIs(overVxlan);
   for (U32 vid : {10u, 20u, 30u}) vlan(vid, "Ethernet1");
   root().vxlanVlanIs(VlanId(20), true);
   settle();
@@ -303,11 +301,12 @@ TEST_F(Floodsets, pimOverVxlanNeedsTheCoreInAllVlans) {
   settle();
   for (U32 vid : {10u, 20u, 30u}) EXPECT_NE(floods(vid).back(), '-') << vid;
   vlans->vlanStatusDel(VlanId(30));
+  settle();
+  EXPECT_EQ("- | - | -", floods(30));
   overVxlan->vxlanIntfDel(intf("Vlan10"));
   settle();
   EXPECT_EQ("Ethernet1@10 | Ethernet1@10 | -", floods(10));
   EXPECT_EQ("Ethernet1@20 | Ethernet1@20 | Ethernet1@20", floods(20)) << "it is extended";
-  EXPECT_EQ("- | - | -", floods(30));
 }
 
 // --- Review
@@ -371,6 +370,18 @@ TEST_F(Floodsets, passIsCutAnywhere) {
     settle();
   }
   clock->readCostIs(0);
+}
+
+TEST_F(Floodsets, passComesBackToARoute) {
+  for (U32 vid = 10; vid < 14; ++vid) vlan(vid, "Ethernet1");
+  settle();
+  clock->readCostIs(0.06);
+  machine().doMarkAllVlansDirty();
+  for (int n = 0; n < 3; ++n) clock->nowIs(std::max(clock->earliest(), clock->shown()));
+  machine().markMrouteDirty(l2(machine().startingBookmark()));
+  settle();
+  clock->readCostIs(0);
+  EXPECT_EQ(0u, l2().dirtyMroutes());
 }
 
 TEST_F(Floodsets, delayedSlicesWaitForTheNextChange) {

@@ -82,6 +82,7 @@ void Switch::start() {
                         .mfib = status,
                         .intfVlanIdTable = intfVlans});
   agent->miraIs(inputs());
+  agent->mira()->pimVxlanStatusIs(overVxlan);
   auto entities = Zet::make<Quay::EntityManager>();
   entities->entityIs("interface/config/subintf", Zet::make<Interface::SubIntfConfigDir>());
   agent->mira()->entityManagerIs(entities);
@@ -313,7 +314,7 @@ void Switch::takeDown() {
     bridging->fdbConfigDel(vlan);
     root().vxlanVlanIs(vlan, false);
   }
-  root().handleL2Route();
+  EXPECT_EQ(root().l2Route().size(), 0u) << "L2 routes are wanted still";
 }
 
 void Switch::checkTeardown() {

@@ -92,6 +92,7 @@ class SwitchRecords : public testing::Test {
   Made<Routing::Multicast::Fib::MbrIntf> mbr;
   Made<Routing::Multicast::Fib::SparseModeStatus> sparse;
   Made<Brindle::PimEnabled> pimEnabled;
+  Made<Routing::Multicast::Vxlan::Status> overVxlan;
   Made<Brindle::StaticNatInfo> nat;
   Made<Brindle::ReviewInfo> reviewInfo;
   Made<Zet::Dir> routingInfo;
