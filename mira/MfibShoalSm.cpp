@@ -75,6 +75,19 @@ void MfibShoalSm::handleInitialized() {
 void MfibShoalSm::handleDel() {
   for (auto i = unprogrammedWcRoute_.begin(); i; i.advance()) doStopWaiting(i.key());
   for (auto i = leaning_.begin(); i; i.advance()) doLean(i.key(), {});
+  doDropIdleIntfs();
+}
+
+// The next table that needs one of these interfaces shall find none, and track it.
+void MfibShoalSm::doDropIdleIntfs() {
+  for (auto i = prefixIntfSm_.begin(); i; i.advance()) {
+    IntfStatus const * status = i->intfStatus();
+    bool const idle = status->refCount() == 0 && status->route().empty();
+    if (idle && in_.pimIntfStatus->intfStatus(i.key()) == status) {
+      in_.pimIntfStatus->intfStatusDel(i.key());
+    }
+  }
+  prefixIntfSm_.clear();
 }
 
 // --- Ingest
@@ -267,11 +280,17 @@ bool MfibShoalSm::handleWcRouteAdd(RouteKey const & key, Route const & route) {
     doLean(key, {});
     return true;
   }
-  Nettle::IntfId const notify = route.notify() == route.iif() ? Nettle::IntfId() : route.notify();
-  doLean(key, {leanOn(route.iif()), leanOn(notify)});
   // A route that waits and is published anew is let through; to be told again is no news.
   Route const * waiting = unprogrammedWcRoute_.find(key);
-  if (ready(route) || (waiting && !(*waiting == route))) {
+  bool const anew = waiting && !(*waiting == route);
+  if (anew) doStopWaiting(key);
+  Nettle::IntfId const notify = route.notify() == route.iif() ? Nettle::IntfId() : route.notify();
+  bool const tracksIif = doTrack(route.iif());
+  bool const tracksNotify = doTrack(notify);
+  doLean(key, {in_.pimIntfStatus->intfStatus(route.iif()), in_.pimIntfStatus->intfStatus(notify)});
+  if (tracksIif) prefixIntfSmIs(route.iif());
+  if (tracksNotify) prefixIntfSmIs(notify);
+  if (anew || ready(route)) {
     ZET_TRACE(7, mira_->vrfName() << ", adding to mrouteTable key: " << key);
     doStopWaiting(key);
     return true;
@@ -291,12 +310,21 @@ void MfibShoalSm::handleWcRouteDel(RouteKey const & key) {
   doLean(key, {});
 }
 
-// The record of an interface that a route leans on: made here if the interface runs IP, since only
-// such an interface has connected prefixes.
-Zet::Ptr<MfibShoalSm::IntfStatus> MfibShoalSm::leanOn(Nettle::IntfId intf) {
-  if (Zet::Ptr<IntfStatus> status = in_.pimIntfStatus->intfStatus(intf)) return status;
-  if (!in_.ipStatus->ipIntfStatus(intf)) return nullptr;
-  return in_.pimIntfStatus->intfStatusIs(intf);
+// Makes the record of an interface if there is none, and the interface runs IP: only such an
+// interface has connected prefixes. True if its prefixes are to be tracked from now on, as soon as
+// the route is counted: a machine that finds nobody leaning would count no prefix.
+bool MfibShoalSm::doTrack(Nettle::IntfId intf) {
+  if (in_.pimIntfStatus->intfStatus(intf) || !in_.ipStatus->ipIntfStatus(intf)) return false;
+  in_.pimIntfStatus->intfStatusIs(intf);
+  return true;
+}
+
+void MfibShoalSm::prefixIntfSmIs(Nettle::IntfId intf) {
+  prefixIntfSm_.insert(
+      Zet::make<PrefixIntfSm>(PrefixIntfSmIs{.intf = intf,
+                                             .ipIntfStatus = in_.ipStatus->ipIntfStatus(intf),
+                                             .intfStatus = in_.pimIntfStatus->intfStatus(intf),
+                                             .pimIntfStatus = in_.pimIntfStatus}));
 }
 
 // Each interface counts a route once, however often the route is published, and is rid of the very
@@ -376,7 +404,9 @@ void MfibShoalSm::processWcRoutesForIntf(Nettle::IntfId intf) {
 
 void MfibShoalSm::handleIpIntfStatus(Nettle::IntfId intf) {
   SKEIN("MfibShoalSm::handleIpIntfStatus ", mira_->vrfName(), " ", intf);
-  if (in_.ipStatus->ipIntfStatus(intf)) processWcRoutesForIntf(intf);
+  Ip::IpIntfStatus const * status = in_.ipStatus->ipIntfStatus(intf);
+  if (Zet::Ptr<PrefixIntfSm> const sm = prefixIntfSm(intf)) sm->ipIntfStatusIs(status);
+  if (status) processWcRoutesForIntf(intf);
 }
 
 // --- Connected prefixes
@@ -387,12 +417,19 @@ void MfibShoalSm::handlePimIntfStatus(Nettle::IntfId intf) {
     intfStatus_.attach(intf, status);
   } else {
     intfStatus_.del(intf);
+    prefixIntfSm_.del(intf);
   }
 }
 
 void MfibShoalSm::handlePimIntfStatus() {
   replay(&in_.pimIntfStatus->intfStatus(), intfStatus_,
          [&](Nettle::IntfId const & intf) { handlePimIntfStatus(intf); });
+}
+
+// The prefix may be another VRF's interface's, and the last to go: then the interface's record goes
+// before each table has been told.
+void MfibShoalSm::handleSrcToIntfMap(PrefixKey const & prefix) {
+  if (prefix.vrfName == mira_->vrfName()) handleRoute(RouteKey(prefix.prefix, allGroups()));
 }
 
 void MfibShoalSm::ZetIntfStatus::handleIntfStatusRoute(Nettle::IpGenPrefix const & prefix) {

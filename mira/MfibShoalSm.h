@@ -12,6 +12,7 @@
 #include "model/MrouteTable.h"
 #include "platform/Clock.h"
 #include "platform/Reactor.h"
+#include "prefix/PrefixIntfSm.h"
 #include "state/Ip.h"
 #include "state/PimIntf.h"
 #include "state/RouteKey.h"
@@ -71,6 +72,10 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   // The routes that wait.
   auto const & unprogrammedWcRoute() const { return unprogrammedWcRoute_; }
 
+  // The interfaces whose connected prefixes this machine was the first to need.
+  auto const & prefixIntfSm() const { return prefixIntfSm_; }
+  PrefixIntfSm * prefixIntfSm(Nettle::IntfId intf) const { return prefixIntfSm_.find(intf); }
+
   // The declared routes of connected prefixes.
   auto const & prefixShoalRoute() const { return prefixShoalRoute_; }
   void prefixShoalRouteIs(Route const & v) { prefixShoalRoute_.at(v.key()) = v; }
@@ -89,6 +94,9 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   struct ZetPimIntfStatus : Zet::Reactor<PimIntfStatus, MfibShoalSm> {
     using Reactor::Reactor;
     void onIntfStatus(Nettle::IntfId const & intf) override { sm()->handlePimIntfStatus(intf); }
+    void onSrcToIntfMap(Routing::Multicast::Fib::PimIntf::PrefixKey const & prefix) override {
+      sm()->handleSrcToIntfMap(prefix);
+    }
     void immediatePass() override { sm()->handlePimIntfStatus(); }
   };
   struct ZetIpStatus : Zet::Reactor<Ip::Status const, MfibShoalSm> {
@@ -114,6 +122,7 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
 
   void handlePimIntfStatus(Nettle::IntfId intf);
   void handlePimIntfStatus();
+  void handleSrcToIntfMap(Routing::Multicast::Fib::PimIntf::PrefixKey const & prefix);
   void doAddRoute(RouteKey const & key, Route const & route, Nettle::IntfId iif);
   bool doHandOver(RouteKey const & key);
   void doDeleteRoute(RouteKey const & key);
@@ -123,8 +132,10 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   void handlePrefixes();
   bool usable(Route const & route) const;
   Bridging::VlanIdOrNone vlanOf(Nettle::IntfId intf) const;
-  Zet::Ptr<IntfStatus> leanOn(Nettle::IntfId intf);
+  bool doTrack(Nettle::IntfId intf);
+  void prefixIntfSmIs(Nettle::IntfId intf);
   void doLean(RouteKey const & key, Leaning const & wanted);
+  void doDropIdleIntfs();
   bool ready(Nettle::IntfId intf) const;
   bool ready(Route const & route) const;
   void doShowWaiting(Route const & route);
@@ -141,6 +152,7 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   Zet::HashMap2018<RouteKey, Route> unprogrammedWcRoute_;
   Zet::HashMap2018<RouteKey, Route> prefixShoalRoute_;
   Zet::HashMap2018<RouteKey, Leaning> leaning_;
+  Zet::HashMap<Nettle::IntfId, PrefixIntfSm> prefixIntfSm_;
 
   // Reactors
   Zet::ReactorPtr<ZetMfibShoal> zetMfibShoal_{this};

@@ -57,6 +57,7 @@ TEST_F(Computation, Ipv6IsFloodedWhateverSnoopingSaysAndHasNoConnectedPrefixes) 
   pimIntf->srcToIntfMapIs({Nettle::IpGenPrefix("10.1.0.0/16"), "default"}, intf("Vlan10"));
   pimIntf->intfStatusIs(intf("Vlan10"))->routeIs(Nettle::IpGenPrefix("10.1.0.0/16"));
   EXPECT_EQ(routes().mroute().size(), 1u) << "connected prefixes are of IPv4 alone";
+  pimIntf->intfStatusDel(intf("Vlan10"));
 }
 
 TEST_F(Computation, TheInputVlanIsAnOutputOnlyIfItHasMoreThanOnePort) {

@@ -81,6 +81,14 @@ void Switch::start() {
                         .mrouteTableColl = tables,
                         .mfib = status,
                         .intfVlanIdTable = intfVlans});
+  auto const published =
+      Zet::make<Routing::Multicast::Fib::PimIntf::PrefixMrouteStatus>(Zet::Name("prefixes"));
+  prefixStatus->entityIs(published->name(), published);
+  prefixes = Brindle::prefixMrouteSmFactory({.mfibStatus = pimIntf,
+                                             .fabric = fabric,
+                                             .clock = clock,
+                                             .intfVlanIdTable = intfVlans,
+                                             .prefixMrouteStatus = published});
   agent->miraIs(inputs());
   agent->mira()->pimVxlanStatusIs(overVxlan);
   auto entities = Zet::make<Quay::EntityManager>();
@@ -136,6 +144,17 @@ void Switch::lag(std::string_view name, std::string_view members) {
   for (auto const & m : words(members)) l->memberIs(intf(m), true);
 }
 
+void Switch::address(std::string_view intfName, std::string_view primary) {
+  auto const at = ip->ipIntfStatusIs(intf(intfName));
+  at->activeAddrWithMaskIs(primary.empty() ? Nettle::IpAddrWithMask()
+                                           : Nettle::IpAddrWithMask(primary));
+}
+
+void Switch::secondary(std::string_view intfName, std::string_view address, bool stands) {
+  auto const at = ip->ipIntfStatusIs(intf(intfName));
+  at->activeSecondaryWithMaskIs(Nettle::IpAddrWithMask(address), stands);
+}
+
 // --- Publishing
 
 LocalTable & Switch::table(std::string_view name) {
@@ -176,6 +195,14 @@ void Switch::publish(Route const & route, std::string_view tableName) {
 void Switch::publish(std::string_view source, std::string_view group, std::string_view iif,
                      std::string_view outs) {
   publish(record(source, group, iif, outs));
+}
+
+void Switch::publishStar(std::string_view group, std::string_view iif, std::string_view outs,
+                         std::string_view notify, std::string_view tableName) {
+  Route route = record("*", group, iif, outs, tableName);
+  route.notifyIs(intf(notify));
+  route.flagsIs(Route::installStarG);
+  publish(route, tableName);
 }
 
 void Switch::withdraw(std::string_view source, std::string_view group, std::string_view tableName) {

@@ -16,6 +16,7 @@
 #include "fabric/SimFabric.h"
 #include "mira/Agent.h"
 #include "mira/MiraHelper.h"
+#include "prefix/PrefixMrouteSm.h"
 #include "programmer/MrouteProgrammer.h"
 #include "tests/LocalTable.h"
 #include "tests/SwitchRecords.h"
@@ -42,6 +43,9 @@ class Switch : public SwitchRecords {
   void join(U32 vid, std::string_view group, std::string_view ports);
   void router(U32 vid, std::string_view ports);
   void lag(std::string_view name, std::string_view members);
+  // IP. "10.1.0.1/24"; the empty text takes the primary address away.
+  void address(std::string_view intfName, std::string_view primary);
+  void secondary(std::string_view intfName, std::string_view address, bool stands = true);
 
   // Publishing. `outs` are interfaces, each with properties behind a colon: f forward (default),
   // a accept, n notify, r noRpf, p persistent fastdrop, b fast-reroute; "Vlan20 Vlan30:fn". The iif
@@ -52,6 +56,9 @@ class Switch : public SwitchRecords {
   Route record(std::string_view source, std::string_view group, std::string_view iif,
                std::string_view outs, std::string_view table = "pim.default");
   void publish(Route const & route, std::string_view table = "pim.default");
+  // (*,G), of sparse mode; it waits for the subnets of `iif` and `notify`.
+  void publishStar(std::string_view group, std::string_view iif, std::string_view outs,
+                   std::string_view notify = "", std::string_view table = "pim.default");
   void withdraw(std::string_view source, std::string_view group,
                 std::string_view table = "pim.default");
   // The index that a table gives to an interface with properties.
@@ -87,6 +94,7 @@ class Switch : public SwitchRecords {
 
   Zet::Ptr<Brindle::SimFabric> fabric = Brindle::simFabricFactory("fabric");
   Zet::Ptr<Brindle::MrouteProgrammer> programmer = Brindle::mrouteProgrammerFactory("programmer");
+  Zet::Ptr<Brindle::PrefixMrouteSm> prefixes;
   Zet::Ptr<Brindle::Agent> agent = Zet::make<Brindle::Agent>("agent");
   Nettle::AddressFamily af = Nettle::ipv4();
 

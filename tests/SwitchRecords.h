@@ -52,6 +52,7 @@ class SwitchRecords : public testing::Test {
             .allVrfStatusLocal = vrfs,
             .ipStatus = ip,
             .pimIntfStatus = pimIntf,
+            .prefixMrouteStatusDir = prefixStatus,
             .ignoreVlanForL2Groups = ignoreVlanForL2Groups,
             .portPropertyMask = portPropertyMask,
             .mbrIntf = mbr,
@@ -89,6 +90,7 @@ class SwitchRecords : public testing::Test {
   Made<Routing::Multicast::Fib::VrfConfig> vrfConfig;
   Made<Routing::Multicast::Fib::Hardware::Status> status;
   Made<Routing::Multicast::Fib::PimIntf::Status> pimIntf;
+  Made<Zet::Dir> prefixStatus;
   Made<Routing::Multicast::Fib::MbrIntf> mbr;
   Made<Routing::Multicast::Fib::SparseModeStatus> sparse;
   Made<Brindle::PimEnabled> pimEnabled;

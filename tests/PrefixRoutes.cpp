@@ -1,0 +1,247 @@
+// Connected subnets: put into all chips or none ahead of the (*,G) routes that wait for them, and
+// taken out with the last such route.
+#include <algorithm>
+
+#include "tests/FaultyChip.h"
+#include "tests/LogLines.h"
+#include "tests/Switch.h"
+#include "tests/Thrown.h"
+
+namespace {
+
+using namespace Tests;
+using Brindle::PrefixMrouteSm;
+
+class PrefixRoutes : public Switch {
+ protected:
+  PrefixRoutes() {
+    vlan(10, "Ethernet1");
+    vlan(20, "Ethernet2");
+    vlan(30, "Ethernet3");
+  }
+
+  // The subnets in a chip, "10.1.0.0/24@10 ...".
+  std::string subnets(std::string_view chipName = "chip0") {
+    std::vector<std::string> out;
+    for (auto & entry : chip(chipName).simRoute()) {
+      auto const & k = entry.key();
+      if (k.sg.group() != Nettle::IpGenPrefix("224.0.0.0/4")) continue;
+      EXPECT_TRUE(entry.activated());
+      out.push_back(Zet::textOf(k.sg.source()) + "@" + std::to_string(k.vlanId.value()));
+    }
+    std::sort(out.begin(), out.end());
+    std::string text;
+    for (auto const & one : out) text += (text.empty() ? "" : " ") + one;
+    return text;
+  }
+  auto * tracked(std::string_view name) { return pimIntf->intfStatus(intf(name)); }
+  // Room for so many entries, announced.
+  void room(std::string_view chipName, U32 entries) {
+    chip(chipName).routeTotalIs(entries);
+    chip(chipName).mrouteTcamFreeIs(true);
+    chip(chipName).boundaryTcamFreeIs(true);
+    settle();
+  }
+};
+
+}  // namespace
+
+TEST_F(PrefixRoutes, AStarRouteWaitsUntilItsSubnetsStandInEveryChip) {
+  LogLines log;
+  chips(2);
+  address("Vlan10", "10.1.0.1/24");
+  secondary("Vlan20", "10.2.0.1/24");
+  chip("chip1").routeTotalIs(1);
+  publishStar("239.1.1.1", "Vlan10", "Vlan30", "Vlan20");
+  settle();
+  EXPECT_EQ(outputs("*", "239.1.1.1"), "-");
+  EXPECT_EQ(subnets("chip0"), "10.1.0.0/24@10") << "all chips or none";
+  EXPECT_EQ(subnets("chip1"), "10.1.0.0/24@10");
+  EXPECT_EQ(prefixes->unprogrammedRoute().size(), 1u);
+  EXPECT_TRUE(tracked("Vlan10")->routesProgrammed());
+  EXPECT_FALSE(tracked("Vlan20")->routesProgrammed());
+  EXPECT_EQ(chip("chip1").nextRoute(), 1u) << "without room nothing is tried";
+  room("chip1", 100);
+  EXPECT_EQ(subnets("chip1"), "10.1.0.0/24@10 10.2.0.0/24@20");
+  EXPECT_EQ(outputs("*", "239.1.1.1"), "Ethernet3@30");
+  ASSERT_EQ(log.lines.size(), 2u);
+  EXPECT_EQ(log.lines[0].substr(0, 31), "PREFIX_MROUTE_HW_RESOURCE_FULL:");
+  EXPECT_EQ(log.lines[1].substr(0, 33), "PREFIX_MROUTE_HW_RESOURCE_NORMAL:");
+
+  // The next route finds all ready, and the last one takes the subnets along.
+  publishStar("239.1.1.2", "Vlan10", "Vlan30");
+  EXPECT_TRUE(mroute("*", "239.1.1.2"));
+  withdraw("*", "239.1.1.1");
+  EXPECT_EQ(subnets("chip1"), "10.1.0.0/24@10");
+  EXPECT_FALSE(tracked("Vlan20"));
+  withdraw("*", "239.1.1.2");
+  EXPECT_EQ(subnets(), "");
+  EXPECT_FALSE(tracked("Vlan10"));
+  EXPECT_EQ(pimIntf->srcToIntfMap().size(), 0u);
+}
+
+TEST_F(PrefixRoutes, SubnetsFollowTheAddresses) {
+  publishStar("239.1.1.1", "Vlan10", "Vlan30");
+  settle();
+  EXPECT_EQ(outputs("*", "239.1.1.1"), "-") << "no address yet";
+  struct Step {
+    char const * name;
+    char const * primary;
+    char const * secondary;  // "+" comes, "-" goes
+    char const * subnets;
+  };
+  for (Step const & s : {
+           Step{"first", "10.1.0.1/24", "", "10.1.0.0/24@10"},
+           Step{"same subnet", "10.1.0.2/24", "", "10.1.0.0/24@10"},
+           Step{"other subnet", "10.9.0.1/16", "", "10.9.0.0/16@10"},
+           Step{"secondary", "10.9.0.1/16", "+10.2.0.1/30", "10.2.0.0/30@10 10.9.0.0/16@10"},
+           Step{"no primary", "", "", "10.2.0.0/30@10"},
+           Step{"two in one subnet", "", "+10.2.0.2/30", "10.2.0.0/30@10"},
+           Step{"one of them goes", "", "-10.2.0.1/30", ""},
+           Step{"narrow", "10.1.0.1/31", "", "10.1.0.0/31@10"},
+       }) {
+    SCOPED_TRACE(s.name);
+    address("Vlan10", s.primary);
+    if (*s.secondary) secondary("Vlan10", s.secondary + 1, *s.secondary == '+');
+    settle();
+    std::string mapped;
+    for (auto i = pimIntf->srcToIntfMap().begin(); i; i.advance()) {
+      EXPECT_EQ(i.value(), intf("Vlan10"));
+      EXPECT_TRUE(routes().mroute({i.key().prefix, Nettle::IpGenPrefix("224.0.0.0/4")}));
+    }
+    EXPECT_EQ(pimIntf->srcToIntfMap().size(), prefixes->mrouteInfo().size());
+    EXPECT_EQ(subnets(), s.subnets);
+    EXPECT_TRUE(tracked("Vlan10")->routesProgrammed());
+    EXPECT_TRUE(mroute("*", "239.1.1.1"));
+  }
+}
+
+TEST_F(PrefixRoutes, RetriesAskOnceAndEndAtTheFirstThatFails) {
+  auto const faulty = Zet::make<FaultyChip>("chip9", 9);
+  faulty->routeTotalIs(100);
+  fabric->chipIs(faulty);
+  faulty->refuseRoutes = true;
+  for (U32 n : {1u, 2u, 3u}) {
+    address("Vlan10", "10.1.0.1/24");
+    secondary("Vlan10", "10.1." + std::to_string(n) + ".1/24");
+  }
+  publishStar("239.1.1.1", "Vlan10", "");
+  settle();
+  EXPECT_EQ(prefixes->unprogrammedRoute().size(), 4u);
+  std::vector<std::string> calls;
+  faulty->calls = &calls;
+  for (bool const free : {true, false, true}) faulty->boundaryTcamFreeIs(free);
+  EXPECT_EQ(calls.size(), 0u) << "nothing is tried inside the chip's word";
+  settle();
+  EXPECT_EQ(calls.size(), 2u) << "once for its word, once for taking it back";
+  // What is wanted no more leaves at its turn.
+  secondary("Vlan10", "10.1.2.1/24", false);
+  EXPECT_EQ(prefixes->unprogrammedRoute().size(), 4u);
+  faulty->calls = nullptr;
+  faulty->roomIs();
+  settle();
+  EXPECT_EQ(subnets("chip9"), "10.1.0.0/24@10 10.1.1.0/24@10 10.1.3.0/24@10");
+  EXPECT_EQ(prefixes->unprogrammedRoute().size(), 0u);
+}
+
+TEST_F(PrefixRoutes, AnInternalVlanThatChangesMovesTheEntriesAndLeavesTheInterfaceUnready) {
+  Nettle::IntfId const port = intf("Ethernet7");
+  intfVlans->internalVlanIdIs(port, Bridging::VlanIdOrNone(1006));
+  ip->ipIntfStatusIs(port)->vrfIs("default");
+  address("Ethernet7", "10.7.0.1/24");
+  publishStar("239.1.1.1", "Ethernet7", "Vlan30");
+  settle();
+  EXPECT_EQ(subnets(), "10.7.0.0/24@1006");
+  for (U32 vid : {1007u, 0u, 1008u}) {
+    intfVlans->internalVlanIdIs(port, Bridging::VlanIdOrNone(vid));
+    EXPECT_EQ(subnets(), "10.7.0.0/24@" + std::to_string(vid));
+  }
+  // Each word of a subnet was counted: there are more than subnets until the last route has gone.
+  publishStar("239.1.1.2", "Ethernet7", "Vlan30");
+  settle();
+  EXPECT_FALSE(mroute("*", "239.1.1.2"));
+  withdraw("*", "239.1.1.1");
+  withdraw("*", "239.1.1.2");
+  EXPECT_EQ(subnets(), "");
+  publishStar("239.1.1.2", "Ethernet7", "Vlan30");
+  EXPECT_TRUE(mroute("*", "239.1.1.2"));
+}
+
+TEST_F(PrefixRoutes, AnInterfaceThatLosesIpLosesItsSubnetsAndGetsThoseThatComeBack) {
+  chip().routeTotalIs(0);
+  address("Vlan10", "10.1.0.1/24");
+  secondary("Vlan10", "10.2.0.1/24");
+  publishStar("239.1.1.1", "Vlan10", "Vlan30");
+  settle();
+  EXPECT_FALSE(mroute("*", "239.1.1.1"));
+  ip->ipIntfStatusDel(intf("Vlan10"));
+  EXPECT_TRUE(mroute("*", "239.1.1.1")) << "nothing is left to wait for";
+  EXPECT_TRUE(tracked("Vlan10")->route().empty());
+  room("chip0", 100);
+  EXPECT_EQ(subnets(), "");
+  ip->ipIntfStatusIs(intf("Vlan10"))->vrfIs("default");
+  address("Vlan10", "10.3.0.1/24");
+  settle();
+  EXPECT_EQ(subnets(), "10.3.0.0/24@10");
+}
+
+TEST_F(PrefixRoutes, SubnetsGoWithTheirVrfAndComeBackWithIt) {
+  configure("red");
+  vlan(40, "Ethernet4", "red");
+  vlan(50, "Ethernet5", "red");
+  address("Vlan40", "10.1.0.1/24");
+  for (bool const full : {true, false}) {
+    SCOPED_TRACE(full);
+    chip().routeTotalIs(full ? 0 : 100);
+    publishStar("239.1.1.1", "Vlan40", "Vlan50", "", "pim.red");
+    publishStar("239.1.1.2", "Vlan40", "Vlan50", "", "pim.red");
+    settle();
+    EXPECT_EQ(subnets(), full ? "" : "10.1.0.0/24@40");
+    EXPECT_EQ(static_cast<bool>(mroute("*", "239.1.1.1", "red")), !full);
+    vrfs->vrfDel("red");
+    settle();
+    EXPECT_FALSE(tables->vrfMrouteTable("red"));
+    EXPECT_EQ(subnets(), "");
+    EXPECT_FALSE(tracked("Vlan40"));
+    room("chip0", 100);
+    vrfs->vrfIs("red");
+    settle();
+    EXPECT_EQ(subnets(), "10.1.0.0/24@40");
+    EXPECT_EQ(outputs("*", "239.1.1.2", "red"), "Ethernet5@50");
+    withdraw("*", "239.1.1.1", "pim.red");
+    withdraw("*", "239.1.1.2", "pim.red");
+    settle();
+    EXPECT_EQ(routes("red").mroute().size(), 0u) << "those of the subnets, too";
+  }
+  // An interface that moves takes them along.
+  publishStar("239.1.1.1", "Vlan40", "", "", "pim.red");
+  table("pim.default");
+  settle();
+  ip->ipIntfStatusIs(intf("Vlan40"))->vrfIs("default");
+  settle();
+  EXPECT_FALSE(mroute("10.1.0.0/24", "224.0.0.0/4", "red"));
+  EXPECT_EQ(iifVlan("10.1.0.0/24", "224.0.0.0/4"), 40u);
+}
+
+TEST_F(PrefixRoutes, AProgrammerThatComesLaterFindsWhatStandsAndLosesNothing) {
+  address("Vlan10", "10.1.0.1/24");
+  publishStar("239.1.1.1", "Vlan10", "");
+  auto const second = Brindle::simFabricFactory("second");
+  second->chipIs("late", 0)->routeTotalIs(9);
+  auto const published =
+      Zet::make<Routing::Multicast::Fib::PimIntf::PrefixMrouteStatus>(Zet::Name("late"));
+  auto const late = Brindle::prefixMrouteSmFactory({.mfibStatus = pimIntf,
+                                                    .fabric = second,
+                                                    .clock = clock,
+                                                    .intfVlanIdTable = intfVlans,
+                                                    .prefixMrouteStatus = published});
+  EXPECT_EQ(second->chip("late")->simRoute().size(), 1u);
+  EXPECT_EQ(published->route().size(), 1u);
+  EXPECT_EQ(Zet::valueToStrep(late->mrouteInfo().begin().key()),
+            "Value('Brindle::PrefixMrouteSm::PrefixIntfKey', ** "
+            "{'prefix': '10.1.0.0/24', 'intfId': 'Vlan10'})");
+  EXPECT_THROW(late->chipIs(nullptr), Zet::RangeException);
+  withdraw("*", "239.1.1.1");
+  EXPECT_EQ(second->chip("late")->simRoute().size(), 0u);
+  EXPECT_EQ(published->route().size(), 0u);
+}
