@@ -58,6 +58,7 @@ Host::Host(std::ostream & out)
       log_(out),
       routingInfoDir_(Zet::make<Zet::Dir>()),
       mfibDir_(Zet::make<Zet::Dir>()),
+      prefixMrouteStatusDir_(Zet::make<Zet::Dir>()),
       fabric_(fabricFactory("fabric")),
       programmer_(mrouteProgrammerFactory("programmer")),
       agent_(Zet::make<Agent>("brindle-sim")) {
@@ -70,6 +71,7 @@ Host::~Host() {
   watch_ = nullptr;
   agent_->miraDel();
   programmer_->rootSmDel();
+  prefixProgrammer_ = nullptr;
   fabric_->chipDelAll();  // chips hold sets of the route tables
   publishers_.clear();
   std::error_code error;
@@ -80,6 +82,7 @@ void Host::start() {
   if (started()) return;
   tables_ = Zet::make<MrouteTableColl>(settings_.af);
   startProgrammer();
+  startPrefixProgrammer();
   startResolver();
 }
 
@@ -91,6 +94,16 @@ void Host::startProgrammer() {
   in.mfib = records_.hardware;
   in.intfVlanIdTable = records_.intfVlanIdTable;
   programmer_->rootSmIs(in);
+}
+
+void Host::startPrefixProgrammer() {
+  auto const published = Zet::make<Fib::PimIntf::PrefixMrouteStatus>(Zet::Name("prefixes"));
+  prefixMrouteStatusDir_->entityIs(published->name(), published);
+  prefixProgrammer_ = prefixMrouteSmFactory({.mfibStatus = records_.pimIntfStatus,
+                                             .fabric = fabric_,
+                                             .clock = clock_,
+                                             .intfVlanIdTable = records_.intfVlanIdTable,
+                                             .prefixMrouteStatus = published});
 }
 
 MiraRoot::Inputs Host::inputs() const {
@@ -118,6 +131,7 @@ MiraRoot::Inputs Host::inputs() const {
   in.allVrfStatusLocal = records_.allVrfStatusLocal;
   in.ipStatus = records_.ipStatus;
   in.pimIntfStatus = records_.pimIntfStatus;
+  in.prefixMrouteStatusDir = prefixMrouteStatusDir_;
   in.ignoreVlanForL2Groups = settings_.ignoreVlanForL2Groups;
   in.portPropertyMask = settings_.taggedPorts ? taggedPortProperty : 0;
   in.mbrIntf = records_.mbrIntf;

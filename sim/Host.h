@@ -15,6 +15,7 @@
 #include "platform/ActivityManager.h"
 #include "platform/Dir.h"
 #include "platform/EntityManager.h"
+#include "prefix/PrefixMrouteSm.h"
 #include "programmer/MrouteProgrammer.h"
 #include "sim/Chip.h"
 #include "sim/LogView.h"
@@ -130,12 +131,15 @@ class Host {
   MrouteTableColl const & routeTables() const { return *tables_; }
   MiraRoot const & root() const { return *agent_->mira(); }
   MrouteSm const * programmer(L3::VrfName vrf) const;
+  // Null before the start.
+  PrefixMrouteSm const * prefixProgrammer() const { return prefixProgrammer_.get(); }
   // Marks every route of every VRF for computation.
   void reviewAll();
 
  private:
   MiraRoot::Inputs inputs() const;
   void startProgrammer();
+  void startPrefixProgrammer();
   void startResolver();
   void setGate(MiraRoot & root) const;
   void handleVteps();
@@ -149,9 +153,11 @@ class Host {
   Records records_;
   Zet::Ptr<Zet::Dir> const routingInfoDir_;
   Zet::Ptr<Zet::Dir> const mfibDir_;
+  Zet::Ptr<Zet::Dir> const prefixMrouteStatusDir_;
   Zet::Ptr<Fabric> const fabric_;
   Zet::Ptr<MrouteTableColl> tables_;
   Zet::Ptr<MrouteProgrammer> const programmer_;
+  Zet::Ptr<PrefixMrouteSm> prefixProgrammer_;
   Zet::Ptr<Agent> const agent_;
   Zet::Ptr<Watch> watch_;
   Policy policy_;

@@ -100,8 +100,22 @@ class RouteReader {
     return vlan ? textOf(host_.records().intfVlanIdTable->vlanIdToIntfId(vlan)) : "";
   }
 
+  // The record of the subnet that the route is for; null for all other routes.
+  Fib::PimIntf::PrefixRouteInfo const * connectedSubnet(Mroute const & mroute) const {
+    auto const & pim = *host_.records().pimIntfStatus;
+    if (mroute.key().group() != Nettle::IpGenPrefix("224.0.0.0/4")) return nullptr;
+    auto const * status = pim.intfStatus(pim.srcToIntfMap({mroute.key().source(), vrf_}));
+    return status ? status->route(mroute.key().source()) : nullptr;
+  }
+
   void state(Mroute const & mroute, RouteView & view) const {
     using State = RouteView::State;
+    if (auto const * subnet = connectedSubnet(mroute)) {
+      view.iif = textOf(subnet->intfId());
+      view.state = subnet->programmed() ? State::inHardware : State::noEntry;
+      if (!subnet->programmed()) view.reason = "a chip has no room for the subnet";
+      return;
+    }
     auto const * failed = programmer_ ? programmer_->failedMroute().find(mroute.key()) : nullptr;
     if (mroute.version() == 0) {
       view.state = State::notComputed;

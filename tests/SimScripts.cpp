@@ -30,9 +30,10 @@ TEST_F(SimScripts, Demo) {
   auto const demo = run("cd % && @brindle-sim run sim/demo.sim");
   EXPECT_EQ(demo.exit, 0) << demo.text;
   for (auto const * line :
-       {"7 routes, 4 in hardware, 3 waiting",
-        "waiting for the connected subnets of et2 in hardware",
-        "  default  10.1.0.2  239.1.1.3  et1  1006  100: p1; 200: p5  in hardware",
+       {"8 routes, 8 in hardware",
+        "  kernel.default  *       239.1.1.4  room for 10.13.0.0/24 of et1",
+        "  et1        10.13.0.0/24  in hardware  1        0",
+        "  default  10.1.0.2      239.1.1.3    et1  1006  100: p1; 200: p5  in hardware",
         "~ (10.1.0.2, 239.1.1.1) in 1006: 100: p1 p2 -> 100: p1  <- VLAN 100 group "
         "01:00:5e:01:01:01: bridge mdb del vid 100 port p2 grp 232.1.1.1",
         "~ (10.1.0.2, 239.1.1.3) in 1006: 100: p1 -> -  <- VLAN 100: stp",
