@@ -17,27 +17,23 @@ Zet::TraceHandle traceHandle("FdbReactors", false);
 }  // namespace
 
 void ZetBrFdbConfig::handleBrEthGroup() {
-  if (!zetFdbConfig_.target()) return;
-  auto const & groups = zetFdbConfig_->target()->ethGroup();
+  if (!config()) return;
+  auto const & groups = config()->ethGroup();
   for (auto i = groups.begin(); i; i.advance()) handleBrEthGroup(i.key());
 }
 
 void ZetBrFdbConfig::handleBrEthGroup(Nettle::EthAddr const & group) {
   if (isIgmpSnoopingEthAddr(group)) return;
-  auto const * ethGroup = zetFdbConfig_->target()->ethGroup(group);
-  if (ethGroup) {
-    zetEthGroup_.attach(group, ethGroup);
-  } else {
-    zetEthGroup_.del(group);
-  }
+  auto const * ethGroup = config()->ethGroup(group);
+  zetEthGroup_.follow(group, ethGroup);
   if (!root_->initialized()) return;
   SKEIN("ZetBrFdbConfig::handleBrEthGroup ", vid_, " ", group);
   auto const key = makeRouteKeyEthGroup(vid_, group);
   if (l2Enabled(*root_, vid_) && ethGroup) {
-    ZET_TRACE(5, "creating l2 route for key " << key);
+    ZET_TRACE(5, "creating l2 route for key " << key.pretty());
     root_->doMaybeAddL2Route(vid_, key);
   } else {
-    ZET_TRACE(5, "Deleting l2 route for key " << key);
+    ZET_TRACE(5, "Deleting l2 route for key " << key.pretty());
     root_->l2RouteDel(key);
   }
 }

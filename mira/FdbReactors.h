@@ -18,6 +18,7 @@ class ZetBrFdbConfig : public Zet::Sm, public Zet::HashLink {
     zetFdbConfig_.attach(config);
   }
   Bridging::VlanId const & fwkKey() const { return vid_; }
+  Bridging::FdbConfig const * config() const { return zetFdbConfig_.target(); }
 
   // Whether a group is to have its route; without a group, each of the VLAN's.
   void handleBrEthGroup(Nettle::EthAddr const & group);

@@ -16,15 +16,6 @@ namespace {
 
 Zet::TraceHandle traceHandle("InputReactors", false);
 
-// Watches the member of a collection that an event named, or no longer.
-template <class M, class K, class X> void follow(M & reactors, K const & key, X * member) {
-  if (member) {
-    reactors.attach(key, member);
-  } else {
-    reactors.del(key);
-  }
-}
-
 }  // namespace
 
 InputReactors::InputReactors(MiraRoot * root) : root_(root) {
@@ -36,7 +27,10 @@ InputReactors::InputReactors(MiraRoot * root) : root_(root) {
   zetPimEnabled_.attach(root->pimEnabled());
   zetIpStatus_.attach(root->ipStatus());
   zetSparseModeStatus_.attach(root->sparseModeStatus());
-  zetPrefixMrouteStatusDir_.attach(root->prefixMrouteStatusDir());
+}
+
+void InputReactors::watchSlices() {
+  zetPrefixMrouteStatusDir_.attach(root_->prefixMrouteStatusDir());
 }
 
 // --- Marks
@@ -130,7 +124,7 @@ void InputReactors::handleTopoConfig(Zet::String const & topo) {
 // --- VLANs
 
 void InputReactors::handleVlanStatus(VlanId vid) {
-  follow(zetVlanStatus_, vid, root_->vlanStatusDir()->vlanStatus(vid));
+  zetVlanStatus_.follow(vid, root_->vlanStatusDir()->vlanStatus(vid));
   if (!root_->initialized()) return;
   SKEIN("InputReactors::handleVlanStatus ", vid);
   root_->doUpdateVlanFloodsets(vid);
@@ -144,9 +138,9 @@ void InputReactors::handleVlanStatus() {
 
 void InputReactors::handleSnoopingVlanStatus(VlanId vid) {
   auto const * status = root_->snoopingStatus()->vlanStatus(vid);
-  if (!status) {
-    zetSnoopingVlanStatus_.del(vid);
-  } else if (!zetSnoopingVlanStatus_.find(vid)) {
+  auto const * held = zetSnoopingVlanStatus_.find(vid);
+  if (held && held->status() != status) zetSnoopingVlanStatus_.del(vid);
+  if (status && !zetSnoopingVlanStatus_.contains(vid)) {
     zetSnoopingVlanStatus_.insert(Zet::make<ZetSnoopingVlanStatus>(this, status));
   }
   markVlanDirty(vid);
@@ -168,15 +162,15 @@ void InputReactors::handleBrConfig() {
 }
 
 void InputReactors::handleVlanConfig(VlanId vid) {
-  follow(zetVlanConfig_, vid, root_->brConfig()->vlanConfig(vid));
+  zetVlanConfig_.follow(vid, root_->brConfig()->vlanConfig(vid));
   markVlanDirty(vid);
 }
 
 void InputReactors::handleFdbConfig(VlanId vid) {
   auto const * config = root_->brConfig()->fdbConfig(vid);
-  if (!config) {
-    zetBrFdbConfig_.del(vid);
-  } else if (!zetBrFdbConfig_.find(vid)) {
+  auto const * held = zetBrFdbConfig_.find(vid);
+  if (held && held->config() != config) zetBrFdbConfig_.del(vid);
+  if (config && !zetBrFdbConfig_.contains(vid)) {
     zetBrFdbConfig_.insert(Zet::make<ZetBrFdbConfig>(root_, config));
   }
 }
@@ -194,7 +188,7 @@ void InputReactors::handleSwitchIntfConfig(IntfId intf) {
   ZetBrSwitchIntfConfig * const held = zetBrSwitchIntfConfig_.find(intf);
   auto const * config = root_->brConfig()->switchIntfConfig(intf);
   bool const changed = floods(config) != floods(held ? held->target() : nullptr);
-  follow(zetBrSwitchIntfConfig_, intf, config);
+  zetBrSwitchIntfConfig_.follow(intf, config);
   if (changed) handleFloodingEnabled(intf);
 }
 
@@ -208,7 +202,7 @@ void InputReactors::handleFloodingEnabled(IntfId intf) {
 // --- IP and multicast routing
 
 void InputReactors::handleIpIntfStatus(IntfId intf) {
-  follow(zetIpIntfStatus_, intf, root_->ipStatus()->ipIntfStatus(intf));
+  zetIpIntfStatus_.follow(intf, root_->ipStatus()->ipIntfStatus(intf));
   handleVrfChange(intf);
 }
 
@@ -268,7 +262,7 @@ void InputReactors::handleSlice(Zet::Name const & name) {
     before = held->target();
   }
   if (before == now) return;
-  follow(zetPrefixMrouteStatus_, name, now.get());
+  zetPrefixMrouteStatus_.follow(name, now.get());
   for (auto const & status : {before, now}) {
     if (!status) continue;
     for (auto i = status->route().begin(); i; i.advance()) handlePrefixMroute(i.key());

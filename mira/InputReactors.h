@@ -4,24 +4,30 @@
 // what changed, and of the L2 routes, and asks for a review; or it says which L2 routes are to
 // stand. It computes nothing, and costs the same whether ten routes or a million exist.
 //
-//   input                                   marks                                   and besides
-//   -------------------------------------   -------------------------------------   ---------------
-//   topology of a VLAN                      VLAN
-//   state of a port in a topology           each VLAN of the topology
-//   a topology goes                         each VLAN of the topology
-//   VLAN up or down                         VLAN                                    its floodsets
-//   port of a VLAN                          VLAN
-//   snooping of a VLAN on or off            VLAN
-//   snooped group, its ports                VLAN and group                          the group's
-//   route router port, flooding of snooped VLAN   VLAN                                    groups'
-//   routes LAG, its members                        LAG configured LAG of a port                old
-//   and new LAG MLAG state of an interface              LAG, or VLAN and port MLAG peer link, MLAG
-//   active             all VLANs PIM on a VLAN its L2 routes IP on an interface, its VRF VLAN of
-//   the interface                   its configuration fast failover of an interface           VLAN
-//   of the interface learning in a VLAN, its configuration   VLAN static MAC group its route
-//   flooding to a port                      all VLANs
-//   PIM over VXLAN on an interface          VLAN                                    core-side
-//   floodsets prefixes in hardware waiting routes
+// clang-format off
+//   input                                     marks                               and besides
+//   ---------------------------------------   ---------------------------------   --------------------
+//   topology of a VLAN                        VLAN
+//   state of a port in a topology             each VLAN of the topology           count of ports
+//   a topology goes                           each VLAN of the topology           count of ports
+//   VLAN up or down                           VLAN                                its floodsets
+//   port of a VLAN                            VLAN
+//   snooping of a VLAN on or off              VLAN                                its groups' routes
+//   snooped group, its ports                  VLAN and group                      the group's route
+//   router port, flooding of a snooped VLAN   VLAN                                its groups' routes
+//   LAG, its members                          LAG
+//   configured LAG of a port                  old and new LAG
+//   MLAG state of an interface                LAG, or VLAN and port
+//   MLAG peer link, MLAG active               all VLANs
+//   learning in a VLAN, configured ports      VLAN
+//   static MAC group                                                              its route
+//   flooding to a port                        all VLANs of its VRF and of L2
+//   PIM on a VLAN                             its multicast floodset              its groups' routes
+//   PIM over VXLAN on an interface            VLAN                                core-side floodsets
+//   IP on an interface, its VRF               VLAN of the interface               its configuration
+//   fast failover of an interface             VLAN of the interface
+//   connected prefixes in hardware                                                routes that wait
+// clang-format on
 //
 // A VLAN is marked in the VRF of its routed interface, for what comes in there, and in each VRF
 // whose routes go out there. What else concerns one VRF alone (internal VLANs, address
@@ -74,12 +80,12 @@ class InputReactors : public Zet::Sm {
   void handleBrConfig();
 
   // LAGs: their members as they are, or as they are configured
-  void lagReactorsAre(bool status, bool config);
+  void watchLags();
+  void lagConfigReactorIs(bool v);
   void handleLagStatus(Nettle::IntfId lag);
   void handleLagStatus();
   void handleLagConfig(Nettle::IntfId intf);
   void handleLagConfig();
-  void handleLagChange(Nettle::IntfId intf);
   void handleMlagIntfStatus(Nettle::IntfId intf);
   void handleMlagIntfStatus();
 
@@ -88,6 +94,8 @@ class InputReactors : public Zet::Sm {
   void handleIpIntfStatus();
   void handleVrfChange(Nettle::IntfId intf);
   void handleFastFailover(Nettle::IntfId intf);
+  // To be called once all that the prefixes concern stands.
+  void watchSlices();
   void handleSlice(Zet::Name const & name);
   void handleSlice();
   void handlePrefixMroute(Routing::Multicast::Fib::PimIntf::PrefixMroute const & prefix);
@@ -159,7 +167,10 @@ class InputReactors : public Zet::Sm {
   };
   struct ZetPhyIntfLagConfig : Zet::KeyedReactor<IntfId, Lag::PhyIntfConfig const, InputReactors> {
     using KeyedReactor::KeyedReactor;
-    void onLag() override { sm()->handleLagChange(key()); }
+    void onLag() override { handleLagChange(); }
+    void immediatePass() override { handleLagChange(); }
+    void handleLagChange();
+    IntfId lag_;  // as last seen
   };
   struct ZetMlagStatus : Zet::Reactor<Mlag::Status const, InputReactors> {
     using Reactor::Reactor;
@@ -212,7 +223,7 @@ class InputReactors : public Zet::Sm {
     void onRoute(Prefix const & prefix) override { sm()->handlePrefixMroute(prefix); }
   };
 
-  void markLagOrPortDirty(IntfId intf);
+  void markPortDirty(IntfId intf);
 
   // Fixed at construction
   MiraRoot * const root_;

@@ -160,7 +160,6 @@ void MiraRoot::handleL2EnabledOnVlan(VlanId vid) {
 
 // --- Ethernet groups
 
-// Where PIM runs, groups are routed rather than bridged.
 bool MiraRoot::mayHaveEthGroupRoutes(VlanId vlan) const {
   return Brindle::l2Enabled(*this, vlan) &&
          (ignorePimConfigForL2Routes_ || !in_.pimEnabled->pimVlanEnabled(vlan));
@@ -214,9 +213,17 @@ void MiraRoot::disableL2FloodingIs(bool v) {
 }
 
 void MiraRoot::handleDisableL2Flooding() {
-  if (!initialized_) return;
-  for (auto i = mira_.begin(); i; i.advance()) i->doMarkAllVlansDirty();
-  if (miraL2_) miraL2_->doMarkAllVlansDirty();
+  if (initialized_) inputReactors_->markAllVlansDirty();
+}
+
+void MiraRoot::allowL2FloodsetSharingIs(bool v) {
+  if (assign(allowL2FloodsetSharing_, v) && miraL2_) miraL2_->doMarkAllVlansDirty();
+}
+
+void MiraRoot::ignorePimConfigForL2RoutesIs(bool v) {
+  if (!assign(ignorePimConfigForL2Routes_, v) || !initialized_) return;
+  auto const & snooped = in_.snoopingStatus->vlanStatus();
+  for (auto i = snooped.begin(); i; i.advance()) doEnableDisableVlanEthGroup(i.key());
 }
 
 // --- VXLAN
@@ -260,6 +267,8 @@ void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
     mira->doMarkVlanDirty(vid);
   }
   if (miraL2_) miraL2_->doMarkVlanDirty(vid);
+  // The floodset of a VLAN asks by the name of its routed interface.
+  if (miraL2_ && intf.routedVlan()) miraL2_->doMarkVlanDirty(intf.routedVlan());
   doUpdateCoreSideInAllVlans(*this);
 }
 

@@ -1,4 +1,6 @@
-// Reactions to LAGs: their members as they are or as they are configured, and MLAG.
+// Reactions to LAGs: their members as they are and as they are configured, and MLAG.
+#include <utility>
+
 #include "mira/InputReactors.h"
 #include "mira/MiraL2.h"
 #include "mira/MiraRoot.h"
@@ -14,11 +16,13 @@ namespace {
 
 Zet::TraceHandle traceHandle("LagReactors", false);
 
-// The VLAN has the port or, if it is a LAG, a sub-interface of it; that one, or none.
-IntfId portInVlan(MiraRoot const & root, Bridging::VlanStatus const & vlan, IntfId port) {
-  if (vlan.vlanPortStatus().contains(port)) return port;
+// The LAG if the VLAN has it, or else a sub-interface of it that the VLAN has, or none.
+IntfId lagInVlan(MiraRoot const & root, Bridging::VlanStatus const & vlan, IntfId lag) {
+  if (vlan.vlanPortStatus().contains(lag)) return lag;
+  auto const * config = root.brConfig()->vlanConfig(vlan.vlanId());
+  if (root.configuredLagMembersInOifSet() && config && config->intf(lag)) return lag;
   auto const & dir = root.parentIntfToSubIntfDir();
-  auto const * subIntfs = dir ? dir->subIntf(port) : nullptr;
+  auto const * subIntfs = dir ? dir->subIntf(lag) : nullptr;
   if (!subIntfs) return {};
   for (IntfId subIntf : subIntfs->items()) {
     if (vlan.vlanPortStatus().contains(subIntf)) return subIntf;
@@ -36,24 +40,25 @@ void markLagDirty(MiraRoot & root, IntfId lag) {
   U32 vlans = 0;
   auto const & all = root.vlanStatusDir()->vlanStatus();
   for (auto i = all.begin(); i; i.advance()) {
-    IntfId const found = portInVlan(root, *i, lag);
+    IntfId const found = lagInVlan(root, *i, lag);
     if (!found) continue;
     VlanId const vid = i.key();
     vlans |= vlanBit(vid);
-    if (Mira * const mira = root.miraOfVlan(vid)) {
-      ZET_TRACE(7, "Found mira" << mira->vrfName());
-      if (found != lag) {
-        ZET_TRACE(7, " Marking parent interface " << lag << " dirty in vrf " << mira->vrfName()
-                                                  << " for sub interface " << found);
-      }
-      mira->doMarkLagDirty(lag);
+    L3::VrfName const vrf = root.doGetVrfNameFromVid(vid);
+    if (found != lag) {
+      ZET_TRACE(7, " Marking parent interface " << lag << " dirty in vrf " << vrf
+                                                << " for sub interface " << found);
     }
-    if (root.miraL2() && l2Enabled(root, vid)) root.miraL2()->doMarkLagDirty(lag);
+    if (Zet::Ptr<Mira> const mira = root.mira(vrf)) mira->doMarkLagDirty(lag);
+    if (!root.miraL2() || !l2Enabled(root, vid)) continue;
+    ZET_TRACE(7, "Found mira");
+    root.miraL2()->doMarkLagDirty(lag);
   }
-  // Routes of other VRFs may go out there.
+  // Routes of other VRFs may go out there, and a tunnel may run over a LAG that is in no VLAN.
   for (auto i = root.mira().begin(); i; i.advance()) {
-    if (i->mrouteTable()->vlanFilter() & vlans) i->doMarkLagDirty(lag);
+    if (vlans == 0 || (i->mrouteTable()->vlanFilter() & vlans)) i->doMarkLagDirty(lag);
   }
+  if (vlans == 0 && root.miraL2()) root.miraL2()->doMarkLagDirty(lag);
 }
 
 // --- The caches of configured LAGs
@@ -81,13 +86,13 @@ void deleteFromLagIntfCache(MiraRoot & root, IntfId lag, IntfId intf) {
 
 // --- Members as they are
 
+void InputReactors::watchLags() {
+  lagStatusReactor_.attach(root_->lagStatusDir());
+  lagConfigReactorIs(root_->configuredLagMembersInOifSet());
+}
+
 void InputReactors::handleLagStatus(IntfId lag) {
-  auto const * status = root_->lagStatusDir()->intfStatus(lag);
-  if (status && lagStatusReactor_) {
-    zetLagIntfStatus_.attach(lag, status);
-  } else {
-    zetLagIntfStatus_.del(lag);
-  }
+  zetLagIntfStatus_.follow(lag, root_->lagStatusDir()->intfStatus(lag));
   markLagDirty(*root_, lag);
 }
 
@@ -102,12 +107,10 @@ void InputReactors::ZetLagIntfStatus::handleMember() { markLagDirty(sm()->root()
 
 void InputReactors::handleLagConfig(IntfId intf) {
   auto const * dir = lagConfigReactor_.target();
-  if (auto const * config = dir ? dir->phyIntf(intf) : nullptr) {
-    zetPhyIntfLagConfig_.attach(intf, config);
-  } else {
-    zetPhyIntfLagConfig_.del(intf);
-  }
-  handleLagChange(intf);
+  auto const * config = dir ? dir->phyIntf(intf) : nullptr;
+  Zet::Ptr<ZetPhyIntfLagConfig> const gone = config ? nullptr : zetPhyIntfLagConfig_.find(intf);
+  zetPhyIntfLagConfig_.follow(intf, config);
+  if (gone) gone->handleLagChange();
 }
 
 void InputReactors::handleLagConfig() {
@@ -116,62 +119,60 @@ void InputReactors::handleLagConfig() {
               [this](IntfId intf) { handleLagConfig(intf); });
 }
 
-void InputReactors::handleLagChange(IntfId configured) {
-  auto const * dir = lagConfigReactor_.target();
-  auto const * config = dir ? dir->phyIntf(configured) : nullptr;
-  bool const isPeer = Nettle::PeerEthIntfId::isPeerEthIntfId(configured);
-  IntfId const intf = isPeer ? Nettle::PeerEthIntfId::peer(configured) : configured;
-  IntfId const old = root_->intfToLag(intf);
-  IntfId const now = config ? config->lag() : IntfId();
+// A port of the MLAG peer goes by the name that it has there.
+void InputReactors::ZetPhyIntfLagConfig::handleLagChange() {
+  MiraRoot & root = sm()->root();
+  bool const isPeer = Nettle::PeerEthIntfId::isPeerEthIntfId(key());
+  IntfId const intf = isPeer ? Nettle::PeerEthIntfId::peer(key()) : key();
+  IntfId const now = target() && !zombie() ? target()->lag() : IntfId();
+  IntfId const old = std::exchange(lag_, now);
   if (old == now) return;
   if (old) {
-    deleteFromLagIntfCache(*root_, old, intf);
-    markLagDirty(*root_, old);
+    deleteFromLagIntfCache(root, old, intf);
+    markLagDirty(root, old);
   }
   if (now) {
-    addToLagIntfCache(*root_, now, intf);
-    markLagDirty(*root_, now);
+    addToLagIntfCache(root, now, intf);
+    markLagDirty(root, now);
   }
 }
 
-// --- Which of both
+// --- Whether those count that are configured
 
-void InputReactors::lagReactorsAre(bool status, bool config) {
-  lagStatusReactor_.del();
-  zetLagIntfStatus_.delAll();
-  lagConfigReactor_.attach(config ? root_->lagConfigDir() : nullptr);
-  if (status) lagStatusReactor_.attach(root_->lagStatusDir());
+void InputReactors::lagConfigReactorIs(bool v) {
+  lagConfigReactor_.attach(v ? root_->lagConfigDir() : nullptr);
 }
 
 void MiraRoot::configuredLagMembersInOifSetIs(bool v) {
-  if (configuredLagMembersInOifSet_ == v) return;
-  configuredLagMembersInOifSet_ = v;
-  handleConfiguredLagMembersInOifSet();
+  if (assign(configuredLagMembersInOifSet_, v)) handleConfiguredLagMembersInOifSet();
 }
 
 void MiraRoot::lagConfigDirIs(Zet::Ptr<Lag::ConfigDir const> const & v) {
-  if (lagConfigDir_ == v) return;
-  lagConfigDir_ = v;
-  if (inputReactors_) handleConfiguredLagMembersInOifSet();
+  if (assign(lagConfigDir_, v) && inputReactors_) {
+    inputReactors_->lagConfigReactorIs(configuredLagMembersInOifSet_);
+  }
 }
 
 void MiraRoot::handleConfiguredLagMembersInOifSet() {
   if (!initialized_) return;
   SKEIN("MiraRoot::handleConfiguredLagMembersInOifSet ", configuredLagMembersInOifSet_);
-  inputReactors_->lagReactorsAre(!configuredLagMembersInOifSet_, configuredLagMembersInOifSet_);
+  inputReactors_->lagConfigReactorIs(configuredLagMembersInOifSet_);
+  inputReactors_->handleLagStatus();
   inputReactors_->markAllVlansDirty();
 }
 
 // --- MLAG
 
 void InputReactors::handleMlagIntfStatus(IntfId intf) {
-  auto const * status = root_->mlagStatus()->intfStatus(intf);
-  if (status) {
-    zetMlagIntfStatus_.attach(intf, status);
-  } else {
-    zetMlagIntfStatus_.del(intf);
+  zetMlagIntfStatus_.follow(intf, root_->mlagStatus()->intfStatus(intf));
+  if (!root_->initialized()) return;
+  SKEIN("InputReactors::handleMlagIntfStatus ", intf);
+  if (root_->miraL2()) root_->miraL2()->doMarkLagDirty(intf);
+  for (auto i = root_->mira().begin(); i; i.advance()) {
+    ZET_TRACE(7, " Marking lag " << intf << " dirty for VRF " << i->vrfName());
+    i->doMarkLagDirty(intf);
   }
-  markLagOrPortDirty(intf);
+  if (!Nettle::PortChannelIntfId::isPortChannelIntfId(intf)) markPortDirty(intf);
 }
 
 void InputReactors::handleMlagIntfStatus() {
@@ -180,15 +181,7 @@ void InputReactors::handleMlagIntfStatus() {
 }
 
 // Routes know a LAG by its bit, any other port by its VLAN's.
-void InputReactors::markLagOrPortDirty(IntfId intf) {
-  if (!root_->initialized()) return;
-  SKEIN("InputReactors::handleMlagIntfStatus ", intf);
-  if (root_->miraL2()) root_->miraL2()->doMarkLagDirty(intf);
-  for (auto i = root_->mira().begin(); i; i.advance()) {
-    ZET_TRACE(7, " Marking lag " << intf << " dirty for VRF " << i->vrfName());
-    i->doMarkLagDirty(intf);
-  }
-  if (Nettle::PortChannelIntfId::isPortChannelIntfId(intf)) return;
+void InputReactors::markPortDirty(IntfId intf) {
   auto const & vlans = root_->vlanStatusDir()->vlanStatus();
   for (auto vlan = vlans.begin(); vlan; vlan.advance()) {
     if (!vlan->vlanPortStatus().contains(intf)) continue;

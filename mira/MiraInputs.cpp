@@ -33,10 +33,13 @@ void Mira::handleInternalVlanId(IntfId intf) {
   }
   handleIntfVlanId(intf, old);
   if (old) handleIntfVlanId(routedIntf(old), {});
+  // Without an entry it had the VLAN of its name.
+  if (!old && intf.routedVlan()) doMarkVlanDirty(intf.routedVlan());
 }
 
 void Mira::handleIntfVlanId(IntfId intf, VlanIdOrNone vlan) {
   miraRoot_->handleIntfConfig(intf);
+  if (mbrIntf() && mbrIntf()->intf(intf)) handleMbr();
   doMarkVlanDirty(vlan);
   if (vrf_ != L3::VrfName::defaultVrf() || !miraRoot_->miraL2()) return;
   if (l2Enabled(*miraRoot_, vlan)) miraRoot_->miraL2()->doMarkVlanDirty(vlan);

@@ -118,8 +118,7 @@ void MiraRoot::handleInitialized() {
       entityManager_->getEntity("interface/config/subintf").get());
   subIntfMappingSm_ =
       Zet::make<Fjord::SubIntfMappingSm>(subIntfConfigDir_, parentIntfToSubIntfDir_);
-  bool const byConfig = configuredLagMembersInOifSet_;
-  inputReactors_->lagReactorsAre(!byConfig, byConfig);
+  inputReactors_->watchLags();
   inputReactors_->pimVxlanStatusIs(pimVxlanStatus_);
   initialized_ = true;
   doNsfInit();
@@ -130,6 +129,7 @@ void MiraRoot::handleInitialized() {
   handleRoutingInfo();
   handleIntfConfig();
   if (!noFastdrops()) doOpenSocket();
+  inputReactors_->watchSlices();
 }
 
 void MiraRoot::handleDel() {
@@ -140,7 +140,12 @@ void MiraRoot::handleDel() {
   doCloseSocket();
 }
 
-void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) { miraHelper_ = v; }
+void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) {
+  if (assign(miraHelper_, v) && initialized_) inputReactors_->markAllVlansDirty();
+}
+void MiraRoot::lagOperationIs(LagOperation v) {
+  if (assign(in_.lagOperation, v) && initialized_) inputReactors_->markAllVlansDirty();
+}
 void MiraRoot::pimVxlanStatusIs(Zet::Ptr<Routing::Multicast::Vxlan::Status const> const & v) {
   pimVxlanStatus_ = v;
   for (auto i = mira_.begin(); i; i.advance()) i->pimVxlanStatusIs(v);

@@ -33,7 +33,6 @@ class InputReactors;
 class MfibDirSm;
 class MiraHelper;
 class MiraL2;
-class MrouteTableColl;
 
 class BRINDLE_API MiraRoot : public Zet::Sm {
  public:
@@ -130,15 +129,9 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   Mira * miraOfVlan(Bridging::VlanIdOrNone vid) const;
   Mira * miraOfIntf(Nettle::IntfId intf) const;
 
-  // Changes of inputs that concern more than marks (InputReactors.h has them all)
+  // Changes of settings, and of inputs that more than one reactor of InputReactors.h hears of
   void doInitializeVidToTopoMap();
   void handleConfiguredLagMembersInOifSet();
-  void handleLagConfig(Nettle::IntfId intf);
-  void handleMlagIntfStatus(Nettle::IntfId intf);
-  void handleMlagIntfStatus();
-  void handleFastFailover(Nettle::IntfId intf);
-  // A programmer of connected prefixes came or went.
-  void handleSlice(Zet::Name const & name);
   void handleDisableL2Flooding();
   void handlePimEnabled(Bridging::VlanId vid);
   void handlePimVxlanIntf(Nettle::IntfId intf);
@@ -173,6 +166,8 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   // Whether a snooped group of a VLAN is to have a route of its own, by snooping and PIM.
   void doEnableDisableEthGroup(Nettle::EthAddr const & eth, Bridging::VlanId vlan);
   void doEnableDisableVlanEthGroup(Bridging::VlanId vlan);
+  // Where PIM runs, groups are routed rather than bridged.
+  bool mayHaveEthGroupRoutes(Bridging::VlanId vlan) const;
   void doMarkMulticastFloodsetDirty(Bridging::VlanId vlan);
   void handleVlanFilteredFloodset();
 
@@ -211,7 +206,7 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   Zet::Ptr<Zet::Clock const> const & fastdropLogClock() const { return in_.fastdropLogClock; }
   Zet::Ptr<IntfVlanId::Table const> const & intfVlanIdTable() const { return in_.intfVlanIdTable; }
   LagOperation lagOperation() const { return in_.lagOperation; }
-  void lagOperationIs(LagOperation v) { in_.lagOperation = v; }
+  void lagOperationIs(LagOperation v);
   bool l2Enabled() const { return in_.l2Enabled; }
   Zet::Ptr<PimEnabled const> const & pimEnabled() const { return in_.pimEnabled; }
   Zet::Ptr<Zet::Dir const> const & routingInfoDir() const { return in_.routingInfoDir; }
@@ -247,9 +242,9 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   bool disableL2Flooding() const { return disableL2Flooding_; }
   void disableL2FloodingIs(bool v);
   bool allowL2FloodsetSharing() const { return allowL2FloodsetSharing_; }
-  void allowL2FloodsetSharingIs(bool v) { allowL2FloodsetSharing_ = v; }
+  void allowL2FloodsetSharingIs(bool v);
   bool ignorePimConfigForL2Routes() const { return ignorePimConfigForL2Routes_; }
-  void ignorePimConfigForL2RoutesIs(bool v) { ignorePimConfigForL2Routes_ = v; }
+  void ignorePimConfigForL2RoutesIs(bool v);
   // PIM over VXLAN has put a core-side floodset into all VLANs; the root's own memory.
   bool coreSideFloodsetInAllVlans() const { return coreSideFloodsetInAllVlans_; }
   void coreSideFloodsetInAllVlansIs(bool v) { coreSideFloodsetInAllVlans_ = v; }
@@ -305,7 +300,6 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   IntfList const * lagToIntf(Nettle::IntfId lag) const { return lagToIntf_.find(lag); }
   void lagToIntfIs(Nettle::IntfId lag, IntfList const & v) { lagToIntf_.at(lag) = v; }
   void lagToIntfDel(Nettle::IntfId lag) { lagToIntf_.del(lag); }
-  void lagIntfCacheDelAll();
 
   // The L2 routes that are to stand.
   auto const & l2Route() const { return l2Route_; }
@@ -415,7 +409,6 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   void doCountReadable(U64 messages);
   bool handleMessage(char const * message, U32 length);
   L3::VrfName vrfOfVlan(Bridging::VlanId vlan) const;
-  bool mayHaveEthGroupRoutes(Bridging::VlanId vlan) const;
 
   // Fixed at construction
   Inputs in_;
@@ -498,8 +491,8 @@ inline bool l2Enabled(MiraRoot const & root, Bridging::VlanIdOrNone vid) {
   return root.l2Enabled() || (vid && root.l2EnabledOnVlan(Bridging::VlanId(vid)));
 }
 
-// The members of a LAG, or its members' parents, have changed: marks it in the VRF of each VLAN
-// that it, or a sub-interface of it, is in.
+// The members of a LAG have changed: marks it wherever it, or a sub-interface of it, may be an
+// output.
 BRINDLE_API void markLagDirty(MiraRoot & root, Nettle::IntfId lag);
 
 // The caches of configured LAGs: intfToLag and lagToIntf.

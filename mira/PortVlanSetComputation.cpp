@@ -63,6 +63,7 @@ void Mira::doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute) {
     L3::VrfName vrf = status ? status->vrf() : L3::VrfName();
     if (vrf != vrfName()) {
       ZET_TRACE(5, "iif=" << iif << ", Mroute vrf=" << vrfName() << ", vrf=" << vrf);
+      mroute->dirtyIs(true);  // also if a mark has brought it here, which will be gone
       return;
     }
   }
@@ -101,7 +102,10 @@ inline Status const * PortVlanSetComputation::readTable() {
 }
 
 bool PortVlanSetComputation::compute(bool allowOptimize) {
-  if (!isUsable()) return false;
+  if (!isUsable()) {
+    mroute_.dirtyIs(true);
+    return false;
+  }
   changed_ = mroute_.fastdropDirty();
   choosePath(allowOptimize);
   if (optimize_) patchSet();
@@ -147,8 +151,11 @@ inline void PortVlanSetComputation::choosePath(bool allowOptimize) {
     mroute_.optimizeStatusIs(false);
   }
   Route const & lastSeen = mroute_.lastSeenShoalRoute();
-  if (lastSeen.isDefault() || lastSeen == srt_ || mira_.dirtyInfo()->mrouteL2Dirty(mroute_) ||
-      mroute_.lagFilter() != 0 || mira_.vxlanIntfDirty()) {
+  // Outside a review, marks lie in the table still.
+  bool const l2Dirty = mira_.dirtyInfo()->mrouteL2Dirty(mroute_) ||
+                       mira_.mrouteTable()->dirtyInfo()->mrouteL2Dirty(mroute_);
+  if (lastSeen.isDefault() || lastSeen == srt_ || l2Dirty || mroute_.lagFilter() != 0 ||
+      mira_.vxlanIntfDirty()) {
     ZET_TRACE(9, "(): Layer 2 likely dirty");
     mroute_.optimizeStatusIs(false);
   }
@@ -275,7 +282,8 @@ void PortVlanSetComputation::keepVlanPorts(PortVlanSet const & set, Filters & go
   }
 }
 
-// The same for the VLANs of the outputs that stay.
+// The same for the VLANs of the outputs that stay, and of the special entries, whose sets are not
+// built anew.
 void PortVlanSetComputation::keepVlans(Filters & gone) const {
   U32 rest = 8 * sizeof gone.vlanGroup;
   for (auto const & output : mroute_.oifIndexIntfIdCache().items()) {
@@ -283,6 +291,12 @@ void PortVlanSetComputation::keepVlans(Filters & gone) const {
     VlanIdOrNone vid = vlanOf(output.value);
     gone.vlan &= rest ? ~vlanBit(vid) : 0;
     gone.vlanGroup &= rest-- ? ~vlanGroupBit(vid, groupHash_) : 0;
+  }
+  for (VlanIdOrNone vid :
+       {mroute_.notifyingVlanId(), mroute_.staticFastdropVlanId(), mroute_.frrVlanId()}) {
+    if (!vid) continue;
+    gone.vlan &= ~vlanBit(vid);
+    gone.vlanGroup &= ~vlanGroupBit(vid, groupHash_);
   }
 }
 
@@ -299,12 +313,14 @@ bool PortVlanSetComputation::addOutputs(Route const & outputs) {
   if (!i.error()) return true;
   ZET_TRACE(5, "Iterator error inside add loop");
   mroute_.lastSeenShoalRouteIs(Route(key_));
+  mroute_.dirtyIs(true);
   failed_ = true;
   return false;
 }
 
 inline void PortVlanSetComputation::addOutput(Output const & output) {
   bool noRpf = output.has(oifNoRpf);
+  filters_.vlan |= vlanBit(output.vid);
   if (!output.vid || !output.intf) {
     SKEIN(" (): Unexpected ", key_, output.intf, " mapped to vid ", output.vid);
   }
@@ -321,7 +337,6 @@ inline void PortVlanSetComputation::addOutput(Output const & output) {
 inline bool PortVlanSetComputation::addMember(Output const & output) {
   bool accept = output.has(oifAccept);
   bool noRpf = output.has(oifNoRpf);
-  filters_.vlan |= vlanBit(output.vid);
   if (!output.vid && !noRpf) return false;
   if (accept && acceptSeen_ && !output.has(oifForward)) {
     ZET_TRACE(5, "Ignoring accepting-only interface " << output.intf);
@@ -601,6 +616,8 @@ PortVlanSet PortVlanSetComputation::specialSet(Special const & what) {
     expansion.addVlanToPortVlanSet(VlanId(what.members));
     expansion.doResolveAndAddLagsToPvSet(what.chooser, mira_.vrfName(), key_);
     set.settle();
+    filters_.vlan |= vlanBit(what.members);
+    filters_.vlanGroup |= vlanGroupBit(what.members, groupHash_);
     filters_.vlanPort |= expansion.vlanPortFilter();
     filters_.lag |= expansion.lagFilter();
   }

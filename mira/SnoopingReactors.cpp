@@ -31,27 +31,16 @@ void ZetSnoopingVlanStatus::handleUseVlanFloodset() {
   reactors_->markVlanDirty(vid_);
 }
 
-// A VLAN where PIM runs leaves its groups to the routes of PIM.
-bool ZetSnoopingVlanStatus::groupsMayHaveRoutes() const {
-  MiraRoot const & root = reactors_->root();
-  return l2Enabled(root, vid_) &&
-         (root.ignorePimConfigForL2Routes() || !root.pimEnabled()->pimVlanEnabled(vid_));
-}
-
 void ZetSnoopingVlanStatus::handleEthGroup(Nettle::EthAddr const & group) {
-  auto const * status = zetVlanStatus_.target();
-  auto const * ethGroup = status ? status->ethGroup(group) : nullptr;
-  if (ethGroup) {
-    zetEthGroup_.attach(group, ethGroup);
-  } else {
-    zetEthGroup_.del(group);
-  }
+  auto const * const held = status();
+  auto const * ethGroup = held ? held->ethGroup(group) : nullptr;
+  zetEthGroup_.follow(group, ethGroup);
   MiraRoot & root = reactors_->root();
   if (!root.initialized()) return;
   SKEIN("ZetSnoopingVlanStatus::handleEthGroup ", vid_, " ", group);
   if (isIgmpSnoopingEthAddr(group)) {
     // A VLAN that floods its groups does not look at them.
-    if (status && !status->useVlanFloodset()) reactors_->markVlanGroupDirty(vid_, group);
+    if (held && !held->useVlanFloodset()) reactors_->markVlanGroupDirty(vid_, group);
     if (l2Enabled(root, vid_) && root.miraL2()) {
       ZET_TRACE(7, "Mark miraL2 vlan group dirty, vlan: " << vid_ << " group: " << group);
       root.miraL2()->doMarkVlanGroupDirty(vid_, group);
@@ -59,13 +48,16 @@ void ZetSnoopingVlanStatus::handleEthGroup(Nettle::EthAddr const & group) {
   }
   if (!ethGroup) {
     handleEthGroupDel(group);
-  } else if (groupsMayHaveRoutes()) {
+  } else if (root.mayHaveEthGroupRoutes(vid_)) {
     root.doEnableDisableEthGroup(group, vid_);
   }
 }
 
 void ZetSnoopingVlanStatus::handleEthGroupDel(Nettle::EthAddr const & group) {
-  if (groupsMayHaveRoutes()) reactors_->root().l2RouteDel(makeRouteKeyEthGroup(vid_, group));
+  MiraRoot & root = reactors_->root();
+  if (root.mayHaveEthGroupRoutes(vid_)) root.l2RouteDel(makeRouteKeyEthGroup(vid_, group));
+  if (!isIgmpSnoopingEthAddr(group))
+    reactors_->handleBrEthGroup(vid_);  // it may be configured, too
 }
 
 void ZetSnoopingVlanStatus::handleIntf(Nettle::EthAddr const & group) {

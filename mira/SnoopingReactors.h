@@ -19,6 +19,7 @@ class ZetSnoopingVlanStatus : public Zet::Sm, public Zet::HashLink {
     zetVlanStatus_.attach(status);
   }
   Bridging::VlanId const & fwkKey() const { return vid_; }
+  VlanStatus const * status() const { return zetVlanStatus_.target(); }
 
   void handleUseVlanFloodset();
   void handleRouterIntf(Nettle::IntfId) { handleUseVlanFloodset(); }
@@ -41,7 +42,6 @@ class ZetSnoopingVlanStatus : public Zet::Sm, public Zet::HashLink {
     void onIntf(Nettle::IntfId const &) override { sm()->handleIntf(key()); }
   };
   void handleEthGroupDel(Nettle::EthAddr const & group);
-  bool groupsMayHaveRoutes() const;
 
   // Fixed at construction
   InputReactors * const reactors_;

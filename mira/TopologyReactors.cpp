@@ -37,9 +37,8 @@ void ZetTopo::ZetTopoPort::handleDel() {
 
 void ZetTopo::handleTopoPort(Nettle::IntfId intf, PortChange change) {
   SKEIN("ZetTopo::handleTopoPort ", topo_, " ", intf, " change ", U32{change});
-  MiraRoot & root = reactors_->root();
-  U32 const forwarding = root.forwardingPorts(topo_);
-  root.forwardingPortsIs(topo_, change == portChangeAdd ? forwarding + 1 : forwarding - 1);
+  forwarding_ += change == portChangeAdd ? 1 : ~0u;
+  reactors_->root().forwardingPortsIs(topo_, forwarding_);
   markVlansDirty();
 }
 

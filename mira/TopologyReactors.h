@@ -53,6 +53,7 @@ class ZetTopo : public Zet::Sm, public Zet::HashLink {
 
   // State
   Zet::OrderedSet<Bridging::VlanId> vidList_;
+  U32 forwarding_ = 0;
 
   // Reactors
   Zet::ReactorPtr<ZetTopoConfig> zetTopoConfig_{this};

@@ -11,14 +11,20 @@ void RouteBase::dirtyIs(bool v) {
 
 void RouteBase::fastdropIs(Bridging::VlanId vlan, Zet::Ptr<OifSet> const & set) {
   Zet::Ptr<RouteBase> self(this);
-  bool const added = !fastdrop_.contains(vlan);
-  put<&NotifieeConst::onFastdrop>(fastdrop_, vlan, set);
+  Zet::Ptr<OifSet> const * const held = fastdrop_.find(vlan);
+  if (held && *held == set) return;
+  bool const added = !held;
+  fastdrop_.at(vlan) = set;
+  // Counted before anybody is told, who may delete it.
   if (added) handleFastdropCount(1);
+  notify<&NotifieeConst::onFastdrop>(vlan);
 }
 
 void RouteBase::fastdropDel(Bridging::VlanId vlan) {
   Zet::Ptr<RouteBase> self(this);
-  if (erase<&NotifieeConst::onFastdrop>(fastdrop_, vlan)) handleFastdropCount(-1);
+  if (!fastdrop_.del(vlan)) return;
+  handleFastdropCount(-1);
+  notify<&NotifieeConst::onFastdrop>(vlan);
 }
 
 void RouteBase::doClearFastdrop() {

@@ -136,6 +136,14 @@ template <class K, class R> class ReactorMap final : public ReactorHolder, publi
   template <class T> R * attach(K const & key, Ptr<T> const & target) {
     return attach(key, target.get());
   }
+  // The same for a member that has come or, where there is no target, gone.
+  void follow(K const & key, typename R::Target * target) {
+    if (target) {
+      attach(key, target);
+    } else {
+      del(key);
+    }
+  }
   void del(K const & key) {
     R * r = this->find(key);
     if (!r) return;

@@ -197,6 +197,25 @@ std::vector<Change> changes() {
          t.nat->ipInfoIs(Nettle::IpGenAddr("239.1.1.1"), info);
        },
        allPorts},
+      {"a VLAN without an entry of its own is routed by another number",
+       [](ChangeTracking & t) { t.intfVlans->internalVlanIdDel(intf("Vlan20")); },
+       [](ChangeTracking & t) {
+         t.intfVlans->internalVlanIdIs(intf("Vlan20"), Bridging::VlanIdOrNone(53));
+       },
+       "Ethernet9@53"},
+      {"the LAG of configured members is up in no VLAN",
+       [](ChangeTracking & t) {
+         auto config = Zet::make<Lag::ConfigDir>();
+         t.agent->mira()->lagConfigDirIs(config);
+         t.agent->mira()->configuredLagMembersInOifSetIs(true);
+         t.vlans->vlanStatusIs(vlan20)->vlanPortStatusDel(intf("Port-Channel5"));
+         t.bridging->vlanConfigIs(vlan20)->intfIs(intf("Port-Channel5"), true);
+       },
+       [](ChangeTracking & t) {
+         auto config = const_cast<Lag::ConfigDir *>(t.agent->mira()->lagConfigDir().get());
+         config->phyIntfIs(intf("Ethernet7"))->lagIs(intf("Port-Channel5"));
+       },
+       "Ethernet7@20"},
       {"a VLAN is routed by another number", nothing,
        [](ChangeTracking & t) {
          t.intfVlans->internalVlanIdIs(intf("Vlan20"), Bridging::VlanIdOrNone(53));
@@ -249,7 +268,11 @@ TEST_F(ChangeTracking, ARouteFollowsItsInputInterfaceIntoAVrf) {
   ip->ipIntfStatusIs(intf("Vlan60"))->vrfIs(L3::VrfName("default"));
   settle();
   EXPECT_EQ(outputs("10.0.0.6", "239.1.1.6"), allPorts);
+  ip->ipIntfStatusIs(intf("Vlan60"))->vrfIs({});
+  block(60, "Ethernet10");  // a mark that meets the route while it cannot be computed
+  settle();
   intfVlans->internalVlanIdIs(intf("Vlan60"), Bridging::VlanIdOrNone(61));
+  ip->ipIntfStatusIs(intf("Vlan60"))->vrfIs(L3::VrfName("default"));
   settle();
   EXPECT_EQ(iifVlan("10.0.0.6", "239.1.1.6"), 61u);
 }
