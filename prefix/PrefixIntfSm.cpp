@@ -152,6 +152,7 @@ void PrefixIntfSm::ZetIntfStatus::immediatePass() {
 // What the chips took at once, before it could be watched, counts here: no change will tell.
 void PrefixIntfSm::routeIs(Zet::Ptr<PrefixRouteInfo> const & info) {
   if (!info) Zet::throwNullParameter("Brindle::PrefixIntfSm::route");
+  Zet::Ptr<PrefixIntfSm> self(this);
   ZetRoute const * standing = route_.find(info->key());
   if (standing && standing->target() != info.get()) routeDel(info->key());
   if (!route_.find(info->key())) {

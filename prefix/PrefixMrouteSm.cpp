@@ -85,9 +85,10 @@ void PrefixMrouteSm::ZetIntfStatus::handleRoute(Nettle::IpGenPrefix const & pref
 }
 
 void PrefixMrouteSm::ZetIntfStatus::handleRoute() {
-  if (!sm()->initialized() || !target()) return;
-  auto const & routes = target()->route();
-  for (auto i = routes.begin(); i; i.advance()) handleRoute(i.key());
+  Zet::Ptr<IntfStatus const> const status = notifier();
+  if (!sm()->initialized() || !status) return;
+  auto const & routes = status->route();
+  for (auto i = routes.begin(); i && target(); i.advance()) handleRoute(i.key());
 }
 
 // --- Chips

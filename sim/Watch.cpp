@@ -71,7 +71,7 @@ Watch::Standing Watch::now(Id const & id, Standing const & before) const {
     after.drops = set && set->oifSet()->portVlanSet().fastdropSet();
     after.outputs = set ? outputsText(outputsOf(set->oifSet()->portVlanSet()),
                                       set->oifSet()->portVlanSet().toCpu())
-                        : std::string();
+                        : "-";
   }
   return after;
 }

@@ -78,6 +78,7 @@ TEST_F(PrefixRoutes, AStarRouteWaitsUntilItsSubnetsStandInEveryChip) {
   EXPECT_EQ(subnets(), "");
   EXPECT_FALSE(tracked("Vlan10"));
   EXPECT_EQ(pimIntf->srcToIntfMap().size(), 0u);
+  EXPECT_TRUE(mira().mfibShoalSm().begin()->prefixIntfSm().empty());
 }
 
 TEST_F(PrefixRoutes, SubnetsFollowTheAddresses) {
@@ -114,6 +115,14 @@ TEST_F(PrefixRoutes, SubnetsFollowTheAddresses) {
     EXPECT_TRUE(tracked("Vlan10")->routesProgrammed());
     EXPECT_TRUE(mroute("*", "239.1.1.1"));
   }
+  // Without an address the interface is tracked on, but the next route waits for one again.
+  address("Vlan10", "");
+  withdraw("*", "239.1.1.1");
+  settle();
+  publishStar("239.1.1.1", "Vlan10", "Vlan30");
+  EXPECT_FALSE(mroute("*", "239.1.1.1"));
+  address("Vlan10", "10.1.0.1/24");
+  EXPECT_TRUE(mroute("*", "239.1.1.1"));
 }
 
 TEST_F(PrefixRoutes, RetriesAskOnceAndEndAtTheFirstThatFails) {
@@ -152,7 +161,7 @@ TEST_F(PrefixRoutes, AnInternalVlanThatChangesMovesTheEntriesAndLeavesTheInterfa
   publishStar("239.1.1.1", "Ethernet7", "Vlan30");
   settle();
   EXPECT_EQ(subnets(), "10.7.0.0/24@1006");
-  for (U32 vid : {1007u, 0u, 1008u}) {
+  for (U32 vid : {0u, 1007u, 1008u}) {
     intfVlans->internalVlanIdIs(port, Bridging::VlanIdOrNone(vid));
     EXPECT_EQ(subnets(), "10.7.0.0/24@" + std::to_string(vid));
   }
