@@ -85,16 +85,6 @@ void hwFamily(Host & host, Arguments const & arguments) {
   host.settings().af = arguments.has("ipv4") ? Nettle::ipv4() : Nettle::ipv6();
 }
 
-void traffic(Host & host, Arguments const & arguments) {
-  auto * vrf = host.records().hardware->vrfStatus(arguments.vrf());
-  auto * route = vrf ? vrf->route(arguments.routeKey()) : nullptr;
-  if (!route) throw CommandError("expected a route that has been given to the hardware");
-  route->lastPollTimeIs(host.now());
-  for (auto const & entry : route->fastdropLastPollTime().items()) {
-    route->fastdropLastPollTimeIs(entry.key, host.now());
-  }
-}
-
 constexpr Command<Host> rows[] = {
     {"chip add CHIP [index INDEX] [routes ROUTES] [sets OUTPUTS] [ports PORT...]",
      "Add a chip with room for so many routes (1000) and, in its sets, outputs (4000).", chipAdd},
@@ -116,8 +106,6 @@ constexpr Command<Host> rows[] = {
     {"hw tagged-ports on|off", "Before the start: the chips want to know which ports are tagged.",
      hwTaggedPorts},
     {"hw family ipv4|ipv6", "Before the start: the address family of the routes.", hwFamily},
-    {"hw traffic SOURCE GROUP [vrf VRF]", "The chips have seen packets of a route just now.",
-     traffic},
 };
 
 }  // namespace

@@ -379,6 +379,21 @@ MrouteSm const * Host::programmer(L3::VrfName vrf) const {
   return root ? root->mrouteSm(vrf) : nullptr;
 }
 
+Mira & Host::mira(L3::VrfName vrf) {
+  start();
+  auto const mira = root().mira(vrf);
+  if (!mira) {
+    throw CommandError("expected a VRF that is routed, found \"" + std::string(vrf.view()) + "\"");
+  }
+  return *mira;
+}
+
+RpfFrames & Host::rpfFrames() {
+  start();
+  if (!rpfFrames_) rpfFrames_.emplace(*agent_->mira());
+  return *rpfFrames_;
+}
+
 void Host::reviewAll() {
   start();
   auto const & machines = root().mira();

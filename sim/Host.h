@@ -7,6 +7,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,7 @@
 #include "sim/LogView.h"
 #include "sim/PublisherProcess.h"
 #include "sim/Records.h"
+#include "sim/RpfFrames.h"
 #include "sim/Words.h"
 
 namespace Brindle::Sim {
@@ -130,11 +132,15 @@ class Host {
   // The library
   MrouteTableColl const & routeTables() const { return *tables_; }
   MiraRoot const & root() const { return *agent_->mira(); }
+  // The resolver of a VRF, started if need be. Throws CommandError if there is none.
+  Mira & mira(L3::VrfName vrf);
   MrouteSm const * programmer(L3::VrfName vrf) const;
   // Null before the start.
   PrefixMrouteSm const * prefixProgrammer() const { return prefixProgrammer_.get(); }
   // Marks every route of every VRF for computation.
   void reviewAll();
+  // Packets of a stream failed the reverse-path check, the kernel says.
+  RpfFrames & rpfFrames();
 
  private:
   MiraRoot::Inputs inputs() const;
@@ -163,6 +169,7 @@ class Host {
   Policy policy_;
   std::string privateTables_;
   std::vector<std::unique_ptr<PublisherProcess>> publishers_;
+  std::optional<RpfFrames> rpfFrames_;
 };
 
 }  // namespace Brindle::Sim

@@ -15,6 +15,7 @@ void print(std::ostream & out, std::vector<FloodsetView> const & floodsets);
 void print(std::ostream & out, std::vector<SetView> const & sets);
 void print(std::ostream & out, std::vector<ChipView> const & chips);
 void print(std::ostream & out, StatusView const & status);
+void print(std::ostream & out, std::vector<VrfFastdropView> const & vrfs);
 void print(std::ostream & out, std::vector<FailureView> const & failures);
 void print(std::ostream & out, std::vector<ReviewView> const & reviews);
 
@@ -23,6 +24,7 @@ Json toJson(std::vector<FloodsetView> const & floodsets);
 Json toJson(std::vector<SetView> const & sets);
 Json toJson(std::vector<ChipView> const & chips);
 Json toJson(StatusView const & status);
+Json toJson(std::vector<VrfFastdropView> const & vrfs);
 Json toJson(std::vector<FailureView> const & failures);
 
 // "100: p1 p2; 200: p5".

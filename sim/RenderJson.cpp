@@ -102,6 +102,30 @@ Json toJson(StatusView::Route const & route) {
   return json;
 }
 
+Json toJson(FastdropView const & fastdrop) {
+  Json json = keyJson(fastdrop.key);
+  json["interface"] = intfJson(fastdrop.intf);
+  json["vlan"] = fastdrop.vlan;
+  json["failures"] = fastdrop.failures;
+  json["state"] = fastdrop.stateName();
+  json["age"] = fastdrop.age ? Json(*fastdrop.age) : Json();
+  return json;
+}
+
+Json toJson(VrfFastdropView const & vrf) {
+  Json fastdrops = Json::array();
+  for (auto const & fastdrop : vrf.fastdrops) fastdrops.push_back(toJson(fastdrop));
+  return {{"vrf", vrf.vrf},
+          {"enabled", vrf.enabled},
+          {"limitReached", vrf.limitReached},
+          {"count", vrf.count},
+          {"limit", vrf.limit},
+          {"threshold", vrf.threshold},
+          {"pollingInterval", vrf.pollingInterval},
+          {"failures", vrf.failures},
+          {"fastdrops", std::move(fastdrops)}};
+}
+
 Json toJson(FailureView const & failure) {
   Json json = keyJson(failure.key);
   json["refusedBy"] = failure.chips;
@@ -120,6 +144,7 @@ Json toJson(std::vector<RouteView> const & routes) { return listJson(routes); }
 Json toJson(std::vector<FloodsetView> const & floodsets) { return listJson(floodsets); }
 Json toJson(std::vector<SetView> const & sets) { return listJson(sets); }
 Json toJson(std::vector<ChipView> const & chips) { return listJson(chips); }
+Json toJson(std::vector<VrfFastdropView> const & vrfs) { return listJson(vrfs); }
 Json toJson(std::vector<FailureView> const & failures) { return listJson(failures); }
 
 Json toJson(StatusView const & status) {

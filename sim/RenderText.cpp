@@ -142,6 +142,23 @@ void print(std::ostream & out, StatusView const & status) {
   table.print(out);
 }
 
+void print(std::ostream & out, std::vector<VrfFastdropView> const & vrfs) {
+  for (auto const & vrf : vrfs) {
+    out << "VRF " << vrf.vrf << ": " << vrf.count << " of at most " << vrf.limit << " fastdrops"
+        << (vrf.enabled ? "" : " (off)") << (vrf.limitReached ? " (limit reached)" : "") << ", "
+        << plural(vrf.failures, "RPF failure") << ", threshold " << vrf.threshold
+        << ", polled every " << vrf.pollingInterval << " s\n";
+    TextTable table({"Source", "Group", "Interface", "VLAN", "State", "Failures", "Last seen"});
+    for (auto const & fastdrop : vrf.fastdrops) {
+      table.add({fastdrop.key.source(), fastdrop.key.group(), orDash(fastdrop.intf),
+                 std::to_string(fastdrop.vlan), fastdrop.stateName(),
+                 numberOrDash(fastdrop.failures),
+                 fastdrop.age ? seconds(*fastdrop.age) + " s ago" : "-"});
+    }
+    table.print(out);
+  }
+}
+
 void print(std::ostream & out, std::vector<FailureView> const & failures) {
   out << plural(failures.size(), "failed route") << '\n';
   TextTable table({"VRF", "Source", "Group", "Refused by"});

@@ -198,6 +198,75 @@ std::vector<EntryView> entryViews(Chip const & chip) {
   return out;
 }
 
+// The fastdrops of one VRF, and the failures that are counted towards others.
+class FastdropReader {
+ public:
+  FastdropReader(Host const & host, L3::VrfName vrf)
+      : host_(host),
+        vrf_(vrf),
+        status_(host.records().hardware->vrfStatus(vrf)) {
+    for (Chip const * chip : host.chips()) {
+      for (auto i = chip->simRoute().begin(); i; i.advance()) {
+        if (i->activated()) ++holders_[{i->key().sg, i->key().vlanId.value()}];
+      }
+    }
+  }
+
+  void read(Mroute const & mroute, std::vector<FastdropView> & views) const {
+    for (auto const & one : mroute.fastdrop().items()) {
+      using State = FastdropView::State;
+      bool const held = heldByAllChips(mroute.key(), one.key);
+      views.push_back(view(mroute, one.key, held ? State::inHardware : State::notInHardware));
+    }
+    for (auto const & one : mroute.rpfFailureCount().items()) {
+      if (mroute.fastdrop().contains(one.key)) continue;
+      views.push_back(view(mroute, one.key, FastdropView::State::counting));
+    }
+  }
+
+ private:
+  FastdropView view(Mroute const & mroute, Bridging::VlanId vlan, FastdropView::State state) const {
+    auto const intf = host_.records().intfVlanIdTable->vlanIdToIntfId(vlan);
+    auto const * route = status_ ? status_->route(mroute.key()) : nullptr;
+    auto const * seen =
+        route ? route->fastdropLastPollTime().find(Zet::String(intf.view())) : nullptr;
+    FastdropView view{{vrf_, mroute.key()},         textOf(intf), vlan.value(),
+                      mroute.rpfFailureCount(vlan), state,        std::nullopt};
+    if (seen) view.age = host_.now() - *seen;
+    return view;
+  }
+
+  bool heldByAllChips(IpGenRouteKey const & key, Bridging::VlanId vlan) const {
+    auto const i = holders_.find({key, vlan.value()});
+    return i != holders_.end() && i->second == host_.chips().size();
+  }
+
+  Host const & host_;
+  L3::VrfName const vrf_;
+  Fib::Hardware::VrfStatus const * const status_;
+  std::map<std::pair<IpGenRouteKey, U32>, U32> holders_;  // of an entry, how many chips
+};
+
+VrfFastdropView vrfFastdropView(Host const & host, Mira const & mira) {
+  auto const & config = *mira.mfibConfig();
+  VrfFastdropView view{.vrf = std::string(mira.vrfName().view()),
+                       .enabled = config.fastdrop(),
+                       .limitReached = mira.fastdropLimitReached(),
+                       .count = mira.mrouteTable()->fastdropCount(),
+                       .limit = config.maxFastdrops(),
+                       .threshold = mira.fastdropRpfFailureThreshold(),
+                       .pollingInterval = mira.fastdropPollingInterval(),
+                       .failures = mira.rpfFailureCount(),
+                       .fastdrops = {}};
+  FastdropReader const reader(host, mira.vrfName());
+  for (auto i = mira.mrouteTable()->mroute().begin(); i; i.advance()) {
+    reader.read(*i, view.fastdrops);
+  }
+  std::stable_sort(view.fastdrops.begin(), view.fastdrops.end(),
+                   [](FastdropView const & a, FastdropView const & b) { return a.key < b.key; });
+  return view;
+}
+
 }  // namespace
 
 std::string KeyView::source() const {
@@ -318,6 +387,14 @@ StatusView statusView(Host const & host) {
   }
   sortByKey(view.routes);
   return view;
+}
+
+std::vector<VrfFastdropView> fastdropViews(Host const & host) {
+  std::vector<VrfFastdropView> views;
+  for (auto vrf : vrfs(host)) {
+    if (auto const mira = host.root().mira(vrf)) views.push_back(vrfFastdropView(host, *mira));
+  }
+  return views;
 }
 
 std::vector<FailureView> failureViews(Host const & host) {

@@ -128,6 +128,35 @@ struct StatusView {
 };
 StatusView statusView(Host const & host);
 
+// A VLAN of a route where packets failed the reverse-path check.
+struct FastdropView {
+  // How far its fastdrop has come: failures are counted; it stands; all chips hold it.
+  enum class State { counting, notInHardware, inHardware };
+  static constexpr char const * stateNames[] = {"counting", "not in hardware", "in hardware"};
+
+  KeyView key;
+  std::string intf;
+  U32 vlan;
+  U32 failures;  // counted since the last fastdrop there
+  State state;
+  std::optional<double> age;  // seconds since packets were last seen there
+
+  char const * stateName() const { return stateNames[static_cast<int>(state)]; }
+};
+// The fastdrops of a VRF.
+struct VrfFastdropView {
+  std::string vrf;
+  bool enabled;
+  bool limitReached;  // the operator has been told so
+  U32 count;
+  U32 limit;
+  U32 threshold;
+  U32 pollingInterval;  // in seconds
+  U64 failures;         // all that the kernel reported
+  std::vector<FastdropView> fastdrops;
+};
+std::vector<VrfFastdropView> fastdropViews(Host const & host);
+
 // A route that a chip refused.
 struct FailureView {
   KeyView key;

@@ -124,6 +124,33 @@ TEST_F(SimScripts, FaultsOfChips) {
             std::string::npos);
 }
 
+TEST_F(SimScripts, FastdropsFollowTheTraffic) {
+  auto const result =
+      script(twoVlans + publish +
+             "fastdrop threshold 2\nfastdrop max 1\nfastdrop poll 10\n"
+             "traffic 1.1.1.1 232.0.0.1 vlan 10 times 5\nexpect fastdrops 0\n"
+             "rpf-failure 1.1.1.1 232.0.0.1 vlan 20\n"
+             "expect fastdrop 1.1.1.1 232.0.0.1 vlan 20 counting\n"
+             "traffic 1.1.1.1 232.0.0.1 vlan 20 times 5\n"
+             "expect fastdrop 1.1.1.1 232.0.0.1 vlan 20 in-hardware\nexpect chip c0 routes 2\n"
+             "expect log MROUTE_FASTDROP_LIMIT_EXCEEDED\n"
+             "clock advance 15\ntraffic 1.1.1.1 232.0.0.1 vlan 20\nclock advance 17\n"
+             "expect fastdrops 1\nshow fastdrop\nclock advance 9\n"
+             "expect fastdrop 1.1.1.1 232.0.0.1 vlan 20 absent\nexpect chip c0 routes 1\n"
+             "clock advance 60\nexpect log MROUTE_FASTDROP_LIMIT_NO_LONGER_EXCEEDED\n"
+             "fastdrop intf Vlan20 off\nrpf-failure 1.1.1.1 232.0.0.1 vlan 20 times 9\n"
+             "expect fastdrops 0\nfastdrop intf Vlan20 on\n"
+             "rpf-failure 1.1.1.1 232.0.0.1 vlan 20 times 2\nexpect fastdrops 1\n"
+             "clear fastdrop\nexpect fastdrops 0\n");
+  EXPECT_EQ(result.exit, 0) << result.text;
+  for (auto const * line :
+       {"forwarded 5, dropped 0, to the CPU 0", "forwarded 0, dropped 4, to the CPU 1",
+        "1 of at most 1 fastdrops (limit reached), 2 RPF failures, threshold 2, polled every 10 s",
+        "1.1.1.1  232.0.0.1  Vlan20     20    in hardware  -         17.000 s ago"}) {
+    EXPECT_NE(result.text.find(line), std::string::npos) << line << "\n" << result.text;
+  }
+}
+
 TEST_F(SimScripts, GateWaitsForTheProtocols) {
   passes("nsf gate on\nnsf vrf default on\nnsf protocol sparse on\n" + twoVlans + publish +
          "expect state 1.1.1.1 232.0.0.1 absent\n"
