@@ -14,41 +14,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fstream>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "bench/Fastdrops.h"
 #include "bench/KernelMfc.h"
+#include "bench/Measure.h"
 #include "bench/Uncounted.h"
 #include "bench/World.h"
 
 namespace Bench {
 
 namespace {
-
-double seconds(std::function<void()> const & work) {
-  auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// Private memory of the process in bytes (proc(5), smaps_rollup).
-double privateBytes() {
-  std::ifstream in("/proc/self/smaps_rollup");
-  double kilobytes = 0;
-  for (std::string line; std::getline(in, line);) {
-    if (line.starts_with("Private_"))
-      kilobytes += std::atof(line.substr(line.find(':') + 1).c_str());
-  }
-  return kilobytes * 1024;
-}
-
-// One line of the report, for bench/run: name, figure, unit.
-void report(std::string const & name, double figure, char const * unit) {
-  std::printf("%s\t%.4g\t%s\n", name.c_str(), figure, unit);
-  std::fflush(stdout);
-}
 
 // Seconds a route of a second load: publish, take in, compute, program.
 double secondsToLoad(World & world, U32 routes) {
@@ -309,9 +286,9 @@ int main(int argc, char ** argv) {
     return 0;
   }
   std::pair<char const *, void (*)()> const parts[] = {
-      {"loads", loads},   {"kernel", kernel}, {"memory", memory},
-      {"growth", growth}, {"turns", turns},   {"patch", patch},
-      {"change", change}, {"chips", chips},   {"unchanged", unchanged}};
+      {"loads", loads},         {"kernel", kernel},      {"memory", memory}, {"growth", growth},
+      {"turns", turns},         {"patch", patch},        {"change", change}, {"chips", chips},
+      {"unchanged", unchanged}, {"fastdrops", fastdrops}};
   for (auto & [name, part] : parts) {
     if (argc == 1 || std::strcmp(argv[1], name) == 0) part();
   }

@@ -138,7 +138,8 @@ void World::makeVlans(Options const & options) {
 
 void World::makeAgent() {
   auto config = Zet::make<Routing::Multicast::Fib::VrfConfig>();
-  config->configIs(kVrf)->routingIs(true);
+  config_ = config->configIs(kVrf);
+  config_->routingIs(true);
   auto info = Zet::make<Routing::RoutingGenInfo>(Zet::Name("default"));
   info->routingIs(true);
   auto infos = Zet::make<Zet::Dir>();
@@ -249,6 +250,8 @@ void World::walk() {
   mira().doMarkVlanDirty(VlanId(kUnusedVlan));
   review();
 }
+
+VlanId World::outputVlan(U32 i) { return VlanId(kFirstVlan + i); }
 
 Mira & World::mira() { return *agent_->mira()->mira(kVrf); }
 

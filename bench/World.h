@@ -70,6 +70,8 @@ class World {
   // Runs until nothing is due: the transport's turns and the reviews. Returns the longest turn in
   // seconds.
   double drain();
+  // One turn of the loop: the timer that is most overdue.
+  void turn() { clock_->doRunDue(); }
   // Only the transport's turns, not the reviews.
   void ingest();
   // Only the reviews.
@@ -81,6 +83,8 @@ class World {
   Brindle::MrouteTable & table();
   CountingChip & chip(U32 i = 0) { return *chips_[i]; }
   static Key key(U32 i);
+  static Bridging::VlanId outputVlan(U32 i);
+  Routing::Multicast::Fib::Config & config() { return *config_; }
 
  private:
   void makeChips(Options const &);
@@ -96,6 +100,7 @@ class World {
   Zet::Ptr<Brindle::Agent> agent_;
   Brindle::MiraRoot::Inputs inputs_;
   Zet::Ptr<Bridging::Topology::Config> topology_;
+  Zet::Ptr<Routing::Multicast::Fib::Config> config_;
   std::shared_ptr<ZetShoal::ShoalWatch> watch_;
   Zet::Ptr<Shoal::Multicast::Fib::ShmStatusWriter> writer_;
   Zet::Ptr<Shoal::Multicast::Fib::ShmStatus> reader_;
