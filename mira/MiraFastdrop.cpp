@@ -233,6 +233,7 @@ bool Mira::doAgeFastdrop(Mroute & mroute, VlanId vlan, RouteStatus const & statu
   if (!intf || !activity) {
     ZET_TRACE(5, mroute.key().pretty() << ": fastdrop not programmed in vlan " << vlan);
     mroute.fastdropDel(vlan);
+    if (mroute.prevFrr() == vlan) mroute.prevFrrIs({});
     return true;
   }
   if (mroute.prevFrr() == vlan) {
@@ -249,7 +250,7 @@ bool Mira::doAgeFastdrop(Mroute & mroute, VlanId vlan, RouteStatus const & statu
     return true;
   }
   ZET_TRACE(5, mroute.key().pretty()
-                   << ": fastdrop active in vlan " << vlan << " with " << age << " secs ago");
+                   << ": fastdrop active in vlan " << vlan << ' ' << age << " secs ago");
   return false;
 }
 

@@ -74,6 +74,17 @@ TEST_F(Fastdrop, AFailureBecomesADropInTheChipsAtOnce) {
   EXPECT_EQ(mroute(S, G)->rpfFailureCount().size(), 0u);
 }
 
+// The hosts of the VLAN still get what its source sends.
+TEST_F(Fastdrop, ADropFollowsThePortsOfItsVlan) {
+  fail(30);
+  vlan(30, "Ethernet8");
+  settle();
+  EXPECT_NE(entries().find("@30 -> Ethernet3@30 Ethernet8@30"), std::string::npos) << entries();
+  join(30, G, "Ethernet8");
+  settle();
+  EXPECT_NE(entries().find("@30 -> Ethernet8@30"), std::string::npos) << entries();
+}
+
 TEST_F(Fastdrop, WhatIsNoFailureOfTheRouteChangesNothing) {
   auto withOuts = [&](char const * outs) { publish(S, G, "Vlan10", outs); };
   struct {
