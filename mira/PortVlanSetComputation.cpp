@@ -165,16 +165,18 @@ inline void PortVlanSetComputation::choosePath(bool allowOptimize) {
               mroute_.oifSet() && !holdsOutLif(mroute_.oifSet()->portVlanSet());
 }
 
-// An index that both records hold may have come to stand for another interface, or for none. The
-// indices of the last record are those of the cache.
+// An index that both records hold may have come to stand for another interface, or for none; and
+// those of another table stand for other interfaces anyhow. The indices of the last record are
+// those of the cache.
 bool PortVlanSetComputation::hasSilentMappingChange() const {
   if (!table_ || mroute_.lastSeenShoalRoute().isDefault()) return false;
-  if (table_->oifIndexIntfVersion() == mroute_.oifIndexIntfVersion()) return false;
+  U32 const version = table_->oifIndexIntfVersion(), seenVersion = mroute_.oifIndexIntfVersion();
+  if (version == seenVersion) return false;
+  if (!Status::ofOneTable(version, seenVersion)) return true;
   for (auto const & seen : mroute_.oifIndexIntfIdCache().items()) {
     if (!srt_.oif(seen.key)) continue;
     OifIndexIntf const now = table_->oifIndexIntf(seen.key);
-    if (now == OifIndexIntf()) return true;
-    if ((now.properties & oifForward) && now.intf != seen.value) return true;
+    if (now == OifIndexIntf() || now.intf != seen.value) return true;
   }
   return false;
 }

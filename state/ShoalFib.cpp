@@ -1,7 +1,5 @@
 #include "state/ShoalFib.h"
 
-#include "platform/Budget.h"
-
 namespace Shoal::Multicast::Fib {
 
 namespace {
@@ -9,7 +7,13 @@ namespace {
 U32 tablesMade = 0;
 U32 versionsMade = 0;
 
-U32 nextVersion() { return versionsMade = Keel::nextGeneration(versionsMade); }
+// Rises with each; its low bits name the table.
+U32 nextVersion(U32 table) {
+  do {
+    versionsMade += Status::versionStep;
+  } while (versionsMade == 0);
+  return versionsMade | table % Status::versionStep;
+}
 
 [[noreturn]] void throwReadOnly() {
   Zet::throwNoImplementationException("Shoal::Multicast::Fib::Status: the table is only read");
@@ -48,12 +52,12 @@ void Status::keepOifIndexIntf(OifIndex i, OifIndexIntf const & v) {
   if (oifIndexIntf(i) == v) return;
   while (oifIndexIntf_.size() <= i.value) oifIndexIntf_.push_back({});
   oifIndexIntf_[i.value] = v;
-  oifIndexIntfVersion_ = nextVersion();
+  oifIndexIntfVersion_ = nextVersion(number_);
 }
 
 void Status::oifIndexIntfDelAll() {
   oifIndexIntf_.clear();
-  oifIndexIntfVersion_ = nextVersion();
+  oifIndexIntfVersion_ = nextVersion(number_);
 }
 
 Status const * MfibShoalColl::shoalPtr(StatusKey const & k) const {

@@ -54,6 +54,9 @@ class BRINDLE_API Status : public Zet::Entity {
   // Another one, which no other table has, whenever an index comes to stand for something else; 0
   // as long as none has stood for anything.
   U32 oifIndexIntfVersion() const { return oifIndexIntfVersion_; }
+  // Whether two versions are of one table. Of two tables in 256 that may be said, too.
+  static constexpr U32 versionStep = 256;
+  static bool ofOneTable(U32 a, U32 b) { return (a ^ b) % versionStep == 0; }
 
   // For the table's own writer; a table that is only read throws NoImplementationException. A value
   // that is the default of its key, or of an index, takes it away.
