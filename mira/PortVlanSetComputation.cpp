@@ -30,6 +30,13 @@ bool isPrefixKey(IpGenRouteKey const & key) {
   return key.kind() == mroute_ && key.group() == kAllIpv4Groups;
 }
 
+// Of a route that is left as it is for now: each pass looks at it, whatever has changed, and it is
+// then computed in full, since nothing tells what it has missed.
+void lookAgain(Mroute & mroute) {
+  mroute.dirtyIs(true);
+  mroute.lastSeenShoalRouteIs(Route(mroute.key()));
+}
+
 // The VLAN of a member of a logical interface cannot be told from it.
 bool holdsOutLif(PortVlanSet const & set) {
   // Sets are sorted by OutLif, and logical interfaces are the greatest.
@@ -63,7 +70,7 @@ void Mira::doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute) {
     L3::VrfName vrf = status ? status->vrf() : L3::VrfName();
     if (vrf != vrfName()) {
       ZET_TRACE(5, "iif=" << iif << ", Mroute vrf=" << vrfName() << ", vrf=" << vrf);
-      mroute->dirtyIs(true);  // also if a mark has brought it here, which will be gone
+      lookAgain(*mroute);  // when the interface comes back
       return;
     }
   }
@@ -103,7 +110,7 @@ inline Status const * PortVlanSetComputation::readTable() {
 
 bool PortVlanSetComputation::compute(bool allowOptimize) {
   if (!isUsable()) {
-    mroute_.dirtyIs(true);
+    lookAgain(mroute_);
     return false;
   }
   changed_ = mroute_.fastdropDirty();
@@ -314,8 +321,7 @@ bool PortVlanSetComputation::addOutputs(Route const & outputs) {
   }
   if (!i.error()) return true;
   ZET_TRACE(5, "Iterator error inside add loop");
-  mroute_.lastSeenShoalRouteIs(Route(key_));
-  mroute_.dirtyIs(true);
+  lookAgain(mroute_);
   failed_ = true;
   return false;
 }
