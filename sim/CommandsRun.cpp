@@ -29,6 +29,10 @@ void clockReal(Host & host, Arguments const &) { host.followRealTimeIs(true); }
 
 void clockSimulated(Host & host, Arguments const &) { host.followRealTimeIs(false); }
 
+void clockReadCost(Host & host, Arguments const & arguments) {
+  host.readCostIs(arguments.seconds());
+}
+
 void reviewAll(Host & host, Arguments const &) { host.reviewAll(); }
 
 void attach(Host & host, Arguments const & arguments) { host.attach(arguments.text("TABLE")); }
@@ -78,6 +82,9 @@ constexpr Command<Host> rows[] = {
     {"start", "Start the library on the switch; what needs it starts it, too.", start},
     {"settle", "Let everything happen that is under way.", settle},
     {"clock advance SECONDS", "Move the simulated clock on.", clockAdvance},
+    {"clock read-cost SECONDS",
+     "Move the simulated clock by so much with each read, so that work is cut into small slices.",
+     clockReadCost},
     {"clock real", "Let the clock follow the real one.", clockReal},
     {"clock simulated", "Let the clock stand still.", clockSimulated},
     {"review all", "Have every route computed anew.", reviewAll},

@@ -18,6 +18,9 @@ namespace {
 constexpr U32 firstInternalVlan = 1006;
 // Reviews and retries are at most a second apart; what is due later is waiting for something.
 constexpr Zet::Seconds nearFuture = 2;
+// What goes on for longer does so for ever: a route is tried again each second where its own entry
+// finds room and one beside it does not.
+constexpr Zet::Seconds longestSettling = 60;
 
 // Answers for the chips as the commands say.
 class Helper final : public MiraHelper {
@@ -193,8 +196,9 @@ void Host::advance(Zet::Seconds time) {
 void Host::settle() {
   start();
   auto const & loop = Zet::activityManager();
+  Zet::Seconds const end = now() + longestSettling;
   loop->runUntilQuiet();
-  while (clock_->earliest() <= now() + nearFuture && !interrupted()) {
+  while (clock_->earliest() <= std::min(now() + nearFuture, end) && !interrupted()) {
     loop->runUntil(clock_->earliest());
     loop->runUntilQuiet();
   }
@@ -236,6 +240,10 @@ Zet::Ptr<Routing::RoutingGenInfo> Host::routingInfoIs(L3::VrfName vrf) {
   auto const info = Zet::make<Routing::RoutingGenInfo>(vrf.name());
   routingInfoDir_->entityIs(vrf.name(), info);
   return info;
+}
+
+Routing::RoutingGenInfo const * Host::routingInfo(L3::VrfName vrf) const {
+  return static_cast<Routing::RoutingGenInfo *>(routingInfoDir_->entityPtr(vrf.name()).get());
 }
 
 Bridging::VlanId Host::freeInternalVlan() const {

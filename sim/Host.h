@@ -60,6 +60,7 @@ class Host {
 
   // Lifecycle. start() is idempotent; what runs something starts first.
   Settings & settings() { return settings_; }
+  Settings const & settings() const { return settings_; }
   void start();
   bool started() const { return static_cast<bool>(agent_->mira()); }
   // Throws CommandError: `what` is to be said earlier.
@@ -77,6 +78,8 @@ class Host {
   // on as long as the next due time is near.
   void settle();
   Zet::Seconds now() const { return clock_->shown(); }
+  // How far each read of the simulated clock moves it: time budgets run out by it.
+  void readCostIs(Zet::Seconds cost) { clock_->readCostIs(cost); }
   // Runs the loop until the descriptor can be read; only where real time is followed.
   void runUntilReadable(int fd);
 
@@ -84,6 +87,8 @@ class Host {
   void vrfIs(L3::VrfName vrf);
   void vrfDel(L3::VrfName vrf);
   Zet::Ptr<Routing::RoutingGenInfo> routingInfoIs(L3::VrfName vrf);
+  // Null if there is none.
+  Routing::RoutingGenInfo const * routingInfo(L3::VrfName vrf) const;
   // The next VLAN that no other interface or VLAN has, from 1006 on. Throws CommandError.
   Bridging::VlanId freeInternalVlan() const;
 
@@ -104,6 +109,7 @@ class Host {
   void vtepIs(PortVlan const & vtep, bool v);
   // VLANs whose L2 routes are this process's although Settings::l2Enabled is false.
   void l2VlanIs(Bridging::VlanId vlan, bool v);
+  Policy const & policy() const { return policy_; }
 
   // Chips
   Zet::Ptr<Fabric> const & fabric() const { return fabric_; }

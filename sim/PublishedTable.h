@@ -20,6 +20,8 @@ class PublishedTable {
   PublishedTable(std::string const & name, U32 slots);
 
   std::string const & name() const { return name_; }
+  // As readers see it.
+  Shoal::Multicast::Fib::Status const & status() const { return *table_; }
   // Routes of an earlier run that have not been published again.
   std::size_t stale() const { return stale_.size(); }
 
