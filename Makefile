@@ -15,6 +15,7 @@ soak:  # the long simulations
 	@scripts/setup build demo test
 	@scripts/build debug
 	@build/debug/tests/brindle-tests --gtest_filter='Soak*'
+	@build/debug/tests/simulation/brindle-simulation --from $$(date +%s) --seconds 600
 
 bench:  # the benchmarks, each figure beside its bar
 	@scripts/setup build demo bench

@@ -1,0 +1,228 @@
+#include "tests/simulation/Comparison.h"
+
+#include <algorithm>
+
+namespace Simulation {
+
+using Brindle::Mroute;
+using Brindle::OifSet;
+using Brindle::Sim::Chip;
+
+namespace {
+
+constexpr U32 anyRpa = ~U32{0};
+
+std::string textOf(OifSet const * set) {
+  return set ? Simulation::textOf(set->portVlanSet()) : "no set";
+}
+
+std::string nameOf(Chip const & chip) { return std::string(chip.name().view()); }
+
+std::string joined(std::vector<std::string> lines) {
+  std::sort(lines.begin(), lines.end());
+  std::string text;
+  for (auto const & line : lines) text += line + "\n";
+  return text;
+}
+
+}  // namespace
+
+Comparison::Comparison(Brindle::Sim::Host const & host, std::map<RouteName, ExpectedRoute> expected,
+                       Circumstances const & circumstances)
+    : host_(host),
+      expected_(std::move(expected)),
+      circumstances_(circumstances) {
+  auto const & tables = host.routeTables().vrfMrouteTable();
+  for (auto i = tables.begin(); i; i.advance()) compareTable(i.key());
+  for (auto const & [name, route] : expected_) compareRoute(name, route);
+  compareFailed();
+  compareStatus();
+  for (Chip const * chip : host.chips()) compareChip(*chip);
+}
+
+Mroute const * Comparison::mroute(RouteName const & name) const {
+  auto const * table = host_.routeTables().vrfMrouteTable(name.vrf);
+  return table ? table->mroute(name.key) : nullptr;
+}
+
+// A record that may be taken in or not has not been, where the route still has an older one.
+bool Comparison::isLeft(Mroute const & found, ExpectedRoute const & route) {
+  // A patch does not put a new accepting interface before the one that counts already.
+  if (route.acceptsTwice && found.optimizeStatus()) return true;
+  if (route.standing == ExpectedRoute::mayStand) return !(found.shoalRoute() == route.record);
+  return route.standing == ExpectedRoute::leftAsItIs;
+}
+
+// --- What was computed
+
+void Comparison::compareTable(L3::VrfName vrf) {
+  std::vector<std::string> lines;
+  auto const & routes = host_.routeTables().vrfMrouteTable(vrf)->mroute();
+  for (auto i = routes.begin(); i; i.advance()) {
+    RouteName const name{vrf, i->key()};
+    lines.push_back(name.text() + " " + std::to_string(i->acceptingVlanId().value()) + " " +
+                    textOf(i->oifSet().get()));
+    if (!expected_.count(name))
+      differ(name.text() + " stands in the table, but nobody publishes it");
+  }
+  shown_ += joined(lines);
+}
+
+void Comparison::compareRoute(RouteName const & name, ExpectedRoute const & route) {
+  Mroute const * const found = mroute(name);
+  if (!found) {
+    if (route.standing == ExpectedRoute::stands) differ(name.text() + " is missing in the table");
+    return;
+  }
+  if (isLeft(*found, route)) return;
+  if (found->version() == 0) return differ(name.text() + " has not been computed");
+  compareSet(name.text(), route.vlan, route.outputs.text(), found->acceptingVlanId().value(),
+             found->oifSet().get());
+  if (found->noRpf() != route.noRpf) differ(name.text() + ": noRpf differs");
+  if (found->rpaId() != route.rpa) differ(name.text() + ": its rendezvous point differs");
+  // A patch leaves the sets of the other entries as they were.
+  if (found->optimizeStatus()) return;
+  compareSide(name.text() + " notify", route.notify, found->notifyingVlanId().value(),
+              found->notifyOifSet().get());
+  compareSide(name.text() + " persistent fastdrop", route.fastdrop,
+              found->staticFastdropVlanId().value(), found->staticFastdropOifSet().get());
+  compareSide(name.text() + " fast-reroute", route.frr, found->frrVlanId().value(),
+              found->frrOifSet().get());
+}
+
+void Comparison::compareSide(std::string const & what, std::optional<SideEntry> const & expected,
+                             U32 foundVlan, OifSet const * found) {
+  if (!expected && !foundVlan) return;
+  compareSet(what, expected ? expected->vlan : 0, expected ? expected->outputs.text() : "no set",
+             foundVlan, found);
+}
+
+void Comparison::compareSet(std::string const & what, U32 vlan, std::string const & outputs,
+                            U32 foundVlan, OifSet const * found) {
+  if (vlan == foundVlan && outputs == textOf(found)) return;
+  differ(what + "\n  expected " + std::to_string(vlan) + ": " + outputs + "\n  computed " +
+         std::to_string(foundVlan) + ": " + textOf(found));
+}
+
+// --- What failed
+
+bool Comparison::failed(RouteName const & name) const {
+  auto const * programmer = host_.programmer(name.vrf);
+  auto const * found = programmer ? programmer->failedMroute().find(name.key) : nullptr;
+  return found && found->reason != 0;
+}
+
+// Its own entry, and not one beside it.
+bool Comparison::failedWholly(RouteName const & name) const {
+  auto const * status = host_.records().hardware->vrfStatus(name.vrf);
+  auto const * route = status ? status->route(name.key) : nullptr;
+  return route && route->hwFlags() != 0;
+}
+
+void Comparison::compareFailed() {
+  for (auto const & [name, route] : expected_) {
+    // The next computation, which is to try it again, may never come.
+    if (!mroute(name) || isLeft(*mroute(name), route)) continue;
+    if (failedWholly(name) && !failed(name)) {
+      differ(name.text() + " is said to have failed, and nobody tries it again");
+    }
+    if (failed(name) && !circumstances_.failuresExpected) {
+      differ(name.text() + " has failed though there is room");
+    }
+  }
+}
+
+// --- What is published
+
+void Comparison::compareStatus() {
+  auto const & vrfs = host_.records().hardware->vrfStatus();
+  for (auto vrf = vrfs.begin(); vrf; vrf.advance()) {
+    for (auto i = vrf->route().begin(); i; i.advance()) {
+      RouteName const name{vrf.key(), i.key()};
+      if (!mroute(name)) differ(name.text() + " has a status, but is in no table");
+    }
+  }
+}
+
+// --- What stands in a chip
+
+std::string Comparison::Entry::text() const {
+  return "vlan " + std::to_string(vlan) + " rpa " + std::to_string(rpa) + ": " + outputs;
+}
+
+void Comparison::compareChip(Chip const & chip) {
+  std::multimap<Key, Entry> found;
+  std::vector<std::string> lines;
+  for (auto i = chip.simRoute().begin(); i; i.advance()) {
+    auto const & set = i->simMtableOifSet();
+    Entry const entry{i->key().vlanId.value(), i->rpaId(),
+                      textOf(set ? set->oifSet().get() : nullptr)};
+    found.emplace(i->key().sg, entry);
+    lines.push_back(nameOf(chip) + ": " + i->key().sg.pretty() + " " + entry.text());
+    if (!i->activated()) differ(lines.back() + " is not active");
+  }
+  shown_ += joined(lines);
+  bool const late = circumstances_.lateChips.count(nameOf(chip)) != 0;
+  for (auto const & [name, route] : expected_) take(found, name, route, nameOf(chip), late);
+  for (auto const & [name, route] : expected_) {
+    if (mayHoldMore(name, route)) found.erase(name.key);  // a chip does not know the VRF
+  }
+  for (auto const & [key, entry] : found) {
+    differ(nameOf(chip) + ": nobody needs " + key.pretty() + " " + entry.text());
+  }
+}
+
+// What stands beside the entry of the route itself, or all of it, may be old.
+bool Comparison::mayHoldMore(RouteName const & name, ExpectedRoute const & route) const {
+  Mroute const * const standing = mroute(name);
+  if (!standing || !route.programmed) return false;
+  return isLeft(*standing, route) || failed(name) || standing->optimizeStatus();
+}
+
+// Takes the entries of a route out of what was found.
+void Comparison::take(std::multimap<Key, Entry> & found, RouteName const & name,
+                      ExpectedRoute const & route, std::string const & chip, bool late) {
+  Mroute const * const standing = mroute(name);
+  if (!standing || !route.programmed || failedWholly(name) || isLeft(*standing, route)) return;
+  // An entry that accepts in no VLAN may be refused without anybody noticing.
+  bool const unnoticed = route.vlan == 0 && circumstances_.failuresExpected;
+  if (route.needsEntry()) {
+    requireEntry(found, name, {route.vlan, route.rpa, route.outputs.text()}, chip,
+                 late || unnoticed);
+  }
+  for (auto const & side : {route.notify, route.fastdrop, route.frr}) {
+    if (!side) continue;
+    requireEntry(found, name, {side->vlan, anyRpa, side->outputs.text()}, chip,
+                 late || mayHoldMore(name, route));
+  }
+}
+
+void Comparison::requireEntry(std::multimap<Key, Entry> & found, RouteName const & name,
+                              Entry const & entry, std::string const & chip, bool optional) {
+  auto const [begin, end] = found.equal_range(name.key);
+  // A backup that became the route keeps its rendezvous point, which is none; an entry beside the
+  // route's keeps the one that it came with.
+  auto const same = std::find_if(begin, end, [&](auto const & one) {
+    return one.second.vlan == entry.vlan && one.second.outputs == entry.outputs &&
+           (one.second.rpa == entry.rpa || one.second.rpa == 0 || entry.rpa == anyRpa);
+  });
+  if (same != end) {
+    found.erase(same);
+  } else if (!optional) {
+    differ(chip + ": " + name.text() + " lacks " + entry.text());
+  }
+}
+
+// --- At the end
+
+std::string leftovers(Brindle::Sim::Host const & host) {
+  std::string out;
+  for (Chip const * chip : host.chips()) {
+    if (chip->routesInUse()) out += nameOf(*chip) + " holds entries\n";
+    if (chip->outputsInUse()) out += nameOf(*chip) + " holds outputs\n";
+  }
+  if (host.routeTables().oifSet().size()) out += "output sets are left\n";
+  return out;
+}
+
+}  // namespace Simulation

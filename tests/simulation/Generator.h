@@ -1,0 +1,135 @@
+// A script for brindle-sim from a 64-bit seed: a switch is set up, then bursts of random events,
+// each followed by "settle"; in between its chips get room again; at the end all that it depends
+// on is taken away in random order.
+//
+// Each seed weighs the kinds of events anew, so that one run stirs the spanning tree and another
+// the VRFs. The generator does not know the switch: a line may ask for what cannot be done, and is
+// then refused.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/simulation/Random.h"
+
+namespace Simulation {
+
+class Generator {
+ public:
+  explicit Generator(U64 seed) : random_(seed) {}
+
+  std::vector<std::string> script();
+
+ private:
+  struct Event {
+    U32 weight;
+    void (Generator::*make)();
+  };
+  // A route as it was published last.
+  struct Published {
+    std::string iif;
+    std::vector<std::string> oifs;
+    std::string frr;
+    std::string notify;
+    std::string fastdrop;
+    bool programmable = false;
+    bool toCpu = false;
+    bool acceptAny = false;
+    bool hold = false;
+    U32 rpa = 0;
+  };
+
+  // Parts of a script
+  void configure();
+  void addChips();
+  void populate();
+  void startPublishers();
+  void burst();
+  void heal();
+  void tearDown();
+  void weigh();
+  void event();
+  // Parts of a line. A list, since its parts are made in their order; operands of + need not be.
+  using Parts = std::initializer_list<std::string>;
+  void add(Parts parts);
+  void add(std::string const & line) { lines_.push_back(line); }
+  // For what the resolver is told of by nobody.
+  void addAndReview(Parts parts);
+
+  // Events
+  void vlanAdd();
+  void vlanDel();
+  void portAdd();
+  void portDel();
+  void portMove();
+  void stpPort();
+  void stpInstance();
+  void snooping();
+  void snoopingFlood();
+  void join();
+  void leave();
+  void router();
+  void learning();
+  void linkFlood();
+  void lagMember();
+  void lagDel();
+  void lagHardware();
+  void mlag();
+  void intfAdd();
+  void intfDel();
+  void intfVrf();
+  void internalVlan();
+  void vrfAdd();
+  void vrfDel();
+  void routing();
+  void hardware();
+  void nat();
+  void vxlan();
+  void pim();
+  void publishNew();
+  void publishChanged();
+  void withdraw();
+  void attach();
+  void chipRefuse();
+  void chipSize();
+  void chipCome();
+  void chipGo();
+  void chipSignal();
+  void clock();
+  void reviewAll();
+
+  // Words
+  std::string vlan();
+  std::string port();
+  std::string ports();
+  std::string lag() { return "Port-Channel" + std::to_string(random_.between(1, 3)); }
+  std::string lagPort(std::string const & lag);
+  std::string routedPort();
+  std::string intf();
+  std::string vrf();
+  std::string table();
+  std::string group();
+  std::string source();
+  std::string chip() { return "c" + std::to_string(random_.below(chips_)); }
+  std::string onOff() { return random_.percent(50) ? "on" : "off"; }
+  std::string oif();
+  Published freshRoute();
+  void change(Published & route);
+  void publish(std::string const & table, std::string const & key, Published const & route);
+
+  Random random_;
+  std::vector<std::string> lines_;
+  std::vector<Event> events_;
+  U32 totalWeight_ = 0;
+  bool v6_ = false;
+  U32 chips_ = 1;
+  bool lateChips_ = false;
+  bool routeFaults_ = false;
+  bool setFaults_ = false;
+  std::vector<std::string> vrfs_ = {"default"};
+  std::vector<std::string> tables_ = {"pim.default"};
+  std::map<std::pair<std::string, std::string>, Published> published_;  // by table and key
+};
+
+}  // namespace Simulation

@@ -1,0 +1,74 @@
+// The switch under test: a host of brindle-sim in this process, driven by the lines that
+// brindle-sim understands, and compared with the oracle whenever it has settled.
+//
+// Its publishers are in this process, too, so that a run depends on nothing but its lines.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "sim/Commands.h"
+#include "sim/Host.h"
+#include "sim/PublishCommands.h"
+#include "tests/simulation/Oracle.h"
+
+namespace Simulation {
+
+class Lab {
+ public:
+  Lab();
+
+  // Lines that say what is to be true from there on.
+  // All chips have room and nothing is refused any more: every route stands.
+  static constexpr char healed[] = "echo healed";
+  // Nothing is left that a route could come from.
+  static constexpr char emptied[] = "echo emptied";
+
+  // Carries a line out; false if the switch refuses it, which changes nothing. "settle" and the
+  // two above compare.
+  bool run(std::string const & line);
+  // What differed; empty if nothing did.
+  std::string const & wrong() const { return wrong_; }
+
+  // A hash over all that the switch has shown, which is the same in each run of the same lines.
+  U64 trace() const { return trace_; }
+  U32 comparisons() const { return comparisons_; }
+  // Routes that were compared, over all comparisons.
+  U64 routesCompared() const { return routesCompared_; }
+
+ private:
+  struct Publisher {
+    explicit Publisher(std::string const & table);
+    Brindle::Sim::PublishedTable table;
+    std::ostringstream out;
+    Brindle::Sim::Publication publication;
+    Brindle::Sim::Interpreter<Brindle::Sim::Publication> interpreter;
+  };
+
+  void carryOut(std::string const & line, std::vector<std::string> const & words);
+  void publish(std::vector<std::string> const & words);
+  void note(std::vector<std::string> const & words);
+  void compare();
+  std::vector<ReadTable> readTables() const;
+  void traceText(std::string const & text);
+
+  std::ostringstream out_;
+  // Before the host: it reads their tables to the end.
+  std::vector<std::unique_ptr<Publisher>> publishers_;
+  Brindle::Sim::Host host_;
+  Brindle::Sim::Interpreter<Brindle::Sim::Host> interpreter_;
+  // Chips that came after the start, until each route has been computed again.
+  std::set<std::string> lateChips_;
+  bool reviewed_ = false;
+  bool failuresExpected_ = false;
+  std::string wrong_;
+  U64 trace_ = 0xcbf29ce484222325;
+  U32 comparisons_ = 0;
+  U64 routesCompared_ = 0;
+};
+
+}  // namespace Simulation

@@ -1,0 +1,118 @@
+// What the switch must hold, by a slow and plain computation from the published records and routes
+// alone. It shares nothing with the resolver: each answer is computed from scratch, for one route
+// at a time, and nothing is remembered.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "model/PortVlanSet.h"
+#include "sim/Host.h"
+#include "state/ShoalFib.h"
+
+namespace Simulation {
+
+using Key = Routing::Multicast::Fib::IpGenRouteKey;
+
+// An output set.
+struct Outputs {
+  std::set<Brindle::PortVlan> members;
+  std::set<U32> nat;
+  bool toCpu = false;
+  bool fastdrop = false;
+  U32 vlan = 0;
+
+  std::string text() const;
+};
+std::string textOf(Brindle::PortVlanSet const & set);
+
+// An entry beside the one of the route itself.
+struct SideEntry {
+  U32 vlan = 0;
+  Outputs outputs;
+};
+
+struct ExpectedRoute {
+  // Whether the route is to be in the table: where that hangs on what was before, either will do.
+  // Of one that is left as it is nothing can be told.
+  enum Standing { stands, mayStand, leftAsItIs } standing = stands;
+  char const * why = "";  // of the latter two
+  U32 vlan = 0;           // that it is accepted in
+  U32 rpa = 0;
+  bool noRpf = false;
+  bool acceptsTwice = false;  // by outputs: the first one counts
+  Shoal::Multicast::Fib::Route record;
+  bool programmed = true;  // prefix routes are other machines' business
+  Outputs outputs;
+  std::optional<SideEntry> notify;
+  std::optional<SideEntry> fastdrop;
+  std::optional<SideEntry> frr;
+
+  bool needsEntry() const { return vlan != 0 || noRpf || rpa != 0; }
+};
+
+struct RouteName {
+  L3::VrfName vrf;
+  Key key;
+  bool operator<(RouteName const & o) const { return vrf != o.vrf ? vrf < o.vrf : key < o.key; }
+  std::string text() const { return key.pretty() + " in " + std::string(vrf.view()); }
+};
+
+// A table of routes that the switch reads, by its name "PROTOCOL.VRF", in the order of their
+// coming.
+struct ReadTable {
+  std::string name;
+  Shoal::Multicast::Fib::Status const * routes;
+};
+
+class Oracle {
+ public:
+  Oracle(Brindle::Sim::Host const & host, std::vector<ReadTable> const & tables);
+
+  // All routes that may stand.
+  std::map<RouteName, ExpectedRoute> routes() const;
+  // The VRFs in which multicast is routed.
+  bool routed(L3::VrfName vrf) const;
+
+ private:
+  using Route = Shoal::Multicast::Fib::Route;
+  struct Published {
+    Shoal::Multicast::Fib::Status const * table;
+    Route route;
+  };
+  struct Walk;
+  using Members = std::set<Brindle::PortVlan>;
+
+  ExpectedRoute expected(RouteName const & name, std::vector<Published> const & published) const;
+  void judgeStanding(RouteName const & name, std::vector<Published> const & published,
+                     ExpectedRoute & out) const;
+  bool waitsFor(Nettle::IntfId intf) const;
+  void compute(Published const & best, ExpectedRoute & out) const;
+  void member(Walk & walk, Shoal::Multicast::Fib::OifIndexIntf const & oif, U32 vlan) const;
+  void sideEntries(Walk & walk, Shoal::Multicast::Fib::OifIndexIntf const & oif, U32 vlan) const;
+  void finishFrr(Walk & walk) const;
+  SideEntry toCpuEntry(Key const & key, U32 vlan, Nettle::IntfId iif, bool fastdrop) const;
+
+  // The members that a VLAN adds for a group, LAGs not yet resolved.
+  Members vlanMembers(U32 vlan, Key const & key) const;
+  void addPorts(U32 vlan, Members & out) const;
+  void addListeners(U32 vlan, Key const & key, Members & out) const;
+  void addTunnels(U32 vlan, Members & out) const;
+  void addPort(U32 vlan, Nettle::IntfId port, Members & out) const;
+  Members resolvedLags(Members const & members, U32 chooser, Key const & key) const;
+  void resolveLag(Brindle::PortVlan const & lag, U32 chooser, Key const & key, Members & out) const;
+  std::vector<Nettle::IntfId> lagMembers(Nettle::IntfId lag, bool configured) const;
+  U32 forwardingPorts(U32 vlan) const;
+  bool forwards(U32 vlan, Nettle::IntfId port) const;
+  U32 vlanOf(Nettle::IntfId intf) const;
+  bool inVrf(Nettle::IntfId intf, L3::VrfName vrf) const;
+
+  Brindle::Sim::Host const & host_;
+  Brindle::Sim::Records const & records_;
+  std::vector<ReadTable> const & tables_;
+};
+
+}  // namespace Simulation
