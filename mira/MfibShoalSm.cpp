@@ -187,7 +187,13 @@ void MfibShoalSm::handleRoute(RouteKey const & key) {
     if (exists && forceDelRoutes_ && mira_->mfibShoalSm().size() > 1) return;
   }
   bool const l3Enabled = mira_->l3Enabled();
-  if (l3Enabled && !forceDelRoutes_ && exists && usable(route)) {
+  bool const wanted = l3Enabled && !forceDelRoutes_ && exists;
+  if (wanted && wantsVlan(route)) {
+    wantsVlan_.at(key) = iif;
+  } else {
+    wantsVlan_.del(key);
+  }
+  if (wanted && usable(route)) {
     doAddRoute(key, route, iif);
   } else if (!l3Enabled || !doHandOver(key)) {
     doDeleteRoute(key);
@@ -196,6 +202,20 @@ void MfibShoalSm::handleRoute(RouteKey const & key) {
 
 Bridging::VlanIdOrNone MfibShoalSm::vlanOf(Nettle::IntfId intf) const {
   return mira_->intfVlanIdTable()->intfIdToVlanId(intf);
+}
+
+void MfibShoalSm::handleIntfVlanId(Nettle::IntfId intf) {
+  SKEIN("MfibShoalSm::handleIntfVlanId ", mira_->vrfName(), " ", intf);
+  for (auto i = wantsVlan_.begin(); i; i.advance()) {
+    if (i.value() == intf) handleRoute(i.key());
+  }
+}
+
+// True if the route would be installed if only its iif had a VLAN.
+bool MfibShoalSm::wantsVlan(Route const & route) const {
+  if (vlanOf(route.iif())) return false;
+  return route.isStarG() ? (route.flags() & Route::installStarG) != 0
+                         : static_cast<bool>(vlanOf(route.iifFrr()));
 }
 
 bool MfibShoalSm::usable(Route const & route) const {
@@ -275,7 +295,8 @@ void MfibShoalSm::doMarkForDeletion(Mroute & mroute) {
 
 bool MfibShoalSm::handleWcRouteAdd(RouteKey const & key, Route const & route) {
   SKEIN("MfibShoalSm::handleWcRouteAdd ", key, " iif ", route.iif(), " notify ", route.notify());
-  if (route.rpaId() != rpaNone) {  // sparse mode only waits
+  // Only sparse mode waits, and only subnets of IPv4 are tracked.
+  if (route.rpaId() != rpaNone || in_.mrouteTable->af() != Nettle::ipv4()) {
     doStopWaiting(key);
     doLean(key, {});
     return true;
@@ -345,7 +366,6 @@ void MfibShoalSm::doLean(RouteKey const & key, Leaning const & wanted) {
   if (old.notify) old.notify->refCountDec(1);
 }
 
-// An interface without IP holds nobody up, nor does one that nobody tracks.
 bool MfibShoalSm::ready(Nettle::IntfId intf) const {
   if (!in_.ipStatus->ipIntfStatus(intf)) return true;
   auto const * status = in_.pimIntfStatus->intfStatus(intf);
@@ -389,15 +409,18 @@ bool MfibShoalSm::doStopWaiting(RouteKey const & key) {
   return true;
 }
 
+// Not all that wait for the interface stand in its toAddWc: it may have got IP, and a record, after
+// they came, and a route of another VRF has the same place there. What cannot go in yet is read
+// anew all the same, to lean on an interface that has got IP.
 void MfibShoalSm::processWcRoutesForIntf(Nettle::IntfId intf) {
   SKEIN("MfibShoalSm::processWcRoutesForIntf ", mira_->vrfName(), " ", intf);
-  Zet::Ptr<IntfStatus> const status = in_.pimIntfStatus->intfStatus(intf);
-  if (!status) return;
-  for (auto i = status->toAddWc().begin(); i; i.advance()) {
-    Route const * route = unprogrammedWcRoute_.find(i.key());
-    if (!route || !ready(*route)) continue;
-    ZET_TRACE(7, mira_->vrfName() << ", transferring mroute : " << i.key()
-                                  << " from toAddWc to mrouteTable");
+  for (auto i = unprogrammedWcRoute_.begin(); i; i.advance()) {
+    Route const & route = i.value();
+    if (route.iif() != intf && route.notify() != intf) continue;
+    if (ready(route)) {
+      ZET_TRACE(7, mira_->vrfName()
+                       << ", transferring mroute : " << i.key() << " from toAddWc to mrouteTable");
+    }
     handleRoute(i.key());
   }
 }
@@ -406,7 +429,7 @@ void MfibShoalSm::handleIpIntfStatus(Nettle::IntfId intf) {
   SKEIN("MfibShoalSm::handleIpIntfStatus ", mira_->vrfName(), " ", intf);
   Ip::IpIntfStatus const * status = in_.ipStatus->ipIntfStatus(intf);
   if (Zet::Ptr<PrefixIntfSm> const sm = prefixIntfSm(intf)) sm->ipIntfStatusIs(status);
-  if (status) processWcRoutesForIntf(intf);
+  processWcRoutesForIntf(intf);
 }
 
 // --- Connected prefixes

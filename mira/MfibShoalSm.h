@@ -69,6 +69,11 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   // Installs what waited for this interface and need not wait any more.
   void processWcRoutesForIntf(Nettle::IntfId intf);
   void handleIpIntfStatus(Nettle::IntfId intf);
+  // No route has to wait for this interface: one without IP holds nobody up, nor does one that
+  // nobody tracks.
+  bool ready(Nettle::IntfId intf) const;
+  // The VLAN of the interface may be another one: reads again what was refused for want of it.
+  void handleIntfVlanId(Nettle::IntfId intf);
   // The routes that wait.
   auto const & unprogrammedWcRoute() const { return unprogrammedWcRoute_; }
 
@@ -131,12 +136,12 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   void doForceDelete();
   void handlePrefixes();
   bool usable(Route const & route) const;
+  bool wantsVlan(Route const & route) const;
   Bridging::VlanIdOrNone vlanOf(Nettle::IntfId intf) const;
   bool doTrack(Nettle::IntfId intf);
   void prefixIntfSmIs(Nettle::IntfId intf);
   void doLean(RouteKey const & key, Leaning const & wanted);
   void doDropIdleIntfs();
-  bool ready(Nettle::IntfId intf) const;
   bool ready(Route const & route) const;
   void doShowWaiting(Route const & route);
   bool doStopWaiting(RouteKey const & key);
@@ -152,6 +157,7 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   Zet::HashMap2018<RouteKey, Route> unprogrammedWcRoute_;
   Zet::HashMap2018<RouteKey, Route> prefixShoalRoute_;
   Zet::HashMap2018<RouteKey, Leaning> leaning_;
+  Zet::HashMap2018<RouteKey, Nettle::IntfId> wantsVlan_;  // each with its iif
   Zet::HashMap<Nettle::IntfId, PrefixIntfSm> prefixIntfSm_;
 
   // Reactors

@@ -41,6 +41,7 @@ void Mira::handleIntfVlanId(IntfId intf, VlanIdOrNone vlan) {
   miraRoot_->handleIntfConfig(intf);
   if (mbrIntf() && mbrIntf()->intf(intf)) handleMbr();
   doMarkVlanDirty(vlan);
+  for (auto table = mfibShoalSm_.begin(); table; table.advance()) table->handleIntfVlanId(intf);
   if (vrf_ != L3::VrfName::defaultVrf() || !miraRoot_->miraL2()) return;
   if (l2Enabled(*miraRoot_, vlan)) miraRoot_->miraL2()->doMarkVlanDirty(vlan);
 }

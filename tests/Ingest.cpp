@@ -354,16 +354,55 @@ TEST_F(Ingest, AWaitingRouteIsReleasedByItsLastInterfaceOrByARepeat) {
   EXPECT_EQ(refCount(v30), 1u);
   EXPECT_FALSE(waits(second, v30));
 
-  // IP that comes to an interface which is tracked already.
+  // IP that goes from an interface without subnets.
   RouteKey const third = key("0.0.0.0/0", "224.1.1.3/32");
   IntfId const v40 = routed(40), v50 = routed(50);
   programmed(v50, true);
   t->routeIs(starG(third, v40, v50));
   ASSERT_FALSE(mroute(third));
   ip->ipIntfStatusDel(v40);
-  ip->ipIntfStatusDel(v50);
-  routed(50);
   EXPECT_TRUE(mroute(third));
+
+  // IP that comes to an interface after the route: it is one more to wait for.
+  RouteKey const fourth = key("0.0.0.0/0", "224.1.1.4/32");
+  IntfId const v60 = routed(60), v70("Vlan70");
+  t->routeIs(starG(fourth, v60, v70));
+  routed(70);
+  EXPECT_EQ(refCount(v70), 1u);
+  programmed(v60, true);
+  EXPECT_FALSE(mroute(fourth));
+  programmed(v70, true);
+  EXPECT_TRUE(mroute(fourth));
+}
+
+TEST_F(Switch, ARouteThatLacksAVlanComesInWithIt) {
+  vlan(20, "Ethernet2");
+  vlan(30, "Ethernet3");
+  ip->ipIntfStatusIs(intf("Ethernet7"))->vrfIs("default");
+  address("Ethernet7", "10.7.0.1/24");
+  publishStar("239.1.1.1", "Ethernet7", "Vlan30");
+  publishStar("239.1.1.2", "Ethernet7", "Vlan30");
+  Route backed = record("10.7.0.2", "239.1.1.3", "Ethernet7", "Vlan30");
+  backed.iifFrrIs(intf("Vlan20"));
+  publish(backed);
+  withdraw("*", "239.1.1.2");
+  settle();
+  EXPECT_EQ(routes().mroute().size(), 0u);
+  intfVlans->internalVlanIdIs(intf("Ethernet7"), VlanIdOrNone(1006));
+  settle();
+  EXPECT_EQ(outputs("*", "239.1.1.1"), "Ethernet3@30");
+  EXPECT_FALSE(mroute("*", "239.1.1.2"));
+  EXPECT_EQ(outputs("10.7.0.2", "239.1.1.3"), "Ethernet3@30");
+}
+
+TEST_F(Switch, AnIpv6RouteWaitsForNoSubnetOfIpv4) {
+  af = Nettle::ipv6();
+  vlan(10, "Ethernet1");
+  address("Vlan10", "10.1.0.1/24");
+  chip().routeTotalIs(0);
+  publishStar("ff0e::1", "Vlan10", "");
+  EXPECT_TRUE(mroute("*", "ff0e::1"));
+  EXPECT_EQ(pimIntf->intfStatus().size(), 0u);
 }
 
 TEST_F(Ingest, TwoTablesThatWaitForOneInterfaceAreBothReleased) {
