@@ -91,7 +91,9 @@ class BRINDLE_API SwitchChip : public SwitchChipBase {
   // is no room. The object may be shared with an equal set.
   virtual void doAllocateMtableOifSet(Zet::Ptr<OifSet const> const &);
   // Sets routeHandle() to a new entry, which is not active yet, or to null, and clears
-  // mrouteTcamFree(), if the table is full.
+  // mrouteTcamFree(), if the table is full. Connected subnets take entries from here, too, but are
+  // tried again at a change of boundaryTcamFree(): a chip whose table is full clears both flags,
+  // and sets both when entries become free.
   virtual void doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone acceptingVlanId,
                                bool bridgeAction, Zet::Ptr<MtableOifSet> const &, bool fastdrop,
                                bool noRpf, RpaIndex rpaId, L3::VrfName vrf);

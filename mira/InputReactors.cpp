@@ -263,9 +263,14 @@ void InputReactors::handleSlice(Zet::Name const & name) {
   }
   if (before == now) return;
   zetPrefixMrouteStatus_.follow(name, now.get());
-  for (auto const & status : {before, now}) {
-    if (!status) continue;
-    for (auto i = status->route().begin(); i; i.advance()) handlePrefixMroute(i.key());
+  if (before) {
+    for (auto i = before->route().begin(); i; i.advance()) {
+      auto * const info = wantedPrefix(i.key());
+      if (info && !inHardware(i.key())) info->programmerDel();
+    }
+  }
+  if (now) {
+    for (auto i = now->route().begin(); i; i.advance()) handlePrefixMroute(i.key());
   }
 }
 
@@ -278,14 +283,20 @@ void InputReactors::handleSlice() {
 void InputReactors::handlePrefixMroute(
     Routing::Multicast::Fib::PimIntf::PrefixMroute const & prefix) {
   SKEIN("InputReactors::handlePrefixMroute ", prefix.prefix, " ", prefix.intfId);
+  if (auto * const info = wantedPrefix(prefix)) info->programmedIs(inHardware(prefix));
+}
+
+Routing::Multicast::Fib::PimIntf::PrefixRouteInfo * InputReactors::wantedPrefix(
+    ZetPrefixMrouteStatus::Prefix const & prefix) {
   auto * const intf = root_->pimIntfStatus()->intfStatus(prefix.intfId);
-  auto * const info = intf ? intf->route(prefix.prefix) : nullptr;
-  if (!info) return;
-  bool programmed = false;
+  return intf ? intf->route(prefix.prefix) : nullptr;
+}
+
+bool InputReactors::inHardware(ZetPrefixMrouteStatus::Prefix const & prefix) const {
   for (auto i = zetPrefixMrouteStatus_.begin(); i; i.advance()) {
-    programmed = programmed || (i->target() && i->target()->route(prefix));
+    if (i->target() && i->target()->route(prefix)) return true;
   }
-  info->programmedIs(programmed);
+  return false;
 }
 
 }  // namespace Brindle

@@ -222,6 +222,9 @@ class InputReactors : public Zet::Sm {
     using KeyedReactor::KeyedReactor;
     void onRoute(Prefix const & prefix) override { sm()->handlePrefixMroute(prefix); }
   };
+  Routing::Multicast::Fib::PimIntf::PrefixRouteInfo * wantedPrefix(
+      ZetPrefixMrouteStatus::Prefix const & prefix);
+  bool inHardware(ZetPrefixMrouteStatus::Prefix const & prefix) const;
 
   void markPortDirty(IntfId intf);
 

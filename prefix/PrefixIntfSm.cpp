@@ -28,12 +28,7 @@ PrefixIntfSm::PrefixIntfSm(PrefixIntfSmIs const & in)
 
 void PrefixIntfSm::handleInitialized() {
   SKEIN("PrefixIntfSm::handleInitialized ", intfId_);
-  if (auto const * ip = ipIntfStatus()) {
-    vrf_ = ip->vrf();
-    handlePrimary();
-    auto const & secondaries = ip->activeSecondaryWithMask();
-    for (auto i = secondaries.begin(); i; i.advance()) handleSecondary(i.key());
-  }
+  if (ipIntfStatus()) doAddAddresses();
   initialized_ = true;
 }
 
@@ -42,19 +37,28 @@ bool PrefixIntfSm::hasGone() const { return pimIntfStatus_->intfStatus(intfId_) 
 
 // --- Addresses
 
+void PrefixIntfSm::doAddAddresses() {
+  vrf_ = ipIntfStatus()->vrf();
+  handlePrimary();
+  auto const & secondaries = ipIntfStatus()->activeSecondaryWithMask();
+  for (auto i = secondaries.begin(); i; i.advance()) handleSecondary(i.key());
+}
+
+// What the old record had goes from the VRF that it was in, before anything of the new one comes.
 void PrefixIntfSm::ipIntfStatusIs(Zet::Ptr<IpIntfStatus const> const & v) {
   if (ipIntfStatus() == v.get()) return;
   SKEIN("PrefixIntfSm::ipIntfStatusIs ", intfId_, " stands: ", static_cast<bool>(v));
   Zet::Ptr<PrefixIntfSm> self(this);
   Zet::Ptr<IpIntfStatus const> const old(ipIntfStatus());
-  zetIpIntfStatus_.attach(v);
+  zetIpIntfStatus_.attach(nullptr);
   handlePrimary();
-  for (auto const & status : {old, v}) {
-    if (!status) continue;
-    auto const & secondaries = status->activeSecondaryWithMask();
+  if (old) {
+    auto const & secondaries = old->activeSecondaryWithMask();
     for (auto i = secondaries.begin(); i && !hasGone(); i.advance()) handleSecondary(i.key());
   }
-  if (v) handleVrf();
+  if (!v || hasGone()) return;
+  zetIpIntfStatus_.attach(v);
+  doAddAddresses();
 }
 
 void PrefixIntfSm::handlePrimary() {
@@ -192,6 +196,14 @@ void PrefixIntfSm::ZetRoute::handleProgrammed() {
   SKEIN("PrefixIntfSm::handleProgrammed ", machine->intfId(), " ", key());
   if (machine->intfStatus()->refCount() == 0) return;
   machine->programmedRouteCountInc(1);
+  machine->doUpdateRoutesProgrammed();
+}
+
+void PrefixIntfSm::ZetRoute::handleProgrammerDel() {
+  Zet::Ptr<PrefixIntfSm> const machine(sm());
+  SKEIN("PrefixIntfSm::handleProgrammerDel ", machine->intfId(), " ", key());
+  if (machine->intfStatus()->refCount() == 0) return;
+  machine->programmedRouteCountDec(1);
   machine->doUpdateRoutesProgrammed();
 }
 

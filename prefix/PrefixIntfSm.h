@@ -6,7 +6,8 @@
 // this machine, which keeps in step with the interface's addresses:
 //  - the status's `route`, the subnets that are wanted in the chips;
 //  - PimIntf::Status's `srcToIntfMap`, which says where they are;
-//  - the status's `routesProgrammed`: the chips hold all of them.
+//  - the status's `routesProgrammed`: as many words of the chips were counted as there are subnets.
+//    So the chips hold all of them, unless one that is wanted has left them for a while.
 // It goes with the status, once no (*,G) route leans on the interface and no subnet is left.
 //
 // It never talks to chips: a programmer acts on `route`, and `programmed` of each subnet says what
@@ -88,11 +89,14 @@ class BRINDLE_API PrefixIntfSm final : public Zet::Sm, public Zet::HashLink {
   struct ZetRoute final : Zet::KeyedReactor<Nettle::IpGenPrefix, PrefixRouteInfo, PrefixIntfSm> {
     using KeyedReactor::KeyedReactor;
     void onProgrammed() override { handleProgrammed(); }
+    void onProgrammerDel() override { handleProgrammerDel(); }
     void handleProgrammed();
+    void handleProgrammerDel();
     void handleDelete(PrefixRouteInfo const & info);
   };
 
   void handleInitialized();
+  void doAddAddresses();
   void programmedRouteCountInc(U32 n) { programmedRouteCount_ += n; }
   void programmedRouteCountDec(U32 n);
   void doAddPrefix(Nettle::Prefix const & prefix);

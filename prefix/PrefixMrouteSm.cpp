@@ -121,7 +121,7 @@ void PrefixMrouteSm::doAddMroute(Zet::Ptr<PrefixRouteInfo const> const & info) {
   auto const mrouteInfo = Zet::make<MrouteInfo>(key);
   mrouteInfo_.insert(mrouteInfo);
   if (!intfInfo_.find(key.intfId)) intfInfo_.insert(Zet::make<IntfInfo>(key.intfId));
-  intfInfo_.find(key.intfId)->prefixIs(key.prefix, true);
+  intfInfo_.find(key.intfId)->prefixIs(key.prefix);
   auto const & chips = in_.fabric->chip();
   for (auto i = chips.begin(); i; i.advance()) {
     if (doProgram(*mrouteInfo, i->value)) continue;

@@ -26,12 +26,11 @@ class BRINDLE_API PrefixMrouteSm final : public Zet::Sm {
   using PrefixRouteInfo = Routing::Multicast::Fib::PimIntf::PrefixRouteInfo;
   using PrefixMrouteStatus = Routing::Multicast::Fib::PimIntf::PrefixMrouteStatus;
 
-  // A subnet of an interface. Null if both are.
+  // A subnet of an interface.
   struct PrefixIntfKey {
     Nettle::Prefix prefix;
     Nettle::IntfId intfId;
 
-    bool isNull() const { return prefix.isNull() && intfId.empty(); }
     U32 hash() const { return Zet::hashAll(prefix, intfId); }
     auto operator<=>(PrefixIntfKey const &) const = default;
     static constexpr char const * zetType = "Brindle::PrefixMrouteSm::PrefixIntfKey";
@@ -65,7 +64,7 @@ class BRINDLE_API PrefixMrouteSm final : public Zet::Sm {
    public:
     using KeyedEntity::KeyedEntity;
     auto const & prefix() const { return prefix_; }
-    void prefixIs(Nettle::Prefix const & k, bool v) { v ? prefix_.insert(k) : prefix_.del(k); }
+    void prefixIs(Nettle::Prefix const & k) { prefix_.insert(k); }
     void prefixDel(Nettle::Prefix const & k) { prefix_.del(k); }
 
    private:

@@ -32,6 +32,7 @@ class PrefixRouteInfo : public Zet::KeyedEntity<Nettle::IpGenPrefix> {
   class NotifieeConst : public Zet::NotifieeOf<PrefixRouteInfo, Zet::Entity> {
    public:
     virtual void onProgrammed() {}
+    virtual void onProgrammerDel() {}
   };
   PrefixRouteInfo(Nettle::IpGenPrefix const & prefix, Nettle::IntfId intf)
       : KeyedEntity(prefix),
@@ -42,6 +43,8 @@ class PrefixRouteInfo : public Zet::KeyedEntity<Nettle::IpGenPrefix> {
   // The chips hold it.
   bool programmed() const { return programmed_; }
   void programmedIs(bool v) { assign(programmed_, v, &NotifieeConst::onProgrammed); }
+  // The last programmer that held it has gone, without a word about its chips.
+  void programmerDel() { assign(programmed_, false, &NotifieeConst::onProgrammerDel); }
 
  private:
   Nettle::IntfId const intfId_;

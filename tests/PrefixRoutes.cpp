@@ -130,10 +130,8 @@ TEST_F(PrefixRoutes, RetriesAskOnceAndEndAtTheFirstThatFails) {
   faulty->routeTotalIs(100);
   fabric->chipIs(faulty);
   faulty->refuseRoutes = true;
-  for (U32 n : {1u, 2u, 3u}) {
-    address("Vlan10", "10.1.0.1/24");
-    secondary("Vlan10", "10.1." + std::to_string(n) + ".1/24");
-  }
+  address("Vlan10", "10.1.0.1/24");
+  for (U32 n : {1u, 2u, 3u}) secondary("Vlan10", "10.1." + std::to_string(n) + ".1/24");
   publishStar("239.1.1.1", "Vlan10", "");
   settle();
   EXPECT_EQ(prefixes->unprogrammedRoute().size(), 4u);
@@ -230,6 +228,45 @@ TEST_F(PrefixRoutes, SubnetsGoWithTheirVrfAndComeBackWithIt) {
   settle();
   EXPECT_FALSE(mroute("10.1.0.0/24", "224.0.0.0/4", "red"));
   EXPECT_EQ(iifVlan("10.1.0.0/24", "224.0.0.0/4"), 40u);
+}
+
+TEST_F(PrefixRoutes, TwoVrfsThatWaitForOneInterfaceAreBothReleased) {
+  configure("red");
+  chip().routeTotalIs(0);
+  address("Vlan10", "10.1.0.1/24");
+  for (char const * table : {"pim.default", "pim.red"}) {
+    publishStar("239.1.1.1", "Vlan10", "", "", table);
+  }
+  settle();
+  for (bool const stands : {false, true}) {
+    if (stands) room("chip0", 100);
+    EXPECT_EQ(static_cast<bool>(mroute("*", "239.1.1.1")), stands);
+    EXPECT_EQ(static_cast<bool>(mroute("*", "239.1.1.1", "red")), stands);
+  }
+}
+
+TEST_F(PrefixRoutes, WhatAProgrammerHeldCountsNoMoreWhenItIsReplaced) {
+  using Status = Routing::Multicast::Fib::PimIntf::PrefixMrouteStatus;
+  address("Vlan10", "10.1.0.1/24");
+  secondary("Vlan10", "10.2.0.1/24");
+  publishStar("239.1.1.1", "Vlan10", "");
+  ASSERT_TRUE(tracked("Vlan10")->routesProgrammed());
+  enum { gone, empty, full };
+  for (auto const how : {empty, full, gone, empty}) {
+    SCOPED_TRACE(how);
+    auto const slice = Zet::make<Status>(Zet::Name("prefixes"));
+    auto fill = [&] {
+      for (auto i = tracked("Vlan10")->route().begin(); i; i.advance()) {
+        slice->routeIs({i.key(), intf("Vlan10")}, true);
+      }
+    };
+    if (how == gone) prefixStatus->entityDel(slice->name());
+    if (how == full) fill();
+    prefixStatus->entityIs(slice->name(), slice);
+    EXPECT_EQ(tracked("Vlan10")->routesProgrammed(), how == full);
+    fill();
+    EXPECT_TRUE(tracked("Vlan10")->routesProgrammed());
+  }
 }
 
 TEST_F(PrefixRoutes, AProgrammerThatComesLaterFindsWhatStandsAndLosesNothing) {
