@@ -5,6 +5,7 @@
 #include "sim/Host.h"
 #include "sim/Render.h"
 #include "sim/TextTable.h"
+#include "sim/Views.h"
 
 namespace Brindle::Sim {
 
@@ -61,18 +62,6 @@ struct Waiting {
   std::vector<IntfId> intfs;
 };
 
-std::vector<IntfId> unreadyIntfs(Host const & host, Shoal::Multicast::Fib::Route const & route) {
-  auto const & records = host.records();
-  std::vector<IntfId> out;
-  for (auto intf : {route.iif(), route.notify()}) {
-    auto const * status = records.pimIntfStatus->intfStatus(intf);
-    bool const ready =
-        !records.ipStatus->ipIntfStatus(intf) || !status || status->routesProgrammed();
-    if (!ready && std::find(out.begin(), out.end(), intf) == out.end()) out.push_back(intf);
-  }
-  return out;
-}
-
 std::vector<Waiting> waitingRoutes(Host const & host) {
   std::vector<Waiting> out;
   if (!host.started()) return out;
@@ -81,7 +70,7 @@ std::vector<Waiting> waitingRoutes(Host const & host) {
       for (auto i = table->unprogrammedWcRoute().begin(); i; i.advance()) {
         out.push_back({std::string(table->name().view()),
                        {mira.key(), i.key()},
-                       unreadyIntfs(host, *table->unprogrammedWcRoute().find(i.key()))});
+                       unreadyIntfs(*table, i.value())});
       }
     }
   }
@@ -102,7 +91,7 @@ std::vector<std::string> unprogrammedSubnets(PimIntf const & status) {
 std::string waitText(std::string const & intf, PimIntf const & status,
                      std::vector<std::string> const & subnets) {
   if (status.route().empty()) return "an address on " + intf;
-  if (subnets.empty()) return "a new start of " + intf + ", once no route leans on it";
+  if (subnets.empty()) return intf + ", which is not ready though its subnets are in hardware";
   std::string text = "room for";
   for (auto const & subnet : subnets) text += " " + subnet;
   return text + " of " + intf;

@@ -142,14 +142,10 @@ class RouteReader {
 };
 
 // Why a (*,G) route has to wait.
-std::string waitReason(Host const & host, Shoal::Multicast::Fib::Route const & route) {
+std::string waitReason(MfibShoalSm const & table, Shoal::Multicast::Fib::Route const & route) {
   std::vector<std::string> intfs;
-  for (auto intf : {route.iif(), route.notify()}) {
-    auto const * status = host.records().pimIntfStatus->intfStatus(intf);
-    bool const waits =
-        host.records().ipStatus->ipIntfStatus(intf) && !(status && status->routesProgrammed());
-    if (waits && (intfs.empty() || intfs.front() != intf.view())) intfs.push_back(textOf(intf));
-  }
+  for (auto intf : unreadyIntfs(table, route)) intfs.push_back(textOf(intf));
+  if (intfs.empty()) return "for the next change of its interfaces";
   return "for the connected subnets of " + alternatives(intfs) + " in hardware";
 }
 
@@ -163,7 +159,7 @@ void addWaiting(Host const & host, L3::VrfName vrf, std::vector<RouteView> & vie
       view.key = {vrf, i.key()};
       view.iif = textOf(route.iif());
       view.state = RouteView::State::waiting;
-      view.reason = waitReason(host, route);
+      view.reason = waitReason(*table, route);
       views.push_back(std::move(view));
     }
   }
@@ -427,6 +423,15 @@ std::vector<ReviewView> reviewViews(Host const & host) {
                      mira->dirtyMrouteMetadata().size(), mira->reviewPending()});
   }
   return views;
+}
+
+std::vector<Nettle::IntfId> unreadyIntfs(MfibShoalSm const & table,
+                                         Shoal::Multicast::Fib::Route const & route) {
+  std::vector<Nettle::IntfId> out;
+  for (auto intf : {route.iif(), route.notify()}) {
+    if (!table.ready(intf) && (out.empty() || out.front() != intf)) out.push_back(intf);
+  }
+  return out;
 }
 
 std::vector<std::string> portsOf(OutputsView const & outputs) {

@@ -10,6 +10,11 @@
 #include "model/PortVlanSet.h"
 #include "platform/VrfName.h"
 #include "state/RouteKey.h"
+#include "state/ShoalRoute.h"
+
+namespace Brindle {
+class MfibShoalSm;
+}
 
 namespace Brindle::Sim {
 
@@ -179,6 +184,10 @@ struct ReviewView {
   bool pending;
 };
 std::vector<ReviewView> reviewViews(Host const & host);
+
+// The interfaces that a waiting (*,G) route of the table has to wait for, its input first.
+std::vector<Nettle::IntfId> unreadyIntfs(MfibShoalSm const & table,
+                                         Shoal::Multicast::Fib::Route const & route);
 
 // Ports in their order, each once.
 std::vector<std::string> portsOf(OutputsView const & outputs);
