@@ -161,9 +161,10 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   // A wanted route came or went. The form without a key checks that nothing is wanted.
   void handleL2Route(RouteKey const & key);
   void handleL2Route();
-  // A VLAN came up or went down: its floodsets.
+  // A VLAN came up or went down, or is extended or no longer: its floodsets.
   void doUpdateVlanFloodsets(Bridging::VlanId vid);
-  // Whether a snooped group of a VLAN is to have a route of its own, by snooping and PIM.
+  // Whether a group of a VLAN is to have a route of its own: by snooping and PIM, or as it is
+  // configured.
   void doEnableDisableEthGroup(Nettle::EthAddr const & eth, Bridging::VlanId vlan);
   void doEnableDisableVlanEthGroup(Bridging::VlanId vlan);
   // Where PIM runs, groups are routed rather than bridged.
@@ -284,7 +285,7 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   // VLANs that are extended over VXLAN.
   bool vxlanVlan(Bridging::VlanId vid) const { return vxlanVlan_.contains(vid); }
   void vxlanVlanIs(Bridging::VlanId vid, bool v);
-  // VLANs whose L2 floodsets are computed here although l2Enabled is false.
+  // VLANs whose L2 routes are wanted although l2Enabled is false; another process computes them.
   bool l2EnabledOnVlan(Bridging::VlanId vid) const { return l2EnabledOnVlan_.contains(vid); }
   void l2EnabledOnVlanIs(Bridging::VlanId vid, bool v);
   // What EVPN allows to be flooded towards multihomed segments.
@@ -486,7 +487,7 @@ inline Zet::Ptr<Routing::Multicast::Fib::SparseModeStatus const> const & Mira::s
   return miraRoot_->sparseModeStatus();
 }
 
-// Whether this process computes the L2 routes of the VLAN.
+// Whether the VLAN is to have L2 routes, here or in another process.
 inline bool l2Enabled(MiraRoot const & root, Bridging::VlanIdOrNone vid) {
   return root.l2Enabled() || (vid && root.l2EnabledOnVlan(Bridging::VlanId(vid)));
 }

@@ -1,4 +1,4 @@
-// How far the review of each VRF's routes has come, for whoever waits for it.
+// Which reviews run at this time, for whoever waits for their end.
 #pragma once
 
 #include "platform/Entity.h"
@@ -7,7 +7,8 @@
 
 namespace Brindle {
 
-// Generations of finished passes, IPv4 and IPv6.
+// Of each VRF whose review is in a pass, the number of that pass, IPv4 and IPv6; that of L2 routes
+// as "floodset".
 class ReviewInfo : public Zet::Entity {
  public:
   class NotifieeConst : public Zet::NotifieeOf<ReviewInfo, Zet::Entity> {

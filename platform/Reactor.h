@@ -136,13 +136,17 @@ template <class K, class R> class ReactorMap final : public ReactorHolder, publi
   template <class T> R * attach(K const & key, Ptr<T> const & target) {
     return attach(key, target.get());
   }
-  // The same for a member that has come or, where there is no target, gone.
-  void follow(K const & key, typename R::Target * target) {
+  // The same for a member that has come or, where there is no target, gone. True if the target is
+  // another one than before.
+  bool follow(K const & key, typename R::Target * target) {
+    R * const held = this->find(key);
+    bool const another = target != (held ? held->target() : nullptr);
     if (target) {
       attach(key, target);
     } else {
       del(key);
     }
+    return another;
   }
   void del(K const & key) {
     R * r = this->find(key);

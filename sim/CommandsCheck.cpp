@@ -262,7 +262,7 @@ constexpr Command<Host> rows[] = {
     {"expect floodset VLAN group MAC [ports PORT...] [cpu] [absent]",
      "The same of an Ethernet group.", expectFloodset},
     {"expect floodset VLAN peer ADDRESS [ports PORT...] [cpu] [absent]",
-     "The same of what comes from an EVPN peer.", expectFloodset},
+     "The same of what goes towards an EVPN peer.", expectFloodset},
     {"expect chip CHIP routes ROUTES", "The chip holds so many entries.", expectChip},
     {"expect failed N", "So many routes were refused by a chip.", expectFailed},
     {"expect waiting N", "So many (*,G) routes wait.", expectWaiting},

@@ -22,11 +22,6 @@ void l2IgnoreVlan(Host & host, Arguments const & arguments) {
   host.settings().ignoreVlanForL2Groups = arguments.on();
 }
 
-void l2IgnorePim(Host & host, Arguments const & arguments) {
-  host.requireNotStarted("whether PIM keeps groups from having L2 routes");
-  host.settings().ignorePimConfigForL2Routes = arguments.on();
-}
-
 template <bool Host::Settings::*setting> void l2Setting(Host & host, Arguments const & arguments) {
   host.settings().*setting = arguments.on();
   host.applyL2Settings();
@@ -84,20 +79,20 @@ constexpr Command<Host> rows[] = {
     {"l2 flood-with-pim on|off",
      "Unknown multicast of a snooped VLAN with PIM goes to all its ports, or to routers only.",
      l2Setting<&Host::Settings::floodToVlanWithPim>},
-    {"l2 share-sets on|off",
-     "Chips may share L2 sets; holds for a set from its next computation on.",
+    {"l2 share-sets on|off", "Chips may share L2 sets.",
      l2Setting<&Host::Settings::allowL2FloodsetSharing>},
-    {"l2 ignore-pim on|off", "Before the start: snooped groups have L2 routes where PIM runs, too.",
-     l2IgnorePim},
+    {"l2 ignore-pim on|off", "Snooped groups have L2 routes where PIM runs, too.",
+     l2Setting<&Host::Settings::ignorePimConfigForL2Routes>},
     {"l2 ignore-vlan on|off", "Before the start: L2 sets do not carry their VLAN.", l2IgnoreVlan},
     {"vxlan core-side on|off",
      "The chips have floodsets for the VXLAN core, and floods go to the VTEPs.", vxlanCoreSide},
     {"vxlan vtep add|del INTF lif LIF", "A VTEP that such floods go to, as an output.", vxlanVtep},
     {"evpn peer add vid VLAN tep ADDRESS [port PORT...] [synced]",
-     "An EVPN peer, by its tunnel endpoint; its floods may go to the ports, once it is synced.",
+     "An EVPN peer, by its tunnel endpoint; floods towards it may use the ports, once it is "
+     "synced.",
      peerAdd},
     {"evpn peer del vid VLAN tep ADDRESS [port PORT...]",
-     "It has left, or its floods may no longer go to the ports.", peerDel},
+     "It has left, or floods towards it may no longer use the ports.", peerDel},
 };
 
 }  // namespace

@@ -151,7 +151,6 @@ void Host::startResolver() {
   root->vlanFilteredFloodSetDirIs(records_.vlanFilteredFloodSetDir);
   for (auto vlan : policy_.vxlanVlans.items()) root->vxlanVlanIs(vlan, true);
   for (auto vlan : policy_.l2Vlans.items()) root->l2EnabledOnVlanIs(vlan, true);
-  root->ignorePimConfigForL2RoutesIs(settings_.ignorePimConfigForL2Routes);
   applyL2Settings();
   if (settings_.nsfGate) setGate(*root);
   auto const entities = Zet::make<Quay::EntityManager>();
@@ -179,6 +178,7 @@ void Host::applyL2Settings() {
   root.disableL2FloodingIs(settings_.disableL2Flooding);
   root.floodToVlanWithPimIs(settings_.floodToVlanWithPim);
   root.allowL2FloodsetSharingIs(settings_.allowL2FloodsetSharing);
+  root.ignorePimConfigForL2RoutesIs(settings_.ignorePimConfigForL2Routes);
 }
 
 void Host::followRealTimeIs(bool v) {

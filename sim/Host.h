@@ -40,11 +40,11 @@ class Host {
     bool nsfGate = false;
     bool l2Enabled = false;
     bool ignoreVlanForL2Groups = false;
-    bool ignorePimConfigForL2Routes = false;
     // These may change later: applyL2Settings().
     bool disableL2Flooding = false;
     bool floodToVlanWithPim = false;
     bool allowL2FloodsetSharing = false;
+    bool ignorePimConfigForL2Routes = false;
   };
 
   // Prints to `out`. The process's loop gets a simulated clock, and its log this host's.

@@ -1,5 +1,5 @@
-// What EVPN says of the peers of multihomed segments (RFC 7432): where a VLAN's flooded traffic
-// from one peer may go on to.
+// What EVPN says of the peers of multihomed segments (RFC 7432): by which interfaces a VLAN's
+// flooded traffic may go towards each peer.
 #pragma once
 
 #include <string>
@@ -27,7 +27,7 @@ class EvpnPeerVlanFloodStatus : public Zet::KeyedEntity<Nettle::IpGenAddr> {
     assign(initialSyncComplete_, v, &NotifieeConst::onInitialSyncComplete);
   }
 
-  // The interfaces that the traffic may be flooded to.
+  // The interfaces by which the traffic may be flooded.
   auto const & floodFilter() const { return floodFilter_; }
   bool floodFilter(Nettle::IntfId k) const { return floodFilter_.contains(k); }
   void floodFilterIs(Nettle::IntfId k, bool v) {
