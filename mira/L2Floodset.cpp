@@ -38,19 +38,21 @@ Nettle::EthAddr groupOf(IpGenRouteKey const & key) {
 
 bool MiraL2::doRefreshL2Floodset(Mroute & route) {
   BlockTimerMsg const timer("MiraL2::doRefreshL2Floodset");
+  SKEIN("MiraL2::doRefreshL2Floodset ", route.key());
   return L2Floodset(*this, route).refresh();
 }
 
 L2Floodset::L2Floodset(MiraL2 const & l2, Mroute & route)
     : l2_(l2),
       root_(*l2.miraRoot()),
-      helper_(root_.miraHelper().get()),
+      helper_(root_.miraHelper()),
       route_(route),
       kind_(route.key().kind()),
       vlan_(route.key().vlanId()),
       expansion_(root_, {kind_, groupOf(route.key())}, pvSet_) {}
 
 bool L2Floodset::refresh() {
+  route_.dirtyIs(false);  // first: the platform's operations may mark it anew
   if (kind_ == evpnMultihomeFloodset_) {
     doAddEvpnMultihomeFloodsetPorts();
   } else {
@@ -83,7 +85,8 @@ void L2Floodset::doAddEvpnMultihomeFloodsetPorts() {
   }
   auto const * filteredFloodset = l2_.peerFloodStatus(vlan_, route_.key().evpnTepIp());
   ZET_ASSERT(filteredFloodset, "filteredFloodset");
-  for (Nettle::IntfId intf : filteredFloodset->floodFilter().items()) {
+  auto const floodFilter = filteredFloodset->floodFilter();  // may change under the helper
+  for (Nettle::IntfId intf : floodFilter.items()) {
     expansion_.maybeAddPvToPvSet(vlan_, {intf, OutLif(vlan_), 0});
   }
 }
@@ -121,7 +124,6 @@ void L2Floodset::storeFilters() {
   route_.vlanPortFilterIs(expansion_.vlanPortFilter());
   route_.lagFilterIs(expansion_.lagFilter());
   route_.vlanGroupFilterIs(0);
-  route_.dirtyIs(false);
   route_.versionIs(Keel::nextGeneration(route_.version()));
 }
 

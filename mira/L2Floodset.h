@@ -25,7 +25,7 @@ class L2Floodset {
 
   MiraL2 const & l2_;
   MiraRoot const & root_;
-  MiraHelper * const helper_;
+  Zet::Ptr<MiraHelper> const helper_;
   Mroute & route_;
   Routing::Multicast::Fib::RouteKeyType const kind_;
   Bridging::VlanId const vlan_;

@@ -65,10 +65,12 @@ void MiraL2::Slice::place() {
 
 bool MiraL2::Slice::run() {
   for (;;) {
-    if (visit()) return true;
-    if (!budget_.over()) continue;
-    ZET_TRACE(7, "Yielding review at: " << current_.key().pretty());
-    return false;
+    bool const complete = visit();
+    bool const over = budget_.over();
+    if (over) {
+      ZET_TRACE(7, "Yielding review at: " << (current_ ? current_.key() : RouteKey()).pretty());
+    }
+    if (complete || over) return complete;
   }
 }
 
@@ -96,6 +98,8 @@ bool MiraL2::Slice::doDelete(Mroute const & route) {
   start_.leave(key);
   current_.leave(key);
   table_.mrouteDel(key);
+  // It was the only one; whoever heard of it may have added others.
+  if (!current_) start_ = current_ = Ring(table_.mroute(), key);
   return table_.mroute().empty() || (current_ == start_ && !beganHere);
 }
 

@@ -137,6 +137,8 @@ bool MrouteTableReview::doDelete(Mroute const & mroute, char const * reason) {
   start_.leave(key);
   bool const wrapped = current_.leave(key);
   table_.mrouteDel(key);
+  // It was the only one; whoever heard of it may have added others.
+  if (!current_) start_ = current_ = Ring(table_.mroute(), key);
   return wrapped;
 }
 

@@ -149,8 +149,8 @@ void MrouteSm::mrouteIs(Zet::Ptr<Mroute const> const & mroute) {
 void MrouteSm::mrouteDel(Key const & key) {
   Zet::Ptr<ZetMroute> const old = zetMroute_.find(key);
   if (!old) return;
+  zetMroute_.del(old->key());  // first: whoever hears of the end may make the route again
   old->handleDel();
-  zetMroute_.del(old->key());
 }
 
 void MrouteSm::handleBoundaryMroute(Key const & key) {
@@ -174,8 +174,8 @@ void MrouteSm::boundaryMrouteIs(Zet::Ptr<BoundaryMroute const> const & boundaryM
 void MrouteSm::boundaryMrouteDel(Key const & key) {
   Zet::Ptr<ZetBoundaryMroute> const old = zetBoundaryMroute_.find(key);
   if (!old) return;
-  old->handleDel();
   zetBoundaryMroute_.del(old->key());
+  old->handleDel();
 }
 
 void MrouteSm::handleFloodset(Key const & key) {

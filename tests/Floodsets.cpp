@@ -325,6 +325,53 @@ TEST_F(Floodsets, sameSetIsKept) {
   EXPECT_EQ(0u, l2(vlan10).vlanGroupFilter());
 }
 
+// A platform that finds, while a set is computed, that it has to be computed anew.
+TEST_F(Floodsets, markDuringTheComputation) {
+  struct Marking : MiraHelper {
+    using MiraHelper::MiraHelper;
+    U32 doGetMiraFeatureFlag(L3::VrfName const &, Key const & key, PortVlanSet const &,
+                             Iterator const *) override {
+      if (key == marked) miraRoot()->miraL2()->markMrouteDirty(std::exchange(marked, {}));
+      return 0;
+    }
+    Key marked;
+  };
+  vlan(10, "Ethernet1");
+  settle();
+  auto const helper = Zet::make<Marking>(&root());
+  helper->marked = vlan10;
+  U32 const before = l2(vlan10).version();
+  root().miraHelperIs(helper);
+  settle();
+  EXPECT_EQ(before + 2, l2(vlan10).version());
+}
+
+// Who hears that the only route goes may want others.
+TEST_F(Floodsets, onlyRouteGivesWayToOthers) {
+  struct Next : MrouteTable::NotifieeConst {
+    void onMroute(Key const &) override {
+      if (root && table->mroute().empty()) std::exchange(root, nullptr)->l2RouteIs(next, true);
+    }
+    Key next;
+    MiraRoot * root = nullptr;
+    MrouteTable * table = nullptr;
+  };
+  start();
+  Key const only = group(10, "01:aa:00:00:00:01");
+  root().l2RouteIs(only, true);
+  settle();
+  auto const next = Zet::make<Next>();
+  next->next = group(10, "01:aa:00:00:00:02");
+  next->root = &root();
+  next->table = &l2();
+  next->notifierIs(&l2());
+  root().l2RouteDel(only);
+  settle();
+  EXPECT_EQ("", floodset(next->next)) << "it stands, and is computed";
+  next->detach();
+  root().l2RouteDel(next->next);
+}
+
 TEST_F(Floodsets, onlyWhatAMarkMeetsIsComputed) {
   for (U32 vid : {10u, 11u}) vlan(vid, "Ethernet1");
   settle();
