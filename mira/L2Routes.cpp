@@ -2,6 +2,7 @@
 //
 // What is wanted is a set of keys. A key that comes makes its route in the table, one that goes
 // only marks it: the review deletes it, since it may be walking there.
+#include "mira/Expansion.h"
 #include "mira/InputReactors.h"
 #include "mira/MiraHelper.h"
 #include "mira/MiraL2.h"
@@ -50,14 +51,21 @@ void doUpdateCoreSideInAllVlans(MiraRoot & root) {
 
 // --- The machine
 
+// The table outlives its machine: what an earlier one left there may be wanted no longer.
 void MiraRoot::doCreateMiraL2() {
   if (!in_.l2Enabled || miraL2_) return;
   in_.mrouteTableColl->l2FloodsetTableIs(L3::VrfName::defaultVrf());
   miraL2_ = Zet::make<MiraL2>(in_.mrouteTableColl, this, in_.reviewInfo, in_.clock);
+  auto const & left = in_.mrouteTableColl->l2FloodsetTable()->mroute();
+  for (auto i = left.begin(); i; i.advance()) handleL2Route(i.key());
   handleVlanFilteredFloodset();
 }
 
-void MiraRoot::doDeleteMiraL2() { miraL2_ = nullptr; }
+// It must not run on, whoever else holds it.
+void MiraRoot::doDeleteMiraL2() {
+  if (miraL2_) miraL2_->zetDoZombieReactors(true);
+  miraL2_ = nullptr;
+}
 
 void MiraRoot::handleVlanFilteredFloodset() {
   if (!in_.l2Enabled) {
@@ -109,7 +117,9 @@ void MiraRoot::handleL2Route() { ZET_ASSERT(l2Route_.empty(), "l2Routes() == 0")
 
 void MiraRoot::doMaybeAddL2Route(VlanIdOrNone vlan, RouteKey const & key) {
   if (!Brindle::l2Enabled(*this, vlan)) return;
-  ZET_TRACE(5, "Adding l2 route " << key.pretty());
+  if (in_.mrouteTableColl->af() != Nettle::ipv6()) {
+    ZET_TRACE(5, "Adding l2 route " << key.pretty());
+  }
   l2RouteIs(key, true);
 }
 
@@ -118,6 +128,7 @@ void MiraRoot::doMaybeAddL2Route(VlanIdOrNone vlan, RouteKey const & key) {
 void MiraRoot::doMaybeInitializeL2Routes() {
   auto const & vlans = in_.vlanStatusDir->vlanStatus();
   for (auto i = vlans.begin(); i; i.advance()) doUpdateVlanFloodsets(i.key());
+  for (VlanId vid : vxlanVlan_.items()) doUpdateVlanFloodsets(vid);
   auto const & snooped = in_.snoopingStatus->vlanStatus();
   for (auto i = snooped.begin(); i; i.advance()) {
     if (mayHaveEthGroupRoutes(i.key())) doEnableDisableVlanEthGroup(i.key());
@@ -129,17 +140,20 @@ void MiraRoot::doMaybeInitializeL2Routes() {
 
 void MiraRoot::doUpdateVlanFloodsets(VlanId vid) {
   if (!Brindle::l2Enabled(*this, vid)) return;
-  bool const coreSide = wantsCoreSideFloodset(*this, vid);
-  if (in_.vlanStatusDir->vlanStatus(vid)) {
+  bool const stands = in_.vlanStatusDir->vlanStatus(vid) || vxlanVlan(vid);
+  if (stands) {
     ZET_TRACE(5, "Adding l2 floodsets for vlan " << vid);
     doMaybeAddL2Route(vid, makeRouteKeyVlanFloodset(vid));
     doMaybeAddL2Route(vid, makeRouteKeyMulticastFloodset(vid));
-    if (coreSide) doMaybeAddL2Route(vid, makeRouteKeyVxlanCoreSideFloodset(vid));
   } else {
     ZET_TRACE(5, "Deleting l2 floodsets for vlan " << vid);
     l2RouteDel(makeRouteKeyVlanFloodset(vid));
     l2RouteDel(makeRouteKeyMulticastFloodset(vid));
-    if (coreSide) l2RouteDel(makeRouteKeyVxlanCoreSideFloodset(vid));
+  }
+  if (stands && wantsCoreSideFloodset(*this, vid)) {
+    doMaybeAddL2Route(vid, makeRouteKeyVxlanCoreSideFloodset(vid));
+  } else {
+    l2RouteDel(makeRouteKeyVxlanCoreSideFloodset(vid));
   }
 }
 
@@ -153,7 +167,7 @@ void MiraRoot::handleL2EnabledOnVlan(VlanId vid) {
   if (in_.vlanStatusDir->vlanStatus(vid)) inputReactors_->handleVlanStatus(vid);
   if (in_.snoopingStatus->vlanStatus(vid)) {
     inputReactors_->handleSnoopingVlanStatus(vid);
-    if (mayHaveEthGroupRoutes(vid)) doEnableDisableVlanEthGroup(vid);
+    doEnableDisableVlanEthGroup(vid);
   }
   inputReactors_->handleBrEthGroup(vid);
 }
@@ -165,10 +179,16 @@ bool MiraRoot::mayHaveEthGroupRoutes(VlanId vlan) const {
          (ignorePimConfigForL2Routes_ || !in_.pimEnabled->pimVlanEnabled(vlan));
 }
 
+// A group of another protocol than IP may be both snooped and configured.
 void MiraRoot::doEnableDisableEthGroup(Nettle::EthAddr const & eth, VlanId vlan) {
   RouteKey const key = makeRouteKeyEthGroup(vlan, eth);
   auto const * snooping = in_.snoopingStatus->vlanStatus(vlan);
-  if (mayHaveEthGroupRoutes(vlan) && snooping && !snooping->useVlanFloodset()) {
+  auto const * fdb = in_.brConfig->fdbConfig(vlan);
+  bool const snooped = mayHaveEthGroupRoutes(vlan) && snooping && !snooping->useVlanFloodset() &&
+                       snooping->ethGroup(eth);
+  bool const configured =
+      Brindle::l2Enabled(*this, vlan) && !isIgmpSnoopingEthAddr(eth) && fdb && fdb->ethGroup(eth);
+  if (snooped || configured) {
     ZET_TRACE(5, "creating l2 route for key " << key.pretty());
     doMaybeAddL2Route(vlan, key);
   } else {
@@ -187,11 +207,7 @@ void MiraRoot::doEnableDisableVlanEthGroup(VlanId vlan) {
 // --- PIM
 
 void MiraRoot::doMarkMulticastFloodsetDirty(VlanId vlan) {
-  if (!miraL2_) return;
-  MrouteTable const & table = *in_.mrouteTableColl->l2FloodsetTable();
-  if (Mroute * const route = table.mroute(makeRouteKeyMulticastFloodset(vlan))) {
-    miraL2_->markMrouteDirty(*route);
-  }
+  if (miraL2_) miraL2_->markMrouteDirty(makeRouteKeyMulticastFloodset(vlan));
 }
 
 void MiraRoot::handlePimEnabled(VlanId vid) {
@@ -234,19 +250,8 @@ void MiraRoot::vxlanVlanIs(VlanId vid, bool v) {
 
 void MiraRoot::handleVxlanVlan(VlanId vid) {
   if (!initialized_) return;
-  if (miraL2_) {
-    miraL2_->doMarkVlanDirty(vid);
-    if (vxlanVlan(vid) || in_.vlanStatusDir->vlanStatus(vid)) {
-      doMaybeAddL2Route(vid, makeRouteKeyVlanFloodset(vid));
-    } else {
-      l2RouteDel(makeRouteKeyVlanFloodset(vid));
-    }
-    if (wantsCoreSideFloodset(*this, vid)) {
-      doMaybeAddL2Route(vid, makeRouteKeyVxlanCoreSideFloodset(vid));
-    } else {
-      l2RouteDel(makeRouteKeyVxlanCoreSideFloodset(vid));
-    }
-  }
+  if (miraL2_) miraL2_->doMarkVlanDirty(vid);
+  doUpdateVlanFloodsets(vid);
   if (Mira * const mira = miraOfVlan(vid)) {
     ZET_TRACE(5, "Mark vxLan dirty for vlan: " << vid);
     mira->vxlanIntfDirtyIs(true);
@@ -257,6 +262,7 @@ void MiraRoot::handleVxlanVlan(VlanId vid) {
 
 void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
   if (!initialized_) return;
+  doUpdateCoreSideInAllVlans(*this);
   VlanIdOrNone const vid = in_.intfVlanIdTable->intfIdToVlanId(intf);
   if (!vid) {
     ZET_TRACE(5, "vid is null");
@@ -269,7 +275,6 @@ void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
   if (miraL2_) miraL2_->doMarkVlanDirty(vid);
   // The floodset of a VLAN asks by the name of its routed interface.
   if (miraL2_ && intf.routedVlan()) miraL2_->doMarkVlanDirty(intf.routedVlan());
-  doUpdateCoreSideInAllVlans(*this);
 }
 
 }  // namespace Brindle

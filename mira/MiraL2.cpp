@@ -74,6 +74,10 @@ void MiraL2::markMrouteDirty(Mroute & route) {
   doKickReview();
 }
 
+void MiraL2::markMrouteDirty(RouteKey const & key) {
+  if (Mroute * const route = table().mroute(key)) markMrouteDirty(*route);
+}
+
 void MiraL2::doKickReview() {
   if (!initialized_) return;
   if (reviewTimer_->reviewPending()) {
@@ -122,8 +126,8 @@ void MiraL2::handleFilteredFloodSet(VlanId vlan, IpGenAddr const & tep) {
   } else if (stands) {
     ZET_TRACE(5, "Existing l2 route key " << key.pretty() << " Peer Flood status "
                                           << status->stringValue());
-    if (Mroute * const route = table().mroute(key)) markMrouteDirty(*route);
-  } else {
+    markMrouteDirty(key);
+  } else if (vlanFilteredFloodSetDir()) {  // nobody departs by the directory's being taken away
     ZET_ASSERT(status, "peerFloodStatus");
     ZET_TRACE(5, "Creating l2 route key " << key.pretty());
     miraRoot_->l2RouteIs(key, true);

@@ -42,6 +42,8 @@ class BRINDLE_API MiraL2 : public Zet::Sm {
   // One route, which says itself that it is dirty. A pass that has come by it already goes on to
   // it once more.
   void markMrouteDirty(Mroute & route);
+  // The same by its key, if it stands.
+  void markMrouteDirty(RouteKey const & key);
   void doKickReview();
 
   // Review

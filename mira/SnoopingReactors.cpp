@@ -28,13 +28,16 @@ void ZetSnoopingVlanStatus::handleUseVlanFloodset() {
   if (!root.initialized()) return;
   SKEIN("ZetSnoopingVlanStatus::handleUseVlanFloodset ", vid_);
   if (l2Enabled(root, vid_)) root.doEnableDisableVlanEthGroup(vid_);
-  reactors_->markVlanDirty(vid_);
+  if (root.mrouteTableColl()->af() != Nettle::ipv6()) {
+    reactors_->markVlanDirty(vid_);
+  } else if (Mira * const mira = root.miraOfVlan(vid_)) {
+    mira->doMarkVlanDirty(vid_);  // snooping has no say in where routes of IPv6 go out
+  }
 }
 
 void ZetSnoopingVlanStatus::handleEthGroup(Nettle::EthAddr const & group) {
   auto const * const held = status();
-  auto const * ethGroup = held ? held->ethGroup(group) : nullptr;
-  zetEthGroup_.follow(group, ethGroup);
+  bool const another = zetEthGroup_.follow(group, held ? held->ethGroup(group) : nullptr);
   MiraRoot & root = reactors_->root();
   if (!root.initialized()) return;
   SKEIN("ZetSnoopingVlanStatus::handleEthGroup ", vid_, " ", group);
@@ -46,18 +49,9 @@ void ZetSnoopingVlanStatus::handleEthGroup(Nettle::EthAddr const & group) {
       root.miraL2()->doMarkVlanGroupDirty(vid_, group);
     }
   }
-  if (!ethGroup) {
-    handleEthGroupDel(group);
-  } else if (root.mayHaveEthGroupRoutes(vid_)) {
-    root.doEnableDisableEthGroup(group, vid_);
-  }
-}
-
-void ZetSnoopingVlanStatus::handleEthGroupDel(Nettle::EthAddr const & group) {
-  MiraRoot & root = reactors_->root();
-  if (root.mayHaveEthGroupRoutes(vid_)) root.l2RouteDel(makeRouteKeyEthGroup(vid_, group));
-  if (!isIgmpSnoopingEthAddr(group))
-    reactors_->handleBrEthGroup(vid_);  // it may be configured, too
+  root.doEnableDisableEthGroup(group, vid_);
+  // Another record may have other ports, and the route asks for it by the VLAN, not by the group.
+  if (another && root.miraL2()) root.miraL2()->markMrouteDirty(makeRouteKeyEthGroup(vid_, group));
 }
 
 void ZetSnoopingVlanStatus::handleIntf(Nettle::EthAddr const & group) {
@@ -65,16 +59,13 @@ void ZetSnoopingVlanStatus::handleIntf(Nettle::EthAddr const & group) {
   if (!root.initialized()) return;
   SKEIN("ZetSnoopingVlanStatus::handleIntf ", vid_, " ", group);
   if (isIgmpSnoopingEthAddr(group)) reactors_->markVlanGroupDirty(vid_, group);
-  auto const & table = root.mrouteTableColl()->l2FloodsetTable();
-  if (!root.miraL2() || !table) return;
-  if (auto * route = table->mroute(makeRouteKeyEthGroup(vid_, group))) {
-    root.miraL2()->markMrouteDirty(*route);
-  }
+  if (root.miraL2()) root.miraL2()->markMrouteDirty(makeRouteKeyEthGroup(vid_, group));
 }
 
 void ZetSnoopingVlanStatus::handleDel() {
-  if (!reactors_->root().initialized()) return;
-  for (auto i = zetEthGroup_.begin(); i; i.advance()) handleEthGroupDel(i.key());
+  MiraRoot & root = reactors_->root();
+  if (!root.initialized()) return;
+  for (auto i = zetEthGroup_.begin(); i; i.advance()) root.doEnableDisableEthGroup(i.key(), vid_);
 }
 
 }  // namespace Brindle

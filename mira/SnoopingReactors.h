@@ -41,7 +41,6 @@ class ZetSnoopingVlanStatus : public Zet::Sm, public Zet::HashLink {
     using KeyedReactor::KeyedReactor;
     void onIntf(Nettle::IntfId const &) override { sm()->handleIntf(key()); }
   };
-  void handleEthGroupDel(Nettle::EthAddr const & group);
 
   // Fixed at construction
   InputReactors * const reactors_;

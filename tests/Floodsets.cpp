@@ -117,6 +117,56 @@ TEST_F(Floodsets, staticGroups) {
   EXPECT_EQ("-", floodset(one));
 }
 
+// What snooping says of a group of another protocol takes no configured one away.
+TEST_F(Floodsets, snoopedAndStaticGroup) {
+  Nettle::EthAddr const mac("33:33:00:00:00:01");
+  vlan(10, "Ethernet1");
+  snoop(10);
+  auto snooped = snooping->vlanStatusIs(VlanId(10));
+  staticGroup(10, "33:33:00:00:00:01", "Ethernet1");
+  snooped->ethGroupIs(mac);
+  snooped->useVlanFloodsetIs(true);
+  settle();
+  EXPECT_EQ("Ethernet1@10", floodset(group(10, "33:33:00:00:00:01")));
+  bridging->fdbConfigIs(VlanId(10))->ethGroupDel(mac);
+  settle();
+  EXPECT_EQ("-", floodset(group(10, "33:33:00:00:00:01")));
+}
+
+// Who hears of a group's end first may make it again: its old ports must not stay.
+TEST_F(Floodsets, groupIsMadeAgainWhileItGoes) {
+  struct Again : Bridging::FdbConfig::NotifieeConst {
+    void onEthGroup(Nettle::EthAddr const & mac) override {
+      if (!config->ethGroup(mac)) config->ethGroupIs(mac);
+    }
+    Bridging::FdbConfig * config = nullptr;
+  };
+  auto const config = bridging->fdbConfigIs(VlanId(10));
+  auto const again = Zet::make<Again>();
+  again->config = config.get();
+  again->notifierIs(config.get());
+  vlan(10, "Ethernet1");
+  staticGroup(10, "01:aa:00:00:00:01", "Ethernet1");
+  settle();
+  config->ethGroupDel(Nettle::EthAddr("01:aa:00:00:00:01"));
+  again->detach();
+  settle();
+  EXPECT_EQ("", floodset(group(10, "01:aa:00:00:00:01")));
+}
+
+// What an earlier machine left in the table goes, and that machine has no say any more.
+TEST_F(Floodsets, rootIsMadeAgain) {
+  for (U32 vid : {10u, 20u}) vlan(vid, "Ethernet1");
+  settle();
+  Zet::Ptr<MiraL2> const old(root().miraL2());
+  old->doMarkAllVlansDirty();
+  agent->miraDel();
+  vlans->vlanStatusDel(VlanId(10));
+  settle();
+  EXPECT_EQ("- | - | -", floods(10));
+  EXPECT_EQ("Ethernet1@20 | Ethernet1@20 | -", floods(20));
+}
+
 TEST_F(Floodsets, whatStandsAtTheStart) {
   vlan(10, "Ethernet1 Ethernet2");
   join(10, "239.1.1.1", "Ethernet1");
@@ -138,6 +188,10 @@ TEST_F(Floodsets, noMachineWithoutL2) {
   settle();
   EXPECT_TRUE(root().l2Route(vlan10)) << "wanted, in another process";
   EXPECT_FALSE(tables->l2FloodsetTable());
+  join(10, "239.1.1.1", "Ethernet1");
+  EXPECT_TRUE(root().l2Route(group(10, "01:00:5e:01:01:01")));
+  root().l2EnabledOnVlanIs(VlanId(10), false);
+  EXPECT_FALSE(root().l2Route(group(10, "01:00:5e:01:01:01")));
 }
 
 TEST_F(Floodsets, noneForIpv6) {
@@ -251,6 +305,10 @@ TEST_F(Floodsets, evpnDirectoryIsExchanged) {
   peer(10, "10.9.0.2", "Ethernet1");
   settle();
   EXPECT_EQ("Ethernet1@10 Ethernet2@10", floodset(toPeer(10, "10.9.0.2")));
+  peer(10, "10.9.0.3");
+  root().vlanFilteredFloodSetDirIs(nullptr);
+  settle();
+  EXPECT_EQ("-", floodset(toPeer(10, "10.9.0.2"))) << "and one that is not complete is no fault";
 }
 
 TEST_F(Floodsets, brokenInvariants) {
@@ -307,6 +365,24 @@ TEST_F(Floodsets, pimOverVxlanNeedsTheCoreInAllVlans) {
   settle();
   EXPECT_EQ("Ethernet1@10 | Ethernet1@10 | -", floods(10));
   EXPECT_EQ("Ethernet1@20 | Ethernet1@20 | Ethernet1@20", floods(20)) << "it is extended";
+  overVxlan->vxlanIntfIs(intf("Ethernet9"), true);
+  settle();
+  EXPECT_NE(floods(10).back(), '-') << "of which VLAN the interface is says nothing";
+}
+
+TEST_F(Floodsets, extendedVlanThatIsDown) {
+  root().vxlanVlanIs(VlanId(20), true);
+  for (U32 vid : {10u, 20u}) vlan(vid, "Ethernet1");
+  settle();
+  root().vxlanVlanIs(VlanId(10), true);
+  vlans->vlanStatusDel(VlanId(10));
+  vlans->vlanStatusDel(VlanId(20));
+  root().handleVxlanVlan(VlanId(20));
+  settle();
+  for (U32 vid : {10u, 20u}) EXPECT_EQ(" |  | -", floods(vid)) << vid;
+  for (U32 vid : {10u, 20u}) root().vxlanVlanIs(VlanId(vid), false);
+  settle();
+  for (U32 vid : {10u, 20u}) EXPECT_EQ("- | - | -", floods(vid)) << vid;
 }
 
 // --- Review
