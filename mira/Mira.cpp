@@ -51,7 +51,9 @@ void Mira::handleInitialized() {
   doKickReview();
 }
 
+// What one table's machine gives back may be told to another one, which would ask for a review.
 void Mira::handleDel() {
+  initialized_ = false;
   noFastdropVlanDelAll();
   for (auto i = mfibShoalSm_.begin(); i; i.advance()) mfibShoalSmDel(i.key());
 }
