@@ -256,7 +256,8 @@ void Generator::publish(std::string const & table, std::string const & key,
 void Generator::publishNew() {
   std::string const where = table();
   std::string const who = source();
-  publish(where, who + " " + group(), freshRoute());
+  Published const route = freshRoute();
+  publish(where, who + " " + group(), route);
 }
 
 void Generator::publishChanged() {
