@@ -80,8 +80,13 @@ void Comparison::compareRoute(RouteName const & name, ExpectedRoute const & rout
              found->oifSet().get());
   if (found->noRpf() != route.noRpf) differ(name.text() + ": noRpf differs");
   if (found->rpaId() != route.rpa) differ(name.text() + ": its rendezvous point differs");
-  // A patch leaves the sets of the other entries as they were.
-  if (found->optimizeStatus()) return;
+  // A patch leaves the other entries as they were, or takes the newest.
+  if (found->optimizeStatus()) {
+    bool const lost = (route.notify && !found->notifyingVlanId()) ||
+                      (route.fastdrop && !found->staticFastdropVlanId());
+    if (lost) differ(name.text() + ": a patch has taken an entry beside its own");
+    return;
+  }
   compareSide(name.text() + " notify", route.notify, found->notifyingVlanId().value(),
               found->notifyOifSet().get());
   compareSide(name.text() + " persistent fastdrop", route.fastdrop,

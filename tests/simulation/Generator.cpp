@@ -115,6 +115,8 @@ void Generator::heal() {
     line("kick", "");
   }
   add("settle");
+  // What a chip refused that has gone is tried again with the next computation only.
+  if (!lateChips_) add("echo healed");
   add("review all");
   add("settle");
   add("echo healed");
