@@ -57,7 +57,8 @@ bool MrouteTableReview::run() {
 // the table each time.
 bool MrouteTableReview::nothingToFind() const {
   if (table_.mroute().empty()) return true;
-  return table_.dirtyMroutes() == 0 && !mira_.dirtyInfo()->isDirty() && !mira_.markedForDeletion();
+  bool const noneDue = table_.dirtyMroutes() == table_.heldMroutes();
+  return noneDue && !mira_.dirtyInfo()->isDirty() && !mira_.markedForDeletion();
 }
 
 // The routes that changed; false if the time is up.

@@ -30,10 +30,11 @@ bool isPrefixKey(IpGenRouteKey const & key) {
   return key.kind() == mroute_ && key.group() == kAllIpv4Groups;
 }
 
-// Of a route that is left as it is for now: each pass looks at it, whatever has changed, and it is
-// then computed in full, since nothing tells what it has missed.
+// Of a route that is left as it is for now: each pass that looks for anything looks at it, too, and
+// it is then computed in full, since nothing tells what it has missed.
 void lookAgain(Mroute & mroute) {
   mroute.dirtyIs(true);
+  mroute.heldIs(true);
   mroute.lastSeenShoalRouteIs(Route(mroute.key()));
 }
 

@@ -76,6 +76,10 @@ class BRINDLE_API Mroute final : public RouteBase {
   // The route accepts from any interface.
   bool noRpf() const { return noRpf_; }
   void noRpfIs(bool v) { assign(noRpf_, v, &NotifieeConst::onNoRpf); }
+  // The route is dirty but cannot be computed as things stand; a mark or a new record will tell
+  // when to try again. Ends with dirty().
+  bool held() const { return held_; }
+  void heldIs(bool v);
   bool markedForDeletion() const { return markedForDeletion_; }
   void markedForDeletionIs(bool v) {
     assign(markedForDeletion_, v, &NotifieeConst::onMarkedForDeletion);
@@ -147,6 +151,7 @@ class BRINDLE_API Mroute final : public RouteBase {
   U32 oifIndexIntfVersion_ = 0;
   bool noRpf_ = false;
   bool markedForDeletion_ = false;
+  bool held_ = false;
   bool optimizeStatus_ = false;
   Zet::Ptr<OifSet> oifSet_;
   Zet::Ptr<OifSet> notifyOifSet_;

@@ -24,6 +24,7 @@ void MrouteTable::mrouteDel(Key const & key) {
   // From here on the route counts nothing for this table.
   m->parentIs(nullptr);
   if (m->dirty()) dirtyMroutesInc(-1);
+  if (m->held()) heldMroutesInc(-1);
   int const fastdrops = static_cast<int>(m->fastdropCount());
   fastdropMrouteIs(m->key(), false);
   erase<&NotifieeConst::onMroute>(mroute_, m->key());
@@ -78,7 +79,14 @@ void Mroute::handleFastdropCount(int change) {
 }
 
 void Mroute::handleDirty() {
+  if (!dirty()) heldIs(false);
   if (auto * table = static_cast<MrouteTable *>(parent())) table->dirtyMroutesInc(dirty() ? 1 : -1);
+}
+
+void Mroute::heldIs(bool v) {
+  if (held_ == v) return;
+  held_ = v;
+  if (auto * table = static_cast<MrouteTable *>(parent())) table->heldMroutesInc(v ? 1 : -1);
 }
 
 void BoundaryMroute::handleFastdropCount(int change) {

@@ -97,9 +97,12 @@ class BRINDLE_API MrouteTable : public RouteTable, public Zet::HashLink {
            &NotifieeConst::onNoChangeRecomputations);
   }
 
-  // Routes that are dirty, see RouteBase::dirty(); the routes keep it.
+  // Routes that are dirty, see RouteBase::dirty(), and of them those that are held, see
+  // Mroute::held(); the routes keep both.
   U32 dirtyMroutes() const { return dirtyMroutes_; }
   void dirtyMroutesInc(int n) { dirtyMroutes_ += static_cast<U32>(n); }
+  U32 heldMroutes() const { return heldMroutes_; }
+  void heldMroutesInc(int n) { heldMroutes_ += static_cast<U32>(n); }
 
   // Drop entries of all routes, and the routes that have any, in the order of mroute(): few of
   // many. The routes keep both.
@@ -146,6 +149,7 @@ class BRINDLE_API MrouteTable : public RouteTable, public Zet::HashLink {
   std::array<U32, 32> vlanFilterCounter_{};
   U32 vlanFilter_ = 0;
   U32 dirtyMroutes_ = 0;
+  U32 heldMroutes_ = 0;
   U32 reviews_ = 0;
   U32 recomputations_ = 0;
   U32 noChangeRecomputations_ = 0;

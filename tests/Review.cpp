@@ -47,6 +47,23 @@ TEST_F(Review, ASliceEndsAfterItsQuantumAndTheNextGoesOn) {
   EXPECT_EQ(chip().simRoute().size(), 1000u);
 }
 
+TEST_F(Review, ARouteThatCannotBeComputedIsNotLookedForAllTheTime) {
+  publishMany(5000);
+  publish("10.9.9.9", "239.1.1.1", "Vlan99", "Vlan20");  // no IP on its input
+  settle();
+  EXPECT_EQ(routes().heldMroutes(), 1u);
+  clock->readCostIs(0.001);  // a walk reads the clock once in 100 routes
+  double const before = clock->shown();
+  publish("10.9.9.8", "239.1.1.1", "Vlan10", "Vlan20");
+  clock->nowIs(clock->shown());
+  EXPECT_LT(clock->shown() - before, 0.02);
+  clock->readCostIs(0);
+  vlan(99, "Ethernet9");
+  settle();
+  EXPECT_EQ(outputs("10.9.9.9", "239.1.1.1"), "Ethernet2@20");
+  EXPECT_EQ(routes().heldMroutes(), 0u);
+}
+
 TEST_F(Review, AChangeBetweenSlicesMovesTheEndOfThePass) {
   publishMany(2000);
   settle();
