@@ -42,6 +42,11 @@ class ChangeTracking : public Switch {
     publish(record("10.0.0.4", "239.1.1.1", "Vlan40", "Vlan20", "pim.red"), "pim.red");
     settle();
   }
+  void takeConfiguredLags() {
+    agent->mira()->lagConfigDirIs(lagConfig);
+    agent->mira()->configuredLagMembersInOifSetIs(true);
+  }
+  Made<Lag::ConfigDir> lagConfig;
   std::string ports() { return outputs("10.0.0.1", "239.1.1.1"); }
   // Computations since the last time that this was asked.
   U32 computed(std::string_view vrf) {
@@ -167,27 +172,22 @@ std::vector<Change> changes() {
        "Ethernet3@20 Ethernet4@20 Ethernet7@20"},
       {"LAG members are taken as configured", nothing,
        [](ChangeTracking & t) {
-         auto config = Zet::make<Lag::ConfigDir>();
-         t.agent->mira()->lagConfigDirIs(config);
-         t.agent->mira()->configuredLagMembersInOifSetIs(true);
-         config->phyIntfIs(intf("Ethernet7"))->lagIs(intf("Port-Channel5"));
+         t.takeConfiguredLags();
+         t.lagConfig->phyIntfIs(intf("Ethernet7"))->lagIs(intf("Port-Channel5"));
          auto vlan = t.bridging->vlanConfigIs(vlan20);
          for (auto port : {"Ethernet3", "Port-Channel5"}) vlan->intfIs(intf(port), true);
        },
        "Ethernet3@20 Ethernet7@20"},
       {"a configured LAG member moves",
        [](ChangeTracking & t) {
-         auto config = Zet::make<Lag::ConfigDir>();
-         t.agent->mira()->lagConfigDirIs(config);
-         t.agent->mira()->configuredLagMembersInOifSetIs(true);
+         t.takeConfiguredLags();
          for (auto port : {"Ethernet6", "Ethernet7"}) {
-           config->phyIntfIs(intf(port))->lagIs(intf("Port-Channel5"));
+           t.lagConfig->phyIntfIs(intf(port))->lagIs(intf("Port-Channel5"));
          }
          t.bridging->vlanConfigIs(vlan20)->intfIs(intf("Port-Channel5"), true);
        },
        [](ChangeTracking & t) {
-         auto config = const_cast<Lag::ConfigDir *>(t.agent->mira()->lagConfigDir().get());
-         config->phyIntfIs(intf("Ethernet6"))->lagIs(intf("Port-Channel8"));
+         t.lagConfig->phyIntfIs(intf("Ethernet6"))->lagIs(intf("Port-Channel8"));
        },
        "Ethernet7@20"},
       {"the group's address is translated", nothing,
@@ -205,15 +205,12 @@ std::vector<Change> changes() {
        "Ethernet9@53"},
       {"the LAG of configured members is up in no VLAN",
        [](ChangeTracking & t) {
-         auto config = Zet::make<Lag::ConfigDir>();
-         t.agent->mira()->lagConfigDirIs(config);
-         t.agent->mira()->configuredLagMembersInOifSetIs(true);
+         t.takeConfiguredLags();
          t.vlans->vlanStatusIs(vlan20)->vlanPortStatusDel(intf("Port-Channel5"));
          t.bridging->vlanConfigIs(vlan20)->intfIs(intf("Port-Channel5"), true);
        },
        [](ChangeTracking & t) {
-         auto config = const_cast<Lag::ConfigDir *>(t.agent->mira()->lagConfigDir().get());
-         config->phyIntfIs(intf("Ethernet7"))->lagIs(intf("Port-Channel5"));
+         t.lagConfig->phyIntfIs(intf("Ethernet7"))->lagIs(intf("Port-Channel5"));
        },
        "Ethernet7@20"},
       {"a VLAN is routed by another number", nothing,
