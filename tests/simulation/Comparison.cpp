@@ -189,11 +189,14 @@ void Comparison::take(std::multimap<Key, Entry> & found, RouteName const & name,
                       ExpectedRoute const & route, std::string const & chip, bool late) {
   Mroute const * const standing = mroute(name);
   if (!standing || !route.programmed || failedWholly(name) || isLeft(*standing, route)) return;
-  // An entry that accepts in no VLAN may be refused without anybody noticing.
-  bool const unnoticed = route.vlan == 0 && circumstances_.failuresExpected;
   if (route.needsEntry()) {
-    requireEntry(found, name, {route.vlan, route.rpa, route.outputs.text()}, chip,
-                 late || unnoticed);
+    Entry const entry{route.vlan, route.rpa, route.outputs.text()};
+    bool const unnoticed = mayLack(name, route, chip);
+    if (!unnoticed) {
+      requireEntry(found, name, entry, chip, late);
+    } else if (!takeEntry(found, name, entry)) {
+      unnoticed_.emplace(chip, name, standing->version());
+    }
   }
   for (auto const & side : {route.notify, route.fastdrop, route.frr}) {
     if (!side) continue;
@@ -202,8 +205,17 @@ void Comparison::take(std::multimap<Key, Entry> & found, RouteName const & name,
   }
 }
 
-void Comparison::requireEntry(std::multimap<Key, Entry> & found, RouteName const & name,
-                              Entry const & entry, std::string const & chip, bool optional) {
+// An entry that accepts in no VLAN may be refused without anybody noticing; then nobody tries it
+// again before the route is computed anew, whatever room comes.
+bool Comparison::mayLack(RouteName const & name, ExpectedRoute const & route,
+                         std::string const & chip) const {
+  if (route.vlan != 0) return false;
+  return circumstances_.failuresExpected ||
+         circumstances_.unnoticed.count({chip, name, mroute(name)->version()}) != 0;
+}
+
+bool Comparison::takeEntry(std::multimap<Key, Entry> & found, RouteName const & name,
+                           Entry const & entry) {
   auto const [begin, end] = found.equal_range(name.key);
   // A backup that became the route keeps its rendezvous point, which is none; an entry beside the
   // route's keeps the one that it came with.
@@ -211,11 +223,15 @@ void Comparison::requireEntry(std::multimap<Key, Entry> & found, RouteName const
     return one.second.vlan == entry.vlan && one.second.outputs == entry.outputs &&
            (one.second.rpa == entry.rpa || one.second.rpa == 0 || entry.rpa == anyRpa);
   });
-  if (same != end) {
-    found.erase(same);
-  } else if (!optional) {
-    differ(chip + ": " + name.text() + " lacks " + entry.text());
-  }
+  if (same == end) return false;
+  found.erase(same);
+  return true;
+}
+
+void Comparison::requireEntry(std::multimap<Key, Entry> & found, RouteName const & name,
+                              Entry const & entry, std::string const & chip, bool optional) {
+  if (takeEntry(found, name, entry) || optional) return;
+  differ(chip + ": " + name.text() + " lacks " + entry.text());
 }
 
 // --- At the end

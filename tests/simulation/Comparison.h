@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/simulation/Oracle.h"
@@ -13,11 +14,16 @@ namespace Simulation {
 
 class Comparison {
  public:
+  // Entries that a chip refused without anybody noticing: the chip, and the route with the version
+  // that it had then.
+  using Unnoticed = std::set<std::tuple<std::string, RouteName, U32>>;
   struct Circumstances {
     // A chip that is added later gets a route with the route's next version.
     std::set<std::string> const & lateChips;
     // Chips lack room or refuse.
     bool failuresExpected;
+    // What the last comparison found.
+    Unnoticed const & unnoticed;
   };
   Comparison(Brindle::Sim::Host const & host, std::map<RouteName, ExpectedRoute> expected,
              Circumstances const & circumstances);
@@ -27,6 +33,8 @@ class Comparison {
   // What stands, for the trace of a run.
   std::string const & shown() const { return shown_; }
   std::size_t routes() const { return expected_.size(); }
+  // What still lacks, since a chip had no room once, and may until the route is computed again.
+  Unnoticed const & unnoticed() const { return unnoticed_; }
 
  private:
   // An entry of a chip: its VLAN, rendezvous point and set as text.
@@ -44,7 +52,9 @@ class Comparison {
   void compareChip(Brindle::Sim::Chip const & chip);
   void take(std::multimap<Key, Entry> & found, RouteName const & name, ExpectedRoute const & route,
             std::string const & chip, bool optional);
+  bool mayLack(RouteName const & name, ExpectedRoute const & route, std::string const & chip) const;
   bool mayHoldMore(RouteName const & name, ExpectedRoute const & route) const;
+  bool takeEntry(std::multimap<Key, Entry> & found, RouteName const & name, Entry const & entry);
   void requireEntry(std::multimap<Key, Entry> & found, RouteName const & name, Entry const & entry,
                     std::string const & chip, bool optional);
   void compareSet(std::string const & what, U32 vlan, std::string const & outputs, U32 foundVlan,
@@ -62,6 +72,7 @@ class Comparison {
   Circumstances const circumstances_;
   std::string differences_;
   std::string shown_;
+  Unnoticed unnoticed_;
 };
 
 // What is left of entries, sets and room when no route can stand any more; empty if nothing is.

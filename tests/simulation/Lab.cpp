@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "platform/ShoalFiles.h"
-#include "tests/simulation/Comparison.h"
 
 namespace Simulation {
 
@@ -87,9 +86,11 @@ std::vector<ReadTable> Lab::readTables() const {
 
 void Lab::compare() {
   auto const tables = readTables();
-  Comparison comparison(host_, Oracle(host_, tables).routes(), {lateChips_, failuresExpected_});
+  Comparison comparison(host_, Oracle(host_, tables).routes(),
+                        {lateChips_, failuresExpected_, unnoticed_});
   wrong_ = comparison.differences();
   traceText(comparison.shown());
+  unnoticed_ = comparison.unnoticed();
   ++comparisons_;
   routesCompared_ += comparison.routes();
 }

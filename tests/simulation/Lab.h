@@ -14,7 +14,7 @@
 #include "sim/Commands.h"
 #include "sim/Host.h"
 #include "sim/PublishCommands.h"
-#include "tests/simulation/Oracle.h"
+#include "tests/simulation/Comparison.h"
 
 namespace Simulation {
 
@@ -65,6 +65,7 @@ class Lab {
   std::set<std::string> lateChips_;
   bool reviewed_ = false;
   bool failuresExpected_ = false;
+  Comparison::Unnoticed unnoticed_;
   std::string wrong_;
   U64 trace_ = 0xcbf29ce484222325;
   U32 comparisons_ = 0;
