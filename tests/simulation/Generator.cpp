@@ -32,6 +32,7 @@ void Generator::configure() {
   if (random_.percent(30)) add("hw tagged-ports on");
   if (random_.percent(30)) add("hw need-iif on");
   if (random_.percent(30)) add("hw batch on");
+  configureL2();
   for (auto const * name : {"red", "blue"}) {
     if (!random_.percent(50)) continue;
     vrfs_.push_back(name);
@@ -145,6 +146,7 @@ void Generator::tearDown() {
     add(line);
     if (random_.percent(15)) add("settle");
   }
+  if (l2_) tearDownL2();
   add("settle");
   add("echo emptied");
 }
@@ -167,6 +169,7 @@ void Generator::weigh() {
              {4, &G::chipRefuse},      {3, &G::chipSize},    {1, &G::chipCome},
              {1, &G::chipGo},          {3, &G::chipSignal},  {8, &G::clock},
              {1, &G::reviewAll}};
+  if (l2_) addL2Events();
   for (auto & event : events_) {
     // A quarter of all kinds is silent, a tenth is loud.
     U32 const sort = random_.below(20);

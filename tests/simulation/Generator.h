@@ -99,6 +99,19 @@ class Generator {
   void clock();
   void reviewAll();
 
+  // Events of L2 routes
+  void configureL2();
+  void addL2Events();
+  void tearDownL2();
+  void staticGroup();
+  void otherGroup();
+  void vlanAgain();
+  void l2Setting();
+  void pimVlan();
+  void pimVxlan();
+  void coreSide();
+  void walk();
+
   // Words
   std::string vlan();
   std::string port();
@@ -111,6 +124,7 @@ class Generator {
   std::string table();
   std::string group();
   std::string source();
+  std::string mac();
   std::string chip() { return "c" + std::to_string(random_.below(chips_)); }
   std::string onOff() { return random_.percent(50) ? "on" : "off"; }
   std::string oif();
@@ -123,6 +137,7 @@ class Generator {
   std::vector<Event> events_;
   U32 totalWeight_ = 0;
   bool v6_ = false;
+  bool l2_ = false;  // L2 routes are computed
   U32 chips_ = 1;
   bool lateChips_ = false;
   bool routeFaults_ = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/ShoalFiles.h"
+#include "tests/simulation/ComparisonFloodsets.h"
 
 namespace Simulation {
 
@@ -86,13 +87,14 @@ std::vector<ReadTable> Lab::readTables() const {
 
 void Lab::compare() {
   auto const tables = readTables();
-  Comparison comparison(host_, Oracle(host_, tables).routes(),
-                        {lateChips_, failuresExpected_, unnoticed_});
-  wrong_ = comparison.differences();
-  traceText(comparison.shown());
+  Comparison::Circumstances const circumstances{lateChips_, failuresExpected_, unnoticed_};
+  Comparison comparison(host_, Oracle(host_, tables).routes(), circumstances);
+  FloodsetComparison floodsets(host_, FloodsetOracle(host_).floodsets(), circumstances);
+  wrong_ = comparison.differences() + floodsets.differences();
+  traceText(comparison.shown() + floodsets.shown());
   unnoticed_ = comparison.unnoticed();
   ++comparisons_;
-  routesCompared_ += comparison.routes();
+  routesCompared_ += comparison.routes() + floodsets.routes();
 }
 
 // FNV-1a.

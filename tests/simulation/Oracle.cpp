@@ -44,6 +44,7 @@ std::string textOf(Brindle::PortVlanSet const & set) {
   }
   if (set.featureFlag()) text += " feature=" + std::to_string(set.featureFlag());
   if (set.flags()) text += " flags=" + std::to_string(set.flags());
+  if (set.allowSharing()) text += " shared";
   return text;
 }
 

@@ -103,10 +103,7 @@ class Oracle {
   void addTunnels(U32 vlan, Members & out) const;
   void addPort(U32 vlan, Nettle::IntfId port, Members & out) const;
   Members resolvedLags(Members const & members, U32 chooser, Key const & key) const;
-  void resolveLag(Brindle::PortVlan const & lag, U32 chooser, Key const & key, Members & out) const;
-  std::vector<Nettle::IntfId> lagMembers(Nettle::IntfId lag, bool configured) const;
   U32 forwardingPorts(U32 vlan) const;
-  bool forwards(U32 vlan, Nettle::IntfId port) const;
   U32 vlanOf(Nettle::IntfId intf) const;
   bool inVrf(Nettle::IntfId intf, L3::VrfName vrf) const;
 

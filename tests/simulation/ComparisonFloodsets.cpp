@@ -1,0 +1,130 @@
+#include "tests/simulation/ComparisonFloodsets.h"
+
+#include <algorithm>
+
+namespace Simulation {
+
+using namespace Routing::Multicast::Fib;
+using Brindle::Mroute;
+using Brindle::OifSet;
+using Brindle::Sim::Chip;
+
+namespace {
+
+std::string textOf(OifSet const * set) {
+  return set ? Simulation::textOf(set->portVlanSet()) : "no set";
+}
+
+L3::VrfName vrf() { return L3::VrfName::defaultVrf(); }
+
+}  // namespace
+
+FloodsetComparison::FloodsetComparison(Brindle::Sim::Host const & host,
+                                       std::map<Key, ExpectedFloodset> expected,
+                                       Comparison::Circumstances const & circumstances)
+    : host_(host),
+      expected_(std::move(expected)),
+      circumstances_(circumstances) {
+  compareTable();
+  for (auto const & [key, route] : expected_) {
+    compareRoute(key, route);
+    compareFailed(key);
+  }
+  for (Chip const * chip : host.chips()) compareChip(*chip);
+}
+
+Mroute const * FloodsetComparison::mroute(Key const & key) const {
+  auto const & table = host_.routeTables().l2FloodsetTable();
+  return table ? table->mroute(key) : nullptr;
+}
+
+// --- What was computed
+
+void FloodsetComparison::compareTable() {
+  auto const & table = host_.routeTables().l2FloodsetTable();
+  if (!table) return;
+  std::map<Key, std::string> lines;
+  for (auto i = table->mroute().begin(); i; i.advance()) {
+    lines[i->key()] = i->key().pretty() + " " + textOf(i->oifSet().get()) + "\n";
+    if (!expected_.count(i->key())) differ(i->key().pretty() + " stands, but nobody wants it");
+  }
+  for (auto const & [key, line] : lines) shown_ += line;
+}
+
+void FloodsetComparison::compareRoute(Key const & key, ExpectedFloodset const & route) {
+  Mroute const * const found = mroute(key);
+  if (!found) {
+    if (!route.mayStand) differ(key.pretty() + " is missing in the table");
+    return;
+  }
+  if (found->version() == 0) return differ(key.pretty() + " has not been computed");
+  std::string const computed = textOf(found->oifSet().get());
+  if (found->acceptingVlanId().value() != route.vlan || computed != route.text()) {
+    differ(key.pretty() + "\n  expected " + std::to_string(route.vlan) + ": " + route.text() +
+           "\n  computed " + std::to_string(found->acceptingVlanId().value()) + ": " + computed);
+  }
+}
+
+// --- What failed
+
+bool FloodsetComparison::failed(Key const & key) const {
+  auto const * status = host_.records().hardware->vrfStatus(vrf());
+  auto const * route = status ? status->route(key) : nullptr;
+  return route && route->hwFlags() != 0;
+}
+
+bool FloodsetComparison::isTriedAgain(Key const & key) const {
+  auto const * programmer = host_.programmer(vrf());
+  auto const * found = programmer ? programmer->failedMroute().find(key) : nullptr;
+  return found && found->reason != 0;
+}
+
+void FloodsetComparison::compareFailed(Key const & key) {
+  if (failed(key) != isTriedAgain(key)) {
+    differ(key.pretty() + " has failed, and nobody tries it again, or the other way round");
+  }
+  if (failed(key) && !circumstances_.failuresExpected)
+    differ(key.pretty() + " has failed though there is room");
+}
+
+// --- What stands in a chip
+
+std::string FloodsetComparison::Entry::text() const {
+  return "vlan " + std::to_string(vlan) + (active ? ": " : " (not active): ") + outputs;
+}
+
+void FloodsetComparison::compareChip(Chip const & chip) {
+  std::map<Key, std::vector<Entry>> found;
+  for (auto const & [key, route] : expected_) found[key];
+  for (auto i = chip.simRoute().begin(); i; i.advance()) {
+    if (i->key().sg.kind() == mroute_) continue;
+    auto const & set = i->simMtableOifSet();
+    found[i->key().sg].push_back(
+        {i->key().vlanId.value(), i->activated(), textOf(set ? set->oifSet().get() : nullptr)});
+  }
+  std::string const name(chip.name().view());
+  for (auto const & [key, entries] : found) {
+    for (auto const & entry : entries) shown_ += name + ": " + key.pretty() + entry.text() + "\n";
+    compareEntries(name, key, entries);
+  }
+}
+
+void FloodsetComparison::compareEntries(std::string const & chip, Key const & key,
+                                        std::vector<Entry> const & found) {
+  std::string const what = chip + ": " + key.pretty();
+  auto const expected = expected_.find(key);
+  if (expected == expected_.end() || !mroute(key)) {
+    for (auto const & entry : found) differ(what + ": nobody needs " + entry.text());
+    return;
+  }
+  if (found.size() > 1) return differ(what + " stands more than once");
+  if (failed(key)) return;
+  Entry const wanted{expected->second.vlan, true, expected->second.text()};
+  if (found.empty()) {
+    if (!circumstances_.lateChips.count(chip)) differ(what + " lacks " + wanted.text());
+  } else if (found[0].text() != wanted.text()) {
+    differ(what + "\n  expected " + wanted.text() + "\n  found " + found[0].text());
+  }
+}
+
+}  // namespace Simulation

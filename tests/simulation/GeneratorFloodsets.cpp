@@ -1,0 +1,99 @@
+// The events that L2 routes depend on, beside the bridging that all routes do.
+#include "tests/simulation/Generator.h"
+
+namespace Simulation {
+
+void Generator::configureL2() {
+  l2_ = random_.percent(50);
+  if (!l2_) return;
+  add("l2 on");
+  if (random_.percent(25)) add("l2 ignore-vlan on");
+  if (random_.percent(20)) add("l2 share-sets on");
+}
+
+void Generator::addL2Events() {
+  using G = Generator;
+  std::initializer_list<Event> const more = {
+      {6, &G::staticGroup}, {4, &G::otherGroup}, {5, &G::vlanAgain}, {5, &G::l2Setting},
+      {4, &G::pimVlan},     {4, &G::pimVxlan},   {4, &G::coreSide},  {3, &G::walk},
+  };
+  events_.insert(events_.end(), more);
+}
+
+// A VLAN that went with its routed port has left its groups behind.
+void Generator::tearDownL2() {
+  for (auto const * number : {"10", "20", "30", "42", "100", "1006", "1007", "1008", "1038"}) {
+    add({"vxlan vlan ", number, " off"});
+    add({"vlan add ", number});
+    add({"vlan del ", number});
+  }
+}
+
+// The first two belong to snooping, and to nobody.
+std::string Generator::mac() {
+  return random_.of(
+      {"01:00:5e:01:01:01", "01:80:c2:00:00:21", "33:33:00:00:00:01", "01:1b:19:00:00:00"});
+}
+
+void Generator::staticGroup() {
+  if (random_.percent(35)) return add({"bridge fdb del ", mac(), " vid ", vlan()});
+  add({"bridge fdb add ", mac(), " vid ", vlan(), " port ", ports()});
+}
+
+// A group that is snooped, but by another protocol than IGMP.
+void Generator::otherGroup() {
+  std::string const verb = random_.percent(55) ? "add" : "del";
+  add({"bridge mdb ", verb, " vid ", vlan(), " port ", ports(), " grp ",
+       random_.of({"ff1e::1", "ff1e::2"})});
+}
+
+// What is no longer wanted is only marked; it may be wanted again before it has gone.
+void Generator::vlanAgain() {
+  std::string const which = vlan();
+  add({"vlan del ", which});
+  if (random_.percent(30)) clock();
+  add({"vlan add ", which, " port ", ports()});
+}
+
+void Generator::l2Setting() {
+  add({"l2 ", random_.of({"flooding ", "flood-with-pim ", "share-sets ", "ignore-pim "}), onOff()});
+}
+
+void Generator::pimVlan() { add({"pim vlan ", vlan(), " ", onOff()}); }
+
+// Mostly the same few, so that the last one goes, too.
+void Generator::pimVxlan() {
+  add({"pim vxlan ", random_.of({"Vlan10", "Vlan20", "et2"}), " ",
+       random_.percent(40) ? "on" : "off"});
+}
+
+// A VTEP by VLAN, or by a logical interface, which need not be in the VLAN.
+void Generator::coreSide() {
+  switch (random_.below(3)) {
+    case 0:
+      return add({"vxlan core-side ", onOff()});
+    case 1:
+      return add({"vxlan vlan ", vlan(), " ", onOff()});
+    default:
+      return add({"vxlan vtep ", random_.of({"add ", "add ", "del "}),
+                  random_.of({"Vxlan1", "p3", "Port-Channel1", "Cpu", "Ethernet5.7"}), " lif ",
+                  random_.of({"5000", "5001", "20", "0"})});
+  }
+}
+
+// Things go while the reviews walk over them, a few routes at a time.
+void Generator::walk() {
+  add("clock read-cost 0.02");
+  add("review all");
+  add({"clock advance ", random_.of({"0.1", "0.13", "0.2"})});
+  for (U32 i = random_.between(1, 4); i > 0; --i) {
+    if (random_.percent(60)) {
+      vlanDel();
+    } else {
+      event();
+    }
+    if (random_.percent(50)) add({"clock advance ", random_.of({"0", "0.03", "0.1"})});
+  }
+}
+
+}  // namespace Simulation

@@ -1,0 +1,235 @@
+#include "tests/simulation/OracleFloodsets.h"
+
+#include "tests/simulation/OraclePorts.h"
+
+namespace Simulation {
+
+using namespace Routing::Multicast::Fib;
+using Bridging::VlanId;
+using Bridging::VlanPortMode;
+using Brindle::OutLif;
+using Nettle::EthAddr;
+using Nettle::IntfId;
+using Nettle::IntfKind;
+
+namespace {
+
+bool isSnooped(EthAddr const & mac) {
+  return mac.bytes()[0] == 0x01 && mac.bytes()[1] == 0x00 && mac.bytes()[2] == 0x5e;
+}
+
+// What the choice of a LAG's port takes for a group's address.
+EthAddr macOf(Key const & key) {
+  if (key.kind() == ethGroup_) return key.ethAddr();
+  if (key.kind() == multicastFloodset_) return EthAddr({0, 0, 0, 0, 0, 1});
+  if (key.kind() == vxlanCoreSideFloodset_) return EthAddr({0, 0, 0, 0, 0, 2});
+  return EthAddr({0, 0, 0, 0, 0, 0});
+}
+
+}  // namespace
+
+std::string ExpectedFloodset::text() const {
+  std::string text = outputs.text() + " kind=" + std::to_string(kind);
+  if (toTunnels) text += " flags=2";
+  if (shared) text += " shared";
+  return text;
+}
+
+FloodsetOracle::FloodsetOracle(Brindle::Sim::Host const & host)
+    : host_(host),
+      records_(host.records()) {}
+
+// --- Which stand
+
+// Those that are up, and those that are extended.
+std::set<VlanId> FloodsetOracle::floodedVlans() const {
+  std::set<VlanId> out;
+  auto const & up = records_.vlanStatusDir->vlanStatus();
+  for (auto i = up.begin(); i; i.advance()) out.insert(i.key());
+  for (VlanId vlan : host_.policy().vxlanVlans.items()) out.insert(vlan);
+  return out;
+}
+
+std::map<Key, ExpectedFloodset> FloodsetOracle::floodsets() const {
+  std::map<Key, ExpectedFloodset> out;
+  // Without the setting another process computes them; and none are of IPv6.
+  if (!host_.settings().l2Enabled || host_.routeTables().af() == Nettle::ipv6()) return out;
+  std::set<Key> keys, optional;
+  for (VlanId vlan : floodedVlans()) {
+    keys.insert(makeRouteKeyVlanFloodset(vlan));
+    keys.insert(makeRouteKeyMulticastFloodset(vlan));
+    addCoreSide(vlan, keys, optional);
+  }
+  addLearnedGroups(keys);
+  addConfiguredGroups(keys);
+  for (Key const & key : keys) out.emplace(key, expected(key));
+  for (Key const & key : optional) out.emplace(key, expected(key)).first->second.mayStand = true;
+  return out;
+}
+
+// PIM over VXLAN gives one to each VLAN that is up when its first interface comes, and when its
+// last one goes it leaves them to the VLANs that are extended.
+void FloodsetOracle::addCoreSide(VlanId vlan, std::set<Key> & out, std::set<Key> & optional) const {
+  Key const key = makeRouteKeyVxlanCoreSideFloodset(vlan);
+  bool const extended = host_.policy().vxlanVlans.contains(vlan);
+  bool const byPim = !records_.pimVxlanStatus->vxlanIntf().empty();
+  bool const up = records_.vlanStatusDir->vlanStatus(vlan);
+  if ((extended && host_.policy().coreSideFloodset) || (up && byPim)) {
+    out.insert(key);
+  } else if (extended) {
+    optional.insert(key);
+  }
+}
+
+// Where PIM runs it takes care of groups, unless told otherwise.
+void FloodsetOracle::addLearnedGroups(std::set<Key> & out) const {
+  auto const & snooping = records_.snooping->vlanStatus();
+  for (auto vlan = snooping.begin(); vlan; vlan.advance()) {
+    bool const routed = records_.pimEnabled->pimVlanEnabled(vlan.key());
+    if (routed && !host_.settings().ignorePimConfigForL2Routes) continue;
+    if (vlan->useVlanFloodset()) continue;
+    auto const & groups = vlan->ethGroup();
+    for (auto i = groups.begin(); i; i.advance()) {
+      out.insert(makeRouteKeyEthGroup(vlan.key(), i.key()));
+    }
+  }
+}
+
+// Whether their VLAN is up or not.
+void FloodsetOracle::addConfiguredGroups(std::set<Key> & out) const {
+  auto const & fdbs = records_.brConfig->fdbConfig();
+  for (auto vlan = fdbs.begin(); vlan; vlan.advance()) {
+    auto const & groups = vlan->ethGroup();
+    for (auto i = groups.begin(); i; i.advance()) {
+      if (!isSnooped(i.key())) out.insert(makeRouteKeyEthGroup(vlan.key(), i.key()));
+    }
+  }
+}
+
+// --- What is in them
+
+bool FloodsetOracle::Set::isFloodset() const { return kind != ethGroup_; }
+
+bool FloodsetOracle::Set::isOfVlan() const {
+  return kind == vlanFloodset_ || kind == multicastFloodset_ || kind == ethGroup_;
+}
+
+ExpectedFloodset FloodsetOracle::expected(Key const & key) const {
+  auto const & settings = host_.settings();
+  auto const & policy = host_.policy();
+  Set set{key.kind(), key.vlanId(), macOf(key), {}};
+  ExpectedFloodset out{key.kind(), key.vlanId().value(), {}};
+  out.outputs.members = membersOf(set);
+  out.outputs.toCpu =
+      set.kind == multicastFloodset_ ? records_.pimEnabled->pimVlanEnabled(set.vlan) : set.cpu;
+  out.outputs.vlan = settings.ignoreVlanForL2Groups ? 0 : out.vlan;
+  out.shared = settings.allowL2FloodsetSharing;
+  out.toTunnels = policy.vxlanVlans.contains(set.vlan) && !policy.coreSideFloodset;
+  return out;
+}
+
+FloodsetOracle::Members FloodsetOracle::membersOf(Set & set) const {
+  bool const stands =
+      records_.vlanStatusDir->vlanStatus(set.vlan) && records_.brTopo->vidToTopoMap(set.vlan);
+  bool const silent = set.isFloodset() && host_.settings().disableL2Flooding;
+  if (stands && !silent) addVlan(set);
+  return resolvedLags(host_, set.members, set.vlan.value(), set.mac);
+}
+
+void FloodsetOracle::addVlan(Set & set) const {
+  auto const & settings = host_.settings();
+  if (set.kind == ethGroup_ && !isSnooped(set.mac)) {
+    auto const * fdb = records_.brConfig->fdbConfig(set.vlan);
+    if (auto const * group = fdb ? fdb->ethGroup(set.mac) : nullptr)
+      addListeners(set, group->intf());
+    return;
+  }
+  auto const * snooping = records_.snooping->vlanStatus(set.vlan);
+  bool const routed = records_.pimEnabled->pimVlanEnabled(set.vlan);
+  bool const unknownMulticast = set.kind == multicastFloodset_;
+  if (!snooping || snooping->useVlanFloodset() || (set.isFloodset() && !unknownMulticast) ||
+      (unknownMulticast && routed && settings.floodToVlanWithPim)) {
+    return addPorts(set);
+  }
+  if (auto const * group = snooping->ethGroup(set.mac)) addListeners(set, group->intf());
+  addListeners(set, snooping->routerIntf());
+  addTunnels(set);
+}
+
+void FloodsetOracle::addListeners(Set & set, Zet::OrderedSet<IntfId> const & ports) const {
+  for (IntfId port : ports.items()) {
+    if (forwards(records_, set.vlan.value(), port)) addPort(set, port);
+  }
+}
+
+// All that forward, or all that are configured.
+std::set<IntfId> FloodsetOracle::portsOf(VlanId vlan) const {
+  std::set<IntfId> out;
+  if (!host_.settings().configuredLagMembers) {
+    for (auto const & port : records_.brTopo->vidToTopoMap(vlan)->topoPortConfig().items()) {
+      if (forwards(records_, vlan.value(), port.key)) out.insert(port.key);
+    }
+  } else if (auto const * config = records_.brConfig->vlanConfig(vlan)) {
+    for (IntfId port : config->intf().items()) {
+      if (isLag(port) || forwards(records_, vlan.value(), port)) out.insert(port);
+    }
+  }
+  return out;
+}
+
+void FloodsetOracle::addPorts(Set & set) const {
+  auto const & pair = *records_.mlagStatus;
+  auto ports = portsOf(set.vlan);
+  bool const linked = ports.erase(pair.peerLinkIntf()) != 0;
+  bool orphans = false;
+  for (IntfId port : ports) orphans |= addPort(set, port) && isOrphan(port);
+  // A flood would come back by the other switch, unless somebody is behind this one alone.
+  auto const * config = records_.brConfig->vlanConfig(set.vlan);
+  bool const learns = config && config->macLearning();
+  bool const loops = pair.active() && !orphans && !learns && set.isFloodset();
+  if (linked && !loops) addPort(set, pair.peerLinkIntf());
+  addTunnels(set);
+}
+
+bool FloodsetOracle::isOrphan(IntfId port) const {
+  auto const * pair = records_.mlagStatus->intfStatus(port);
+  return !pair || pair->state() != Mlag::IntfState::activeFull;
+}
+
+// The VTEPs that the platform tells of.
+void FloodsetOracle::addTunnels(Set & set) const {
+  auto const & policy = host_.policy();
+  if (!set.isOfVlan() || !policy.coreSideFloodset || !policy.vxlanVlans.contains(set.vlan)) return;
+  // PIM takes the multicast of its VLANs to the core itself.
+  IntfId const routed("Vlan" + std::to_string(set.vlan.value()));
+  if (set.kind == multicastFloodset_ && records_.pimVxlanStatus->vxlanIntf(routed)) return;
+  for (auto const & vtep : policy.vteps.portVlan().items()) addMember(set, vtep.port, vtep.outLif);
+}
+
+bool FloodsetOracle::addPort(Set & set, IntfId port) const {
+  return addMember(set, port, OutLif(set.vlan));
+}
+
+// True if it counts as a port of the VLAN.
+bool FloodsetOracle::addMember(Set & set, IntfId port, OutLif outLif) const {
+  auto const & settings = host_.settings();
+  auto const * flooding = records_.brConfig->switchIntfConfig(port);
+  bool const floods = !flooding || (flooding->floodingEnabled() && flooding->switchportMode() != 6);
+  if (set.isFloodset() && !floods) return false;
+  auto const mode = records_.vlanStatusDir->vlanStatus(set.vlan)->vlanPortStatus(port).mode;
+  bool const inVlan = mode != VlanPortMode::none;
+  bool const isTunnel = outLif.value() > 4094;
+  bool const byConfig = settings.configuredLagMembers && isLag(port);
+  if (!inVlan && !isTunnel && !byConfig && port.kind() != IntfKind::vxlan) return false;
+  if (port.kind() == IntfKind::vxlanTunnel || isPeer(port)) return false;
+  set.cpu |= port.kind() == IntfKind::cpu;
+  if (port.kind() == IntfKind::cpu) return false;
+  bool const refusedSubIntf = outLif.value() == 0 || (isTunnel && !inVlan);
+  if (port.kind() == IntfKind::subIntf && refusedSubIntf) return false;
+  bool const tagged = settings.taggedPorts && mode == VlanPortMode::tagged;
+  bool const plain = set.isOfVlan() && settings.ignoreVlanForL2Groups;
+  set.members.insert({port, plain ? OutLif() : outLif, tagged ? 2u : 0u});
+  return true;
+}
+
+}  // namespace Simulation
