@@ -33,6 +33,8 @@ void clockReadCost(Host & host, Arguments const & arguments) {
   host.readCostIs(arguments.seconds());
 }
 
+void clockTurns(Host & host, Arguments const & arguments) { host.turns(arguments.number("N")); }
+
 void reviewAll(Host & host, Arguments const &) { host.reviewAll(); }
 
 void attach(Host & host, Arguments const & arguments) { host.attach(arguments.text("TABLE")); }
@@ -87,6 +89,10 @@ constexpr Command<Host> rows[] = {
      clockReadCost},
     {"clock real", "Let the clock follow the real one.", clockReal},
     {"clock simulated", "Let the clock stand still.", clockSimulated},
+    {"clock turns N",
+     "Let the loop make at most so many turns, as long as something is due now: work that is cut "
+     "into slices is left in the middle.",
+     clockTurns},
     {"review all", "Have every route computed anew.", reviewAll},
     {"import DIR [host NAME]", "Become the Linux box that is recorded there.", import},
     {"tables private", "Use route tables of this run's own, removed at its end.", tablesPrivate},

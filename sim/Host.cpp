@@ -193,6 +193,11 @@ void Host::advance(Zet::Seconds time) {
   if (interrupted()) throw CommandError("interrupted");
 }
 
+void Host::turns(U32 most) {
+  start();
+  while (most > 0 && Zet::activityManager()->runOnce(false)) --most;
+}
+
 void Host::settle() {
   start();
   auto const & loop = Zet::activityManager();

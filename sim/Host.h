@@ -74,6 +74,8 @@ class Host {
   void followRealTimeIs(bool);
   bool followsRealTime() const { return followsRealTime_; }
   void advance(Zet::Seconds);
+  // At most so many turns of the loop, at the present time.
+  void turns(U32 most);
   // Lets everything happen that is under way: takes in what publishers wrote, and moves the clock
   // on as long as the next due time is near.
   void settle();

@@ -97,6 +97,7 @@ class Generator {
   void chipGo();
   void chipSignal();
   void clock();
+  void turns();
   void reviewAll();
 
   // Events of L2 routes

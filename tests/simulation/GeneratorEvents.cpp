@@ -316,12 +316,18 @@ void Generator::chipSignal() { add({"chip ", random_.of({"free ", "kick "}), chi
 // --- Time
 
 void Generator::clock() {
-  if (random_.percent(50)) {
-    add({"clock read-cost ", random_.of({"0", "0.0005", "0.004", "0.02"})});
-  } else {
-    add({"clock advance ", random_.of({"0", "0.001", "0.03", "0.2"})});
+  switch (random_.below(4)) {
+    case 0:
+      return add({"clock read-cost ", random_.of({"0", "0.0005", "0.004", "0.02"})});
+    case 1:
+      return add({"clock advance ", random_.of({"0", "0.001", "0.03", "0.2"})});
+    default:
+      return turns();
   }
 }
+
+// So that something else comes between two slices of what is long.
+void Generator::turns() { add({"clock turns ", std::to_string(random_.between(1, 8))}); }
 
 void Generator::reviewAll() { add("review all"); }
 
