@@ -47,6 +47,8 @@ void ShoalReaderDir::refuse(std::string const & path, std::string const & reason
   culpritPath_ = path;
   culprit_ = std::move(culprit);
   refusalUnseen_ = true;
+  // What took its place before it was found bad is told by nobody any more.
+  filesMoved_ |= culprit_ && !culprit_->stillAt(path);
   for (ShoalReader * map : maps_) map->close();
   watch_.handleRefusal();
 }

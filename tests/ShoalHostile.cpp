@@ -210,6 +210,20 @@ TEST_F(ShoalHostile, refusalIsSeenThoughItHasEnded) {
 }
 
 // What writers leave that die before they have used a slot does not fill the index for ever.
+// The next writer was quicker than the reader.
+TEST_F(ShoalHostile, refusalEndsThoughTheBadFileWasReplacedBeforeItWasFoundBad) {
+  fill("bad");
+  Follower follower(root, "bad");
+  follower.settle();
+  std::filesystem::resize_file(file("bad"), 0);
+  Table table(root, "bad");
+  table.put(99);
+  table.commit();
+  follower.settle();
+  EXPECT_EQ(follower.dir.refusal(), "");
+  EXPECT_EQ(follower.view, viewOf(table.map));
+}
+
 TEST_F(ShoalHostile, entriesWithoutASlotAreClearedAwayByTheNextWriter) {
   fill("t");
   {
