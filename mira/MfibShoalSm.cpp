@@ -125,8 +125,8 @@ void MfibShoalSm::doForceDelete() {
   mira_->doKickReview();
 }
 
-// Which keys the table has lost is not known: each route that is not what the tables say may be
-// one of them.
+// Which keys the table has lost is not known: each route that is not what the tables say, or was
+// computed from something else, may be one of them. A computation reads what is not told yet.
 void MfibShoalSm::handleRoutesLost() {
   SKEIN("MfibShoalSm::handleRoutesLost ", mira_->vrfName(), " table ", key_.number());
   if (!initialized_) return;
@@ -137,7 +137,8 @@ void MfibShoalSm::handleRoutesLost() {
     RouteKey const & key = i.key();
     if (key.kind() != mroute_ || i->markedForDeletion()) continue;
     bool const held = dir && dir->mfibShoal(key, best);
-    if (!held || !(best == i->shoalRoute())) handleRoute(key);
+    bool const same = held && best == i->shoalRoute() && best == i->lastSeenShoalRoute();
+    if (!same) handleRoute(key);
   }
   for (auto i = leaning_.begin(); i; i.advance()) handleRoute(i.key());
 }

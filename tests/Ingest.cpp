@@ -204,6 +204,27 @@ TEST_F(Ingest, ATableThatLostItsRoutesStaysAndTheyGo) {
   EXPECT_TRUE(mira()->mfibShoalSm(t.get()));
 }
 
+// A review reads a route before anybody was told of it; then its table is lost.
+TEST_F(Ingest, ARouteComputedFromWhatWasNeverToldGoesBackWithItsTable) {
+  auto const accepting = [this](LocalTable & table, IntfId intf, U8 priority) {
+    table.oifIndexIntfIs(OifIndex(1), {intf, Shoal::Multicast::Fib::oifAccept});
+    Route r = route(sg, v10, priority);
+    r.oifIs(OifIndex(1), true);
+    table.routeIs(r);
+  };
+  accepting(*t, v10, 0);
+  run();
+  auto const better = muteTable();
+  better->silently([&] { accepting(*better, v20, 9); });
+  mira()->doMarkAllVlansDirty();
+  run();
+  ASSERT_EQ(mroute(sg)->acceptingVlanId(), VlanIdOrNone(20));
+  better->silently([&] { better->routeDel(sg); });
+  better->lose();
+  run();
+  EXPECT_EQ(mroute(sg)->acceptingVlanId(), VlanIdOrNone(10));
+}
+
 TEST_F(Ingest, RoutingOffDeletesAllRoutesAndOnBringsThemBack) {
   auto const other = muteTable();
   t->routeIs(route(sg, v10));
