@@ -5,6 +5,7 @@
 #include "sim/Commands.h"
 #include "sim/Host.h"
 #include "sim/Import.h"
+#include "sim/TableFiles.h"
 #include "sim/Watch.h"
 
 namespace Brindle::Sim {
@@ -43,6 +44,10 @@ void detach(Host & host, Arguments const & arguments) { host.detach(arguments.te
 
 void tablesPrivate(Host & host, Arguments const &) { host.privateTables(); }
 
+void tablesDamage(Host &, Arguments const & arguments) {
+  damageTable(arguments.text("TABLE"), arguments.has("cut") ? Damage::cutShort : Damage::replaced);
+}
+
 void publisherStart(Host & host, Arguments const & arguments) {
   host.publisherIs(arguments.text("TABLE"));
   host.attach(arguments.text("TABLE"));
@@ -50,6 +55,7 @@ void publisherStart(Host & host, Arguments const & arguments) {
 
 void publisherStop(Host & host, Arguments const & arguments) {
   host.publisherDel(arguments.text("TABLE"));
+  if (arguments.has("withdraw")) removeTable(arguments.text("TABLE"));
 }
 
 void publish(Host & host, Arguments const & arguments) {
@@ -96,10 +102,15 @@ constexpr Command<Host> rows[] = {
     {"review all", "Have every route computed anew.", reviewAll},
     {"import DIR [host NAME]", "Become the Linux box that is recorded there.", import},
     {"tables private", "Use route tables of this run's own, removed at its end.", tablesPrivate},
+    {"tables damage TABLE [cut]",
+     "Put something else in the place of a table's routes, or cut their file short. The table must "
+     "have no publisher; its next one makes it anew.",
+     tablesDamage},
     {"attach TABLE", "Read a publisher's table, such as pim.default.", attach},
     {"detach TABLE", "Read it no more.", detach},
     {"publisher start TABLE", "Start a brindle-publish on a table, and read it.", publisherStart},
-    {"publisher stop TABLE", "End it; the table stays.", publisherStop},
+    {"publisher stop TABLE [withdraw]",
+     "End it; the table stays, unless it is to be taken away, too.", publisherStop},
     {"publish TABLE COMMAND...", "Have it carry out a command, such as route add.", publish},
     {"source FILE", "Run a script.", source},
     {"watch on|off",

@@ -166,6 +166,30 @@ TEST_F(SimScripts, PublisherIsReplacedWithoutLoss) {
          "expect chip c0 routes 0\n");
 }
 
+TEST_F(SimScripts, TableIsTakenAwayOrSpoiltAndMadeAnew) {
+  std::string const again =
+      "publisher start pim.default\n"
+      "publish pim.default route add 1.1.1.2 232.0.0.1 iif Vlan10 oif Vlan20\n"
+      "settle\nexpect state 1.1.1.1 232.0.0.1 absent\nexpect chip c0 routes 1\n";
+  for (auto const * end : {"publisher stop pim.default withdraw\n",
+                           "publisher stop pim.default\ntables damage pim.default\n",
+                           "publisher stop pim.default\ntables damage pim.default cut\n"}) {
+    passes(twoVlans + publish + end + "settle\nexpect chip c0 routes 0\n" + again);
+    passes(twoVlans + publish + end + again);
+  }
+  EXPECT_NE(script(twoVlans + publish + "tables damage pim.default\n")
+                .text.find("is being written by another process"),
+            std::string::npos);
+}
+
+TEST_F(SimScripts, TurnsAreCounted) {
+  passes(twoVlans +
+         "publisher start pim.default\nsettle\n"
+         "publish pim.default route add 1.1.1.1 232.0.0.1 iif Vlan10 oif Vlan20\n"
+         "clock turns 1\nexpect state 1.1.1.1 232.0.0.1 absent\n"
+         "clock turns 9\nexpect state 1.1.1.1 232.0.0.1 in-hardware\n");
+}
+
 TEST_F(SimScripts, FirstErrorEndsAScript) {
   auto const result =
       script("vlan add 7\nsource " + file("inner.sim", "\nvlan port\n") + "\necho not reached\n");
