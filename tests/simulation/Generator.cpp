@@ -126,7 +126,12 @@ void Generator::heal() {
 void Generator::tearDown() {
   std::vector<std::string> last;
   for (auto const & name : tables_) {
-    last.push_back(random_.percent(50) ? "detach " + name : "publish " + name + " route del all");
+    if (random_.percent(50)) {
+      last.push_back("detach " + name);
+    } else {
+      start(name);
+      last.push_back("publish " + name + " route del all");
+    }
   }
   for (auto const & name : vrfs_) {
     if (name != "default") last.push_back("vrf del " + name);
@@ -169,6 +174,7 @@ void Generator::weigh() {
              {4, &G::chipRefuse},      {3, &G::chipSize},    {1, &G::chipCome},
              {1, &G::chipGo},          {3, &G::chipSignal},  {8, &G::clock},
              {1, &G::reviewAll}};
+  addPublisherEvents();
   if (l2_) addL2Events();
   for (auto & event : events_) {
     // A quarter of all kinds is silent, a tenth is loud.

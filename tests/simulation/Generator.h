@@ -8,6 +8,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -91,6 +92,17 @@ class Generator {
   void publishChanged();
   void withdraw();
   void attach();
+  void addPublisherEvents();
+  void publishBurst();
+  void publishMany();
+  void publishAnew();
+  void publishTwin();
+  void walkCutOff();
+  void publisherGo();
+  void publisherCome();
+  void publisherRestart();
+  void publisherSync();
+  void tableDamage();
   void chipRefuse();
   void chipSize();
   void chipCome();
@@ -132,6 +144,14 @@ class Generator {
   Published freshRoute();
   void change(Published & route);
   void publish(std::string const & table, std::string const & key, Published const & route);
+  void publishNew(std::string const & table);
+  void withdraw(std::string const & table, std::string const & key);
+  // Keys of a table that are published, as far as the generator knows.
+  std::vector<std::string> keysOf(std::string const & table) const;
+  void forget(std::string const & table);
+  void burstOn(std::string const & table, U32 changes);
+  void stop(std::string const & table, bool withdraw);
+  void start(std::string const & table);
 
   Random random_;
   std::vector<std::string> lines_;
@@ -146,6 +166,7 @@ class Generator {
   std::vector<std::string> vrfs_ = {"default"};
   std::vector<std::string> tables_ = {"pim.default"};
   std::map<std::pair<std::string, std::string>, Published> published_;  // by table and key
+  std::set<std::string> stopped_;  // tables without a publisher
 };
 
 }  // namespace Simulation

@@ -253,29 +253,32 @@ void Generator::publish(std::string const & table, std::string const & key,
   published_[{table, key}] = route;
 }
 
-void Generator::publishNew() {
-  std::string const where = table();
+void Generator::publishNew() { publishNew(table()); }
+
+void Generator::publishNew(std::string const & table) {
   std::string const who = source();
   Published const route = freshRoute();
-  publish(where, who + " " + group(), route);
+  publish(table, who + " " + group(), route);
 }
 
 void Generator::publishChanged() {
   if (published_.empty()) return publishNew();
-  auto which = published_.begin();
-  std::advance(which, random_.below(static_cast<U32>(published_.size())));
-  auto const [table, key] = which->first;
-  Published route = which->second;
+  auto const [place, standing] = random_.of(published_);
+  auto const & [table, key] = place;
+  Published route = standing;
   change(route);
   publish(table, key, route);
 }
 
 void Generator::withdraw() {
   if (published_.empty()) return;
-  auto which = published_.begin();
-  std::advance(which, random_.below(static_cast<U32>(published_.size())));
-  add({"publish ", which->first.first, " route del ", which->first.second});
-  published_.erase(which);
+  auto const [table, key] = random_.of(published_).first;
+  withdraw(table, key);
+}
+
+void Generator::withdraw(std::string const & table, std::string const & key) {
+  add({"publish ", table, " route del ", key});
+  published_.erase({table, key});
 }
 
 void Generator::attach() {

@@ -9,11 +9,6 @@ namespace Simulation {
 
 using namespace Brindle::Sim;
 
-Lab::Publisher::Publisher(std::string const & name)
-    : table(name, ZetShoal::ShoalSegment::minSlots),
-      publication(table, out),
-      interpreter(publication, publishCommands()) {}
-
 Lab::Lab() : host_(out_), interpreter_(host_, simCommands()) {}
 
 bool Lab::run(std::string const & line) {
@@ -35,27 +30,8 @@ bool Lab::run(std::string const & line) {
 
 void Lab::carryOut(std::string const & line, std::vector<std::string> const & words) {
   if (line == "tables private") return;
-  bool const start = words.size() == 3 && words[0] == "publisher" && words[1] == "start";
-  if (words[0] == "publish" && words.size() > 2) {
-    publish(words);
-  } else if (start) {
-    bool const stands = std::any_of(publishers_.begin(), publishers_.end(), [&](auto const & one) {
-      return one->table.name() == words[2];
-    });
-    if (!stands) publishers_.push_back(std::make_unique<Publisher>(words[2]));
-    host_.attach(words[2]);
-  } else {
-    interpreter_.run(line);
-  }
-}
-
-void Lab::publish(std::vector<std::string> const & words) {
-  for (auto const & one : publishers_) {
-    if (one->table.name() != words[1]) continue;
-    one->interpreter.run(lineOf({words.begin() + 2, words.end()}));
-    return one->publication.publish();
-  }
-  throw CommandError("no such publisher");
+  if (!publishers_.run(words)) return interpreter_.run(line);
+  if (words[0] == "publisher" && words[1] == "start") host_.attach(words[2]);
 }
 
 // What later comparisons have to know.
@@ -75,18 +51,8 @@ void Lab::note(std::vector<std::string> const & words) {
   if (verb == "settle" && reviewed_) lateChips_.clear();
 }
 
-std::vector<ReadTable> Lab::readTables() const {
-  auto const attached = host_.tables();
-  std::vector<ReadTable> out;
-  for (auto const & one : publishers_) {
-    if (std::find(attached.begin(), attached.end(), one->table.name()) == attached.end()) continue;
-    out.push_back({one->table.name(), &one->table.status()});
-  }
-  return out;
-}
-
 void Lab::compare() {
-  auto const tables = readTables();
+  auto const tables = publishers_.read(host_.tables());
   Comparison::Circumstances const circumstances{lateChips_, failuresExpected_, unnoticed_};
   Comparison comparison(host_, Oracle(host_, tables).routes(), circumstances);
   FloodsetComparison floodsets(host_, FloodsetOracle(host_).floodsets(), circumstances);
@@ -97,8 +63,12 @@ void Lab::compare() {
   routesCompared_ += comparison.routes() + floodsets.routes();
 }
 
-// FNV-1a.
-void Lab::traceText(std::string const & text) {
+// FNV-1a. Where the tables lie differs from run to run.
+void Lab::traceText(std::string text) {
+  std::string const root = ZetShoal::shoalRoot();
+  for (auto at = text.find(root); at != text.npos; at = text.find(root)) {
+    text.erase(at, root.size());
+  }
   for (char c : text) trace_ = (trace_ ^ static_cast<U8>(c)) * 0x100000001b3;
 }
 

@@ -1,11 +1,7 @@
 // The switch under test: a host of brindle-sim in this process, driven by the lines that
 // brindle-sim understands, and compared with the oracle whenever it has settled.
-//
-// Its publishers are in this process, too, so that a run depends on nothing but its lines.
 #pragma once
 
-#include <map>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
@@ -13,8 +9,8 @@
 
 #include "sim/Commands.h"
 #include "sim/Host.h"
-#include "sim/PublishCommands.h"
 #include "tests/simulation/Comparison.h"
+#include "tests/simulation/Publishers.h"
 
 namespace Simulation {
 
@@ -41,24 +37,14 @@ class Lab {
   U64 routesCompared() const { return routesCompared_; }
 
  private:
-  struct Publisher {
-    explicit Publisher(std::string const & table);
-    Brindle::Sim::PublishedTable table;
-    std::ostringstream out;
-    Brindle::Sim::Publication publication;
-    Brindle::Sim::Interpreter<Brindle::Sim::Publication> interpreter;
-  };
-
   void carryOut(std::string const & line, std::vector<std::string> const & words);
-  void publish(std::vector<std::string> const & words);
   void note(std::vector<std::string> const & words);
   void compare();
-  std::vector<ReadTable> readTables() const;
-  void traceText(std::string const & text);
+  void traceText(std::string text);
 
   std::ostringstream out_;
   // Before the host: it reads their tables to the end.
-  std::vector<std::unique_ptr<Publisher>> publishers_;
+  Publishers publishers_;
   Brindle::Sim::Host host_;
   Brindle::Sim::Interpreter<Brindle::Sim::Host> interpreter_;
   // Chips that came after the start, until each route has been computed again.

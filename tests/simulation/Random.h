@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,11 @@ class Random {
   std::string of(std::initializer_list<char const *> items) {
     return items.begin()[below(static_cast<U32>(items.size()))];
   }
+  // Of a set or a map, which must not be empty either.
+  template <class T> typename T::value_type of(T const & items) requires requires {
+    typename T::key_type;
+  }
+  { return *std::next(items.begin(), below(static_cast<U32>(items.size()))); }
   template <class T> void shuffle(std::vector<T> & items) {
     for (std::size_t i = items.size(); i > 1; --i) {
       std::swap(items[i - 1], items[below(static_cast<U32>(i))]);

@@ -1,0 +1,48 @@
+// The publishers of the switch under test. They are in this process, so that a run depends on
+// nothing but its lines; what brindle-sim does by processes of their own is done here by hand.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/Ptr.h"
+#include "sim/PublishCommands.h"
+#include "tests/LocalTable.h"
+#include "tests/simulation/Oracle.h"
+
+namespace Simulation {
+
+class Publishers {
+ public:
+  // Carries out a line that begins with "publish", "publisher" or "tables"; false if it is none of
+  // these. Throws CommandError.
+  bool run(std::vector<std::string> const & words);
+  // What each of these tables holds, in the same order.
+  std::vector<ReadTable> read(std::vector<std::string> const & tables) const;
+
+ private:
+  struct Publisher {
+    explicit Publisher(std::string const & table);
+    Brindle::Sim::PublishedTable table;
+    std::ostringstream out;
+    Brindle::Sim::Publication publication;
+    Brindle::Sim::Interpreter<Brindle::Sim::Publication> interpreter;
+  };
+  struct Table {
+    std::unique_ptr<Publisher> publisher;
+    // What stands in the table while nobody publishes it.
+    Zet::Ptr<Tests::LocalTable> left = Zet::make<Tests::LocalTable>();
+  };
+
+  void start(std::string const & table);
+  void stop(std::string const & table, bool withdraw);
+  void publish(std::vector<std::string> const & words);
+  Table & running(std::string const & table);
+
+  std::map<std::string, Table> tables_;
+};
+
+}  // namespace Simulation
