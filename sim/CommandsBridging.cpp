@@ -80,6 +80,11 @@ void stpInstance(Host & host, Arguments const & arguments) {
   for (VlanId vlan : arguments.vlans()) topo.vidToTopoMapIs(vlan, instance);
 }
 
+void stpOff(Host & host, Arguments const & arguments) {
+  for (VlanId vlan : arguments.vlans()) requireVlan(host, vlan);
+  for (VlanId vlan : arguments.vlans()) host.records().brTopo->vidToTopoMapDel(vlan);
+}
+
 void snoopingOnOff(Host & host, Arguments const & arguments) {
   VlanId const vlan = arguments.vlan();
   requireVlan(host, vlan);
@@ -130,7 +135,11 @@ void fdbAdd(Host & host, Arguments const & arguments) {
 
 void fdbDel(Host & host, Arguments const & arguments) {
   requireVlan(host, arguments.vlan());
-  host.records().brConfig->fdbConfigIs(arguments.vlan())->ethGroupDel(arguments.mac());
+  auto const fdb = host.records().brConfig->fdbConfigIs(arguments.vlan());
+  auto const mac = arguments.mac();
+  if (!arguments.given("PORT")) return fdb->ethGroupDel(mac);
+  if (!fdb->ethGroup(mac)) throw CommandError("expected a group that is configured there");
+  for (auto port : arguments.intfs()) fdb->ethGroupIs(mac)->intfDel(port);
 }
 
 void linkFlood(Host & host, Arguments const & arguments) {
@@ -162,6 +171,7 @@ constexpr Command<Host> rows[] = {
      "Set the spanning-tree state of ports in a VLAN's tree.", stpPort},
     {"stp instance NAME vlan VLAN...",
      "Let VLANs share one spanning tree; without it each has its own, vlanN.", stpInstance},
+    {"stp vlan VLAN... off", "VLANs run no spanning tree: nothing forwards in them.", stpOff},
     {"bridge snooping vid VLAN on|off", "Turn IGMP snooping on or off in a VLAN.", snoopingOnOff},
     {"bridge snooping vid VLAN flood on|off",
      "Flood groups in a snooped VLAN, as after a change of its topology.", snoopingFlood},
@@ -172,7 +182,7 @@ constexpr Command<Host> rows[] = {
      "A multicast router is behind ports of a snooped VLAN, or not.", mdbRouter},
     {"bridge fdb add MAC vid VLAN port PORT...", "Configure a static group by its MAC address.",
      fdbAdd},
-    {"bridge fdb del MAC vid VLAN", "Remove it.", fdbDel},
+    {"bridge fdb del MAC vid VLAN [port PORT...]", "Remove it, or ports of it.", fdbDel},
     {"bridge link set PORT... flood on|off", "Flood to ports, or not.", linkFlood},
     {"bridge link set PORT... mode MODE", "Set the switchport mode; 6 is not flooded to.",
      linkMode},

@@ -36,6 +36,11 @@ void vxlanCoreSide(Host & host, Arguments const & arguments) {
   host.coreSideFloodsetIs(arguments.on());
 }
 
+void vxlanEnvironment(Host & host, Arguments const & arguments) {
+  host.requireNotStarted("where the library learns of VTEPs");
+  host.settings().vtepsByEnvironment = arguments.on();
+}
+
 void vxlanVtep(Host & host, Arguments const & arguments) {
   host.vtepIs({arguments.intf(), OutLif(arguments.number("LIF")), 0}, arguments.has("add"));
 }
@@ -45,12 +50,23 @@ Evpn::EvpnPeerVlanFloodStatus const * standingPeer(Host & host, Arguments const 
   return set ? set->tepFilter(arguments.address()) : nullptr;
 }
 
+void evpnOnOff(Host & host, Arguments const & arguments) { host.evpnIs(arguments.on()); }
+
+// Whether the resolver survives that the peer leaves: not where it has no route for it.
+void requireSurvival(Host & host, VlanId vlan, Evpn::EvpnPeerVlanFloodStatus const & peer) {
+  auto const key = Fib::makeRouteKeyEvpnMultihomeFloodset(vlan, peer.key());
+  if (peer.initialSyncComplete() || (host.started() && host.root().l2Route(key))) return;
+  throw CommandError(
+      "expected a peer that is synced: the resolver does not survive that one leaves before");
+}
+
 void peerAdd(Host & host, Arguments const & arguments) {
   auto const peer = host.records()
                         .vlanFilteredFloodSetDir->vlanFloodSetIs(arguments.vlan())
                         ->tepFilterIs(arguments.address());
   for (auto port : arguments.intfs()) peer->floodFilterIs(port, true);
   if (arguments.has("synced")) peer->initialSyncCompleteIs(true);
+  if (arguments.has("unsynced")) peer->initialSyncCompleteIs(false);
 }
 
 void peerDel(Host & host, Arguments const & arguments) {
@@ -62,11 +78,18 @@ void peerDel(Host & host, Arguments const & arguments) {
     for (auto port : arguments.intfs()) set->tepFilterIs(address)->floodFilterDel(port);
     return;
   }
-  if (!peer->initialSyncComplete()) {
-    throw CommandError(
-        "expected a peer that is synced: the resolver does not survive that one leaves before");
-  }
+  requireSurvival(host, arguments.vlan(), *peer);
   set->tepFilterDel(address);
+}
+
+void peersDel(Host & host, Arguments const & arguments) {
+  auto & dir = *host.records().vlanFilteredFloodSetDir;
+  auto const * set = dir.vlanFloodSet(arguments.vlan());
+  if (!set) throw CommandError("expected a VLAN that has had peers");
+  for (auto i = set->tepFilter().begin(); i; i.advance()) {
+    requireSurvival(host, arguments.vlan(), *i);
+  }
+  dir.vlanFloodSetDel(arguments.vlan());
 }
 
 constexpr Command<Host> rows[] = {
@@ -87,12 +110,17 @@ constexpr Command<Host> rows[] = {
     {"vxlan core-side on|off",
      "The chips have floodsets for the VXLAN core, and floods go to the VTEPs.", vxlanCoreSide},
     {"vxlan vtep add|del INTF lif LIF", "A VTEP that such floods go to, as an output.", vxlanVtep},
-    {"evpn peer add vid VLAN tep ADDRESS [port PORT...] [synced]",
+    {"vxlan environment on|off",
+     "Before the start: the library learns of VTEPs by the process's environment.",
+     vxlanEnvironment},
+    {"evpn on|off", "EVPN publishes its peers, or not (on).", evpnOnOff},
+    {"evpn peer add vid VLAN tep ADDRESS [port PORT...] [synced|unsynced]",
      "An EVPN peer, by its tunnel endpoint; floods towards it may use the ports, once it is "
      "synced.",
      peerAdd},
     {"evpn peer del vid VLAN tep ADDRESS [port PORT...]",
      "It has left, or floods towards it may no longer use the ports.", peerDel},
+    {"evpn peers del vid VLAN", "All peers of a VLAN have left.", peersDel},
 };
 
 }  // namespace

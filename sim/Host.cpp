@@ -25,17 +25,25 @@ constexpr Zet::Seconds longestSettling = 60;
 // Answers for the chips as the commands say.
 class Helper final : public MiraHelper {
  public:
-  Helper(MiraRoot * root, Host::Policy const & policy) : MiraHelper(root), policy_(policy) {}
+  Helper(MiraRoot * root, Host::Policy const & policy, bool byEnvironment)
+      : MiraHelper(root),
+        policy_(policy) {
+    simModeIs(byEnvironment);
+  }
 
   bool isIntfHwLag(Nettle::IntfId intf) override { return policy_.hardwareLags.contains(intf); }
   bool passLag(PortVlanSet const &, PortVlanSet const &, L3::VrfName const &,
                Routing::Multicast::Fib::IpGenRouteKey const &) override {
     return true;
   }
-  bool floodToAllVteps() const override { return policy_.floodToVteps; }
-  bool useVxlanCoreSideFloodset() const override { return policy_.coreSideFloodset; }
-  PortVlanSet doGetVtepFloodsetPortOutLifSet(Bridging::VlanId) const override {
-    return policy_.vteps;
+  bool floodToAllVteps() const override {
+    return simMode() ? MiraHelper::floodToAllVteps() : policy_.floodToVteps;
+  }
+  bool useVxlanCoreSideFloodset() const override {
+    return simMode() ? MiraHelper::useVxlanCoreSideFloodset() : policy_.coreSideFloodset;
+  }
+  PortVlanSet doGetVtepFloodsetPortOutLifSet(Bridging::VlanId vlan) const override {
+    return simMode() ? MiraHelper::doGetVtepFloodsetPortOutLifSet(vlan) : policy_.vteps;
   }
 
  private:
@@ -144,11 +152,12 @@ MiraRoot::Inputs Host::inputs() const {
 
 void Host::startResolver() {
   auto const root = agent_->miraIs(inputs());
-  root->miraHelperIs(Zet::make<Helper>(root.get(), policy_));
+  tellEnvironment();
+  root->miraHelperIs(Zet::make<Helper>(root.get(), policy_, settings_.vtepsByEnvironment));
   root->lagConfigDirIs(records_.lagConfigDir);
   root->configuredLagMembersInOifSetIs(settings_.configuredLagMembers);
   root->pimVxlanStatusIs(records_.pimVxlanStatus);
-  root->vlanFilteredFloodSetDirIs(records_.vlanFilteredFloodSetDir);
+  if (policy_.evpn) root->vlanFilteredFloodSetDirIs(records_.vlanFilteredFloodSetDir);
   for (auto vlan : policy_.vxlanVlans.items()) root->vxlanVlanIs(vlan, true);
   for (auto vlan : policy_.l2Vlans.items()) root->l2EnabledOnVlanIs(vlan, true);
   applyL2Settings();
@@ -270,6 +279,7 @@ void Host::hardwareLagIs(Nettle::IntfId lag, bool v) {
 
 void Host::floodToVtepsIs(bool v) {
   policy_.floodToVteps = v;
+  tellEnvironment();
   if (started()) reviewAll();
 }
 
@@ -288,7 +298,29 @@ void Host::vtepIs(PortVlan const & vtep, bool v) {
   handleVteps();
 }
 
+// What a platform's own helper answers, the library's default one reads there.
+void Host::tellEnvironment() const {
+  if (!settings_.vtepsByEnvironment) return;
+  auto const flag = [](char const * name, bool v) { v ? setenv(name, "", 1) : unsetenv(name); };
+  flag("floodToAllVteps", policy_.floodToVteps);
+  flag("useVxlanCoreSideFloodset", policy_.coreSideFloodset);
+  std::string vteps;
+  for (PortVlan const & vtep : policy_.vteps.portVlan().items()) {
+    vteps += std::to_string(vtep.outLif.value()) + "," + std::string(vtep.port.view()) + "\n";
+  }
+  setenv("vtepFloodsetPortOutLifSet", vteps.c_str(), 1);
+}
+
+void Host::evpnIs(bool v) {
+  policy_.evpn = v;
+  if (!started()) return;
+  Zet::Ptr<Evpn::EvpnVlanFilteredFloodSetDir const> const dir =
+      v ? records_.vlanFilteredFloodSetDir.get() : nullptr;
+  agent_->mira()->vlanFilteredFloodSetDirIs(dir);
+}
+
 void Host::handleVteps() {
+  tellEnvironment();
   if (!started()) return;
   for (auto vlan : policy_.vxlanVlans.items()) agent_->mira()->handleVxlanVlan(vlan);
 }

@@ -40,6 +40,7 @@ class Host {
     bool nsfGate = false;
     bool l2Enabled = false;
     bool ignoreVlanForL2Groups = false;
+    bool vtepsByEnvironment = false;  // the library reads of VTEPs in the process's environment
     // These may change later: applyL2Settings().
     bool disableL2Flooding = false;
     bool floodToVlanWithPim = false;
@@ -103,12 +104,14 @@ class Host {
     bool coreSideFloodset = false;
     PortVlanSet vteps;
     Zet::OrderedSet<Bridging::VlanId> l2Vlans;
+    bool evpn = true;  // its peers are published
   };
   void hardwareLagIs(Nettle::IntfId lag, bool v);
   void vxlanVlanIs(Bridging::VlanId vlan, bool v);
   void floodToVtepsIs(bool v);
   void coreSideFloodsetIs(bool v);
   void vtepIs(PortVlan const & vtep, bool v);
+  void evpnIs(bool v);
   // VLANs whose L2 routes are this process's although Settings::l2Enabled is false.
   void l2VlanIs(Bridging::VlanId vlan, bool v);
   Policy const & policy() const { return policy_; }
@@ -157,6 +160,7 @@ class Host {
   void startResolver();
   void setGate(MiraRoot & root) const;
   void handleVteps();
+  void tellEnvironment() const;
 
   std::ostream & out_;
   Zet::Ptr<Zet::SimClock> const clock_;

@@ -1,6 +1,7 @@
 #include "tests/simulation/ComparisonFloodsets.h"
 
-#include <algorithm>
+#include "mira/MiraL2.h"
+#include "mira/MiraRoot.h"
 
 namespace Simulation {
 
@@ -20,16 +21,19 @@ L3::VrfName vrf() { return L3::VrfName::defaultVrf(); }
 }  // namespace
 
 FloodsetComparison::FloodsetComparison(Brindle::Sim::Host const & host,
-                                       std::map<Key, ExpectedFloodset> expected,
-                                       Comparison::Circumstances const & circumstances)
+                                       FloodsetOracle const & oracle,
+                                       Circumstances const & circumstances)
     : host_(host),
-      expected_(std::move(expected)),
+      expected_(oracle.floodsets()),
       circumstances_(circumstances) {
+  compareWanted(oracle.wantedElsewhere());
   compareTable();
   for (auto const & [key, route] : expected_) {
     compareRoute(key, route);
     compareFailed(key);
   }
+  compareStatus();
+  compareReview();
   for (Chip const * chip : host.chips()) compareChip(*chip);
 }
 
@@ -38,7 +42,22 @@ Mroute const * FloodsetComparison::mroute(Key const & key) const {
   return table ? table->mroute(key) : nullptr;
 }
 
-// --- What was computed
+// --- What is wanted, and what was computed
+
+// Where another process computes L2 routes, a VLAN that is turned off keeps what it had.
+void FloodsetComparison::compareWanted(std::map<Key, ExpectedFloodset> const & elsewhere) {
+  auto const & found = host_.root().l2Route();
+  bool const here = host_.settings().l2Enabled;
+  auto const & wanted = here ? expected_ : elsewhere;
+  for (auto const & [key, route] : wanted) {
+    if (!found.contains(key) && !route.mayStand) differ(key.pretty() + " is not wanted");
+  }
+  for (auto i = found.begin(); i; i.advance()) {
+    bool const up = host_.records().vlanStatusDir->vlanStatus(i.key().vlanId());
+    bool const on = here || (up && host_.policy().l2Vlans.contains(i.key().vlanId()));
+    if (on && !wanted.count(i.key())) differ(i.key().pretty() + " is wanted without need");
+  }
+}
 
 void FloodsetComparison::compareTable() {
   auto const & table = host_.routeTables().l2FloodsetTable();
@@ -58,6 +77,8 @@ void FloodsetComparison::compareRoute(Key const & key, ExpectedFloodset const & 
     return;
   }
   if (found->version() == 0) return differ(key.pretty() + " has not been computed");
+  if (found->markedForDeletion()) differ(key.pretty() + " is still to be deleted");
+  if (route.leftAlone) return;
   std::string const computed = textOf(found->oifSet().get());
   if (found->acceptingVlanId().value() != route.vlan || computed != route.text()) {
     differ(key.pretty() + "\n  expected " + std::to_string(route.vlan) + ": " + route.text() +
@@ -85,6 +106,32 @@ void FloodsetComparison::compareFailed(Key const & key) {
   }
   if (failed(key) && !circumstances_.failuresExpected)
     differ(key.pretty() + " has failed though there is room");
+}
+
+// --- What is published
+
+void FloodsetComparison::compareStatus() {
+  auto const * status = host_.records().hardware->vrfStatus(vrf());
+  if (!status) return;
+  for (auto i = status->route().begin(); i; i.advance()) {
+    if (i.key().kind() == mroute_ || mroute(i.key())) continue;
+    differ(i.key().pretty() + " has a status, but is in no table");
+  }
+}
+
+// At rest no review is under way. Who waits for the first one has heard that it has ended, if there
+// was anything to review.
+void FloodsetComparison::compareReview() {
+  auto const l2 = host_.root().miraL2();
+  if (!l2) return;
+  if (l2->reviewInProgress()) differ("a review of L2 routes has not ended");
+  if (host_.records().reviewInfo->review().contains(L3::VrfName("floodset"))) {
+    differ("a review of L2 routes is said to go on");
+  }
+  auto const & table = *l2->mrouteTableColl()->l2FloodsetTable();
+  if (!table.mroute().empty() && !table.mroutesInitialized()) {
+    differ("L2 routes are said not to have been reviewed");
+  }
 }
 
 // --- What stands in a chip
@@ -118,12 +165,31 @@ void FloodsetComparison::compareEntries(std::string const & chip, Key const & ke
     return;
   }
   if (found.size() > 1) return differ(what + " stands more than once");
-  if (failed(key)) return;
-  Entry const wanted{expected->second.vlan, true, expected->second.text()};
+  if (failed(key)) return compareFailedEntries(what, key, found);
+  bool const left = expected->second.leftAlone;
+  std::string const outputs = left ? textOf(mroute(key)->oifSet().get()) : expected->second.text();
+  Entry const wanted{expected->second.vlan, true, outputs};
   if (found.empty()) {
     if (!circumstances_.lateChips.count(chip)) differ(what + " lacks " + wanted.text());
   } else if (found[0].text() != wanted.text()) {
     differ(what + "\n  expected " + wanted.text() + "\n  found " + found[0].text());
+  }
+}
+
+// A route that one chip refuses leaves all of them. Floodsets keep what stands, which then is the
+// same in all chips; an entry that waits for the others does not count.
+void FloodsetComparison::compareFailedEntries(std::string const & what, Key const & key,
+                                              std::vector<Entry> const & found) {
+  bool const kept =
+      (key.kind() == vlanFloodset_ || key.kind() == multicastFloodset_) &&
+      (!host_.records().hardware->deleteL2RouteOnFailure() || circumstances_.keepingChanged);
+  for (auto const & entry : found) {
+    if (!kept) differ(what + " has failed, but there is " + entry.text());
+    if (!kept || !entry.active) continue;
+    auto const & first = kept_.emplace(key, entry.text()).first->second;
+    if (first != entry.text()) {
+      differ(what + "\n  another chip kept " + first + "\n  found " + entry.text());
+    }
   }
 }
 

@@ -3,18 +3,26 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "tests/simulation/Comparison.h"
 #include "tests/simulation/OracleFloodsets.h"
 
 namespace Simulation {
 
 class FloodsetComparison {
  public:
-  FloodsetComparison(Brindle::Sim::Host const & host, std::map<Key, ExpectedFloodset> expected,
-                     Comparison::Circumstances const & circumstances);
+  struct Circumstances {
+    // A chip that is added later gets a route with the route's next version.
+    std::set<std::string> const & lateChips;
+    // Chips lack room or refuse.
+    bool failuresExpected;
+    // What becomes of a floodset that fails has been changed meanwhile.
+    bool keepingChanged;
+  };
+  FloodsetComparison(Brindle::Sim::Host const & host, FloodsetOracle const & oracle,
+                     Circumstances const & circumstances);
 
   // A line for each difference.
   std::string const & differences() const { return differences_; }
@@ -31,11 +39,16 @@ class FloodsetComparison {
     std::string text() const;
   };
 
+  void compareWanted(std::map<Key, ExpectedFloodset> const & elsewhere);
   void compareTable();
   void compareRoute(Key const & key, ExpectedFloodset const & route);
   void compareFailed(Key const & key);
+  void compareStatus();
+  void compareReview();
   void compareChip(Brindle::Sim::Chip const & chip);
   void compareEntries(std::string const & chip, Key const & key, std::vector<Entry> const & found);
+  void compareFailedEntries(std::string const & what, Key const & key,
+                            std::vector<Entry> const & found);
   void differ(std::string const & text) { differences_ += text + "\n"; }
   Brindle::Mroute const * mroute(Key const & key) const;
   // A chip refused it.
@@ -44,7 +57,9 @@ class FloodsetComparison {
 
   Brindle::Sim::Host const & host_;
   std::map<Key, ExpectedFloodset> const expected_;
-  Comparison::Circumstances const circumstances_;
+  // What a chip still holds of floodsets that failed.
+  std::map<Key, std::string> kept_;
+  Circumstances const circumstances_;
   std::string differences_;
   std::string shown_;
 };

@@ -123,6 +123,12 @@ class Generator {
   void pimVlan();
   void pimVxlan();
   void coreSide();
+  void linkMode();
+  void stpOff();
+  void mlagAlone();
+  void evpnPeer();
+  void evpn();
+  void keeping();
   void walk();
 
   // Words

@@ -5,8 +5,13 @@ namespace Simulation {
 
 void Generator::configureL2() {
   l2_ = random_.percent(50);
-  if (!l2_) return;
+  if (!l2_) {
+    if (random_.percent(10)) add({"l2 vlan ", vlan(), " ", vlan(), " on"});
+    return;
+  }
   add("l2 on");
+  if (random_.percent(30)) add("vxlan environment on");
+  if (random_.percent(40)) add("hw delete-l2-on-failure on");
   if (random_.percent(25)) add("l2 ignore-vlan on");
   if (random_.percent(20)) add("l2 share-sets on");
 }
@@ -15,13 +20,23 @@ void Generator::addL2Events() {
   using G = Generator;
   std::initializer_list<Event> const more = {
       {6, &G::staticGroup}, {4, &G::otherGroup}, {5, &G::vlanAgain}, {5, &G::l2Setting},
-      {4, &G::pimVlan},     {4, &G::pimVxlan},   {4, &G::coreSide},  {3, &G::walk},
+      {4, &G::pimVlan},     {4, &G::pimVxlan},   {4, &G::coreSide},  {3, &G::linkMode},
+      {2, &G::stpOff},      {12, &G::evpnPeer},  {2, &G::evpn},      {1, &G::keeping},
+      {3, &G::mlagAlone},   {3, &G::walk},
   };
   events_.insert(events_.end(), more);
 }
 
-// A VLAN that went with its routed port has left its groups behind.
+// A VLAN that went with its routed port has left its groups behind. Only a peer that is synced may
+// leave.
 void Generator::tearDownL2() {
+  for (auto const * number : {"10", "20", "30"}) {
+    std::string const which = std::string(" vid ") + number;
+    for (auto const * tep : {"10.9.0.1", "10.9.0.2", "fd00::9"}) {
+      add({"evpn peer add", which, " tep ", tep, " synced"});
+    }
+    add({"evpn peers del", which});
+  }
   for (auto const * number : {"10", "20", "30", "42", "100", "1006", "1007", "1008", "1038"}) {
     add({"vxlan vlan ", number, " off"});
     add({"vlan add ", number});
@@ -36,7 +51,9 @@ std::string Generator::mac() {
 }
 
 void Generator::staticGroup() {
-  if (random_.percent(35)) return add({"bridge fdb del ", mac(), " vid ", vlan()});
+  if (random_.percent(15)) return add({"bridge fdb del ", mac(), " vid ", vlan()});
+  if (random_.percent(30))
+    return add({"bridge fdb del ", mac(), " vid ", vlan(), " port ", ports()});
   add({"bridge fdb add ", mac(), " vid ", vlan(), " port ", ports()});
 }
 
@@ -79,6 +96,64 @@ void Generator::coreSide() {
                   random_.of({"Vxlan1", "p3", "Port-Channel1", "Cpu", "Ethernet5.7"}), " lif ",
                   random_.of({"5000", "5001", "20", "0"})});
   }
+}
+
+void Generator::linkMode() { add({"bridge link set ", ports(), " mode ", random_.of({"0", "6"})}); }
+
+void Generator::stpOff() {
+  std::string const which = vlan();
+  add({"stp vlan ", which, " off"});
+  if (random_.percent(30)) clock();
+  if (random_.percent(60)) add({"vlan add ", which});
+}
+
+// Unlike mlag(): a review of all would hide that nobody was told.
+void Generator::mlagAlone() {
+  switch (random_.below(3)) {
+    case 0:
+      return add({"mlag peer-link ", port()});
+    case 1:
+      return add({"mlag active ", onOff()});
+    default:
+      return add({"mlag add ", port(), random_.of({"", " active-partial", " inactive"})});
+  }
+}
+
+// A peer comes before its filter is complete or after, loses it again, and leaves.
+void Generator::evpnPeer() {
+  std::string const which = " vid " + random_.of({"10", "20", "30"}) + " tep " +
+                            random_.of({"10.9.0.1", "10.9.0.2", "fd00::9"});
+  switch (random_.below(8)) {
+    case 0:
+      return add({"evpn peer add", which, " port ", ports()});
+    case 1:
+    case 2:
+    case 3:
+      return add({"evpn peer add", which, " port ", ports(), " synced"});
+    case 4:
+      return add({"evpn peer del", which, " port ", ports()});
+    case 5:
+      return add({"evpn peer add", which, " port ", ports(), " unsynced"});
+    case 6:
+      add({"evpn peer del", which});
+      return add({"evpn peer add", which, " port ", ports(), " synced"});
+    default:
+      return add({"evpn peer del", which});
+  }
+}
+
+void Generator::evpn() {
+  if (random_.percent(60)) return add({"evpn peers del vid ", random_.of({"10", "20", "30"})});
+  add("evpn off");
+  if (random_.percent(40)) evpnPeer();
+  if (random_.percent(30)) clock();
+  if (random_.percent(80)) add("evpn on");
+}
+
+// Where a chip may hold an entry that waits for those of the others, the process ends when
+// floodsets that fail are no longer kept, by design.
+void Generator::keeping() {
+  if (chips_ == 1 || !routeFaults_) add({"hw delete-l2-on-failure ", onOff()});
 }
 
 // Things go while the reviews walk over them, a few routes at a time.

@@ -29,6 +29,7 @@ bool Lab::run(std::string const & line) {
 }
 
 void Lab::carryOut(std::string const & line, std::vector<std::string> const & words) {
+  floodsetWatch_.before(words);
   if (line == "tables private") return;
   if (!publishers_.run(words)) return interpreter_.run(line);
   if (words[0] == "publisher" && words[1] == "start") host_.attach(words[2]);
@@ -49,14 +50,16 @@ void Lab::note(std::vector<std::string> const & words) {
   if (verb == "echo healed") failuresExpected_ = false;
   if (verb == "review all") reviewed_ = true;
   if (verb == "settle" && reviewed_) lateChips_.clear();
+  floodsetWatch_.note(words, failuresExpected_);
 }
 
 void Lab::compare() {
   auto const tables = publishers_.read(host_.tables());
   Comparison::Circumstances const circumstances{lateChips_, failuresExpected_, unnoticed_};
   Comparison comparison(host_, Oracle(host_, tables).routes(), circumstances);
-  FloodsetComparison floodsets(host_, FloodsetOracle(host_).floodsets(), circumstances);
-  wrong_ = comparison.differences() + floodsets.differences();
+  FloodsetComparison floodsets(host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
+                               {lateChips_, failuresExpected_, floodsetWatch_.keepingChanged()});
+  wrong_ = comparison.differences() + floodsets.differences() + floodsetWatch_.takeDifferences();
   traceText(comparison.shown() + floodsets.shown());
   unnoticed_ = comparison.unnoticed();
   ++comparisons_;

@@ -10,6 +10,7 @@
 #include "sim/Commands.h"
 #include "sim/Host.h"
 #include "tests/simulation/Comparison.h"
+#include "tests/simulation/FloodsetWatch.h"
 #include "tests/simulation/Publishers.h"
 
 namespace Simulation {
@@ -47,6 +48,7 @@ class Lab {
   Publishers publishers_;
   Brindle::Sim::Host host_;
   Brindle::Sim::Interpreter<Brindle::Sim::Host> interpreter_;
+  FloodsetWatch floodsetWatch_{host_};
   // Chips that came after the start, until each route has been computed again.
   std::set<std::string> lateChips_;
   bool reviewed_ = false;

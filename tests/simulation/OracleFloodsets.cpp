@@ -35,54 +35,80 @@ std::string ExpectedFloodset::text() const {
   return text;
 }
 
-FloodsetOracle::FloodsetOracle(Brindle::Sim::Host const & host)
+FloodsetOracle::FloodsetOracle(Brindle::Sim::Host const & host, Vlans const & treeless)
     : host_(host),
-      records_(host.records()) {}
+      records_(host.records()),
+      treeless_(treeless) {}
 
 // --- Which stand
 
+FloodsetOracle::Keys FloodsetOracle::floodsets() const {
+  return host_.settings().l2Enabled ? wanted() : Keys();
+}
+
+FloodsetOracle::Keys FloodsetOracle::wantedElsewhere() const {
+  if (host_.settings().l2Enabled) return {};
+  Keys out = wanted();
+  // A VLAN is looked at when it is turned on and when it changes, if it is on then.
+  for (auto & [key, route] : out) {
+    bool const up = records_.vlanStatusDir->vlanStatus(key.vlanId());
+    if (!up && key.kind() != ethGroup_) route.mayStand = true;
+  }
+  std::erase_if(out, [this](auto const & one) {
+    bool const here = one.first.kind() == evpnMultihomeFloodset_;
+    return here || !host_.policy().l2Vlans.contains(one.first.vlanId());
+  });
+  return out;
+}
+
+// There are none of IPv6.
+FloodsetOracle::Keys FloodsetOracle::wanted() const {
+  Keys out;
+  if (host_.routeTables().af() == Nettle::ipv6()) return out;
+  for (VlanId vlan : floodedVlans()) {
+    add(out, makeRouteKeyVlanFloodset(vlan));
+    add(out, makeRouteKeyMulticastFloodset(vlan));
+    addCoreSide(vlan, out);
+  }
+  addLearnedGroups(out);
+  addConfiguredGroups(out);
+  addPeers(out);
+  return out;
+}
+
+void FloodsetOracle::add(Keys & out, Key const & key, Standing standing) const {
+  auto & route = out[key] = expected(key);
+  route.mayStand = standing != must;
+  route.leftAlone = standing == mayAsItWas;
+}
+
 // Those that are up, and those that are extended.
-std::set<VlanId> FloodsetOracle::floodedVlans() const {
-  std::set<VlanId> out;
+FloodsetOracle::Vlans FloodsetOracle::floodedVlans() const {
+  Vlans out;
   auto const & up = records_.vlanStatusDir->vlanStatus();
   for (auto i = up.begin(); i; i.advance()) out.insert(i.key());
   for (VlanId vlan : host_.policy().vxlanVlans.items()) out.insert(vlan);
   return out;
 }
 
-std::map<Key, ExpectedFloodset> FloodsetOracle::floodsets() const {
-  std::map<Key, ExpectedFloodset> out;
-  // Without the setting another process computes them; and none are of IPv6.
-  if (!host_.settings().l2Enabled || host_.routeTables().af() == Nettle::ipv6()) return out;
-  std::set<Key> keys, optional;
-  for (VlanId vlan : floodedVlans()) {
-    keys.insert(makeRouteKeyVlanFloodset(vlan));
-    keys.insert(makeRouteKeyMulticastFloodset(vlan));
-    addCoreSide(vlan, keys, optional);
-  }
-  addLearnedGroups(keys);
-  addConfiguredGroups(keys);
-  for (Key const & key : keys) out.emplace(key, expected(key));
-  for (Key const & key : optional) out.emplace(key, expected(key)).first->second.mayStand = true;
-  return out;
-}
-
-// PIM over VXLAN gives one to each VLAN that is up when its first interface comes, and when its
-// last one goes it leaves them to the VLANs that are extended.
-void FloodsetOracle::addCoreSide(VlanId vlan, std::set<Key> & out, std::set<Key> & optional) const {
+// PIM over VXLAN gives one to each VLAN that is up and has a spanning tree when its first interface
+// comes, and to each that comes up later. When its last interface goes it takes them from the same
+// VLANs, but leaves them to those that are extended.
+void FloodsetOracle::addCoreSide(VlanId vlan, Keys & out) const {
   Key const key = makeRouteKeyVxlanCoreSideFloodset(vlan);
   bool const extended = host_.policy().vxlanVlans.contains(vlan);
   bool const byPim = !records_.pimVxlanStatus->vxlanIntf().empty();
   bool const up = records_.vlanStatusDir->vlanStatus(vlan);
-  if ((extended && host_.policy().coreSideFloodset) || (up && byPim)) {
-    out.insert(key);
-  } else if (extended) {
-    optional.insert(key);
+  bool const treeless = treeless_.count(vlan) != 0;
+  if ((extended && host_.policy().coreSideFloodset) || (up && byPim && !treeless)) {
+    add(out, key);
+  } else if (extended || treeless) {
+    add(out, key, may);
   }
 }
 
 // Where PIM runs it takes care of groups, unless told otherwise.
-void FloodsetOracle::addLearnedGroups(std::set<Key> & out) const {
+void FloodsetOracle::addLearnedGroups(Keys & out) const {
   auto const & snooping = records_.snooping->vlanStatus();
   for (auto vlan = snooping.begin(); vlan; vlan.advance()) {
     bool const routed = records_.pimEnabled->pimVlanEnabled(vlan.key());
@@ -90,18 +116,31 @@ void FloodsetOracle::addLearnedGroups(std::set<Key> & out) const {
     if (vlan->useVlanFloodset()) continue;
     auto const & groups = vlan->ethGroup();
     for (auto i = groups.begin(); i; i.advance()) {
-      out.insert(makeRouteKeyEthGroup(vlan.key(), i.key()));
+      add(out, makeRouteKeyEthGroup(vlan.key(), i.key()));
     }
   }
 }
 
 // Whether their VLAN is up or not.
-void FloodsetOracle::addConfiguredGroups(std::set<Key> & out) const {
+void FloodsetOracle::addConfiguredGroups(Keys & out) const {
   auto const & fdbs = records_.brConfig->fdbConfig();
   for (auto vlan = fdbs.begin(); vlan; vlan.advance()) {
     auto const & groups = vlan->ethGroup();
     for (auto i = groups.begin(); i; i.advance()) {
-      if (!isSnooped(i.key())) out.insert(makeRouteKeyEthGroup(vlan.key(), i.key()));
+      if (!isSnooped(i.key())) add(out, makeRouteKeyEthGroup(vlan.key(), i.key()));
+    }
+  }
+}
+
+// One whose filter is not complete gets no route, but keeps the one that it had.
+void FloodsetOracle::addPeers(Keys & out) const {
+  if (!host_.policy().evpn) return;
+  auto const & vlans = records_.vlanFilteredFloodSetDir->vlanFloodSet();
+  for (auto vlan = vlans.begin(); vlan; vlan.advance()) {
+    auto const & peers = vlan->tepFilter();
+    for (auto peer = peers.begin(); peer; peer.advance()) {
+      add(out, makeRouteKeyEvpnMultihomeFloodset(vlan.key(), peer.key()),
+          peer->initialSyncComplete() ? must : mayAsItWas);
     }
   }
 }
@@ -119,7 +158,7 @@ ExpectedFloodset FloodsetOracle::expected(Key const & key) const {
   auto const & policy = host_.policy();
   Set set{key.kind(), key.vlanId(), macOf(key), {}};
   ExpectedFloodset out{key.kind(), key.vlanId().value(), {}};
-  out.outputs.members = membersOf(set);
+  out.outputs.members = membersOf(set, key);
   out.outputs.toCpu =
       set.kind == multicastFloodset_ ? records_.pimEnabled->pimVlanEnabled(set.vlan) : set.cpu;
   out.outputs.vlan = settings.ignoreVlanForL2Groups ? 0 : out.vlan;
@@ -128,12 +167,23 @@ ExpectedFloodset FloodsetOracle::expected(Key const & key) const {
   return out;
 }
 
-FloodsetOracle::Members FloodsetOracle::membersOf(Set & set) const {
+FloodsetOracle::Members FloodsetOracle::membersOf(Set & set, Key const & key) const {
   bool const stands =
       records_.vlanStatusDir->vlanStatus(set.vlan) && records_.brTopo->vidToTopoMap(set.vlan);
   bool const silent = set.isFloodset() && host_.settings().disableL2Flooding;
-  if (stands && !silent) addVlan(set);
+  if (!stands || silent) return {};
+  if (set.kind == evpnMultihomeFloodset_) {
+    addFilter(set, key.evpnTepIp());
+  } else {
+    addVlan(set);
+  }
   return resolvedLags(host_, set.members, set.vlan.value(), set.mac);
+}
+
+// The peer's ports are told one by one, whether they forward or not.
+void FloodsetOracle::addFilter(Set & set, Nettle::IpGenAddr const & peer) const {
+  auto const * peers = records_.vlanFilteredFloodSetDir->vlanFloodSet(set.vlan);
+  for (IntfId port : peers->tepFilter(peer)->floodFilter().items()) addPort(set, port);
 }
 
 void FloodsetOracle::addVlan(Set & set) const {

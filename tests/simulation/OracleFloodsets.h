@@ -17,6 +17,7 @@ struct ExpectedFloodset {
   Outputs outputs;
   bool shared = false;     // chips may share the set
   bool mayStand = false;   // or may not: that hangs on what was before
+  bool leftAlone = false;  // so that its set may be an old one
   bool toTunnels = false;  // of an extended VLAN whose floods the chips themselves take to the core
 
   // As textOf() has it of a set that was computed.
@@ -25,10 +26,15 @@ struct ExpectedFloodset {
 
 class FloodsetOracle {
  public:
-  explicit FloodsetOracle(Brindle::Sim::Host const & host);
+  using Vlans = std::set<Bridging::VlanId>;
+  // `treeless`: VLANs that have run no spanning tree for a while since they came up.
+  FloodsetOracle(Brindle::Sim::Host const & host, Vlans const & treeless);
 
   // All L2 routes that must stand, and those that may.
   std::map<Key, ExpectedFloodset> floodsets() const;
+  // The same for VLANs whose L2 routes another process computes: what the resolver is to say that
+  // it wants.
+  std::map<Key, ExpectedFloodset> wantedElsewhere() const;
 
  private:
   using Members = std::set<Brindle::PortVlan>;
@@ -45,12 +51,20 @@ class FloodsetOracle {
     bool isOfVlan() const;
   };
 
-  std::set<Bridging::VlanId> floodedVlans() const;
-  void addCoreSide(Bridging::VlanId vlan, std::set<Key> & out, std::set<Key> & optional) const;
-  void addLearnedGroups(std::set<Key> & out) const;
-  void addConfiguredGroups(std::set<Key> & out) const;
+  // A collection of keys, by whether they must stand.
+  using Keys = std::map<Key, ExpectedFloodset>;
+  enum Standing { must, may, mayAsItWas };
+
+  Keys wanted() const;
+  Vlans floodedVlans() const;
+  void add(Keys & out, Key const & key, Standing standing = must) const;
+  void addCoreSide(Bridging::VlanId vlan, Keys & out) const;
+  void addLearnedGroups(Keys & out) const;
+  void addConfiguredGroups(Keys & out) const;
+  void addPeers(Keys & out) const;
   ExpectedFloodset expected(Key const & key) const;
-  Members membersOf(Set & set) const;
+  Members membersOf(Set & set, Key const & key) const;
+  void addFilter(Set & set, Nettle::IpGenAddr const & peer) const;
   void addVlan(Set & set) const;
   void addPorts(Set & set) const;
   void addListeners(Set & set, Zet::OrderedSet<Nettle::IntfId> const & ports) const;
@@ -62,6 +76,7 @@ class FloodsetOracle {
 
   Brindle::Sim::Host const & host_;
   Brindle::Sim::Records const & records_;
+  Vlans const & treeless_;
 };
 
 }  // namespace Simulation
