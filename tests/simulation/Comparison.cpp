@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tests/simulation/ComparisonPrefixes.h"
+
 namespace Simulation {
 
 using Brindle::Mroute;
@@ -76,6 +78,9 @@ void Comparison::compareRoute(RouteName const & name, ExpectedRoute const & rout
   if (!found) {
     if (route.standing == ExpectedRoute::stands) differ(name.text() + " is missing in the table");
     return;
+  }
+  if (route.standing == ExpectedRoute::absent) {
+    return differ(name.text() + " stands in the table, but is not to be installed");
   }
   if (isLeft(*found, route)) return;
   if (found->version() == 0) return differ(name.text() + " has not been computed");
@@ -167,7 +172,7 @@ void Comparison::compareChip(Chip const & chip) {
     auto const & set = i->simMtableOifSet();
     Entry const entry{i->key().vlanId.value(), i->rpaId(),
                       textOf(set ? set->oifSet().get() : nullptr)};
-    found.emplace(i->key().sg, entry);
+    if (!isSubnetEntry(*i)) found.emplace(i->key().sg, entry);
     lines.push_back(nameOf(chip) + ": " + i->key().sg.pretty() + " " + entry.text());
     if (!i->activated()) differ(lines.back() + " is not active");
   }

@@ -33,6 +33,7 @@ void Generator::configure() {
   if (random_.percent(30)) add("hw need-iif on");
   if (random_.percent(30)) add("hw batch on");
   configureL2();
+  configureSubnets();
   for (auto const * name : {"red", "blue"}) {
     if (!random_.percent(50)) continue;
     vrfs_.push_back(name);
@@ -68,9 +69,10 @@ void Generator::populate() {
   for (auto const * number : {"10", "20", "30"}) {
     add({std::string("vlan add "), number, " port ", ports(), " ", ports()});
     add({std::string("ip link add Vlan"), number, " vrf ", vrf()});
+    if (subnets_) addressAdd(std::string("Vlan") + number);
   }
-  for (U32 i = random_.between(0, 12); i > 0; --i) {
-    switch (random_.below(6)) {
+  for (U32 i = random_.between(0, 14); i > 0; --i) {
+    switch (random_.below(7)) {
       case 0:
         intfAdd();
         break;
@@ -85,6 +87,9 @@ void Generator::populate() {
         break;
       case 4:
         join();
+        break;
+      case 5:
+        addressAdd();
         break;
       default:
         intfAdd();
@@ -146,6 +151,9 @@ void Generator::tearDown() {
   for (auto const * number : {"1", "2", "3"}) {
     last.push_back(std::string("lag del Port-Channel") + number);
   }
+  for (auto const & [intf, address] : addresses_) {
+    if (random_.percent(30)) last.push_back("ip addr del " + address + " dev " + intf);
+  }
   random_.shuffle(last);
   for (auto const & line : last) {
     add(line);
@@ -176,6 +184,7 @@ void Generator::weigh() {
              {1, &G::reviewAll}};
   addPublisherEvents();
   if (l2_) addL2Events();
+  addSubnetEvents();
   for (auto & event : events_) {
     // A quarter of all kinds is silent, a tenth is loud.
     U32 const sort = random_.below(20);
@@ -237,7 +246,7 @@ std::string Generator::group() {
 }
 
 std::string Generator::source() {
-  if (random_.percent(15)) return "*";
+  if (random_.percent(subnets_ ? 35 : 15)) return "*";
   if (v6_) return random_.of({"fd00::1", "fd00::2"});
   if (random_.percent(2)) return "10.0.0.0/24";
   return random_.of({"10.0.0.1", "10.0.0.2", "10.0.0.3"});

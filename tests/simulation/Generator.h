@@ -131,6 +131,18 @@ class Generator {
   void keeping();
   void walk();
 
+  // Events of connected subnets
+  void addSubnetEvents();
+  void configureSubnets();
+  void addressAdd();
+  void addressAdd(std::string const & intf);
+  void addressDel();
+  void addressMove();
+  void publishStar();
+  void subnetRefuse();
+  void chipFull();
+  void chipReset();
+
   // Words
   std::string vlan();
   std::string port();
@@ -147,6 +159,8 @@ class Generator {
   std::string chip() { return "c" + std::to_string(random_.below(chips_)); }
   std::string onOff() { return random_.percent(50) ? "on" : "off"; }
   std::string oif();
+  std::string address(std::string const & intf);
+  std::string addressedIntf();
   Published freshRoute();
   void change(Published & route);
   void publish(std::string const & table, std::string const & key, Published const & route);
@@ -173,6 +187,8 @@ class Generator {
   std::vector<std::string> tables_ = {"pim.default"};
   std::map<std::pair<std::string, std::string>, Published> published_;  // by table and key
   std::set<std::string> stopped_;  // tables without a publisher
+  bool subnets_ = false;
+  std::vector<std::pair<std::string, std::string>> addresses_;  // each with its interface
 };
 
 }  // namespace Simulation

@@ -4,6 +4,7 @@
 
 #include "platform/ShoalFiles.h"
 #include "tests/simulation/ComparisonFloodsets.h"
+#include "tests/simulation/ComparisonPrefixes.h"
 
 namespace Simulation {
 
@@ -22,7 +23,7 @@ bool Lab::run(std::string const & line) {
   }
   note(words);
   if (words[0] == "settle" || line == healed || line == emptied) compare();
-  if (wrong_.empty() && line == emptied) wrong_ = leftovers(host_);
+  if (wrong_.empty() && line == emptied) compareLeftovers();
   traceText(out_.str());
   out_.str("");
   return true;
@@ -51,19 +52,37 @@ void Lab::note(std::vector<std::string> const & words) {
   if (verb == "review all") reviewed_ = true;
   if (verb == "settle" && reviewed_) lateChips_.clear();
   floodsetWatch_.note(words, failuresExpected_);
+  prefixHistory_.note(words, publishers_.read(host_.tables()));
 }
 
 void Lab::compare() {
   auto const tables = publishers_.read(host_.tables());
+  PrefixOracle const subnets(host_, tables, prefixHistory_);
+  auto routes = Oracle(host_, tables).routes();
+  subnets.judge(routes);
   Comparison::Circumstances const circumstances{lateChips_, failuresExpected_, unnoticed_};
-  Comparison comparison(host_, Oracle(host_, tables).routes(), circumstances);
-  FloodsetComparison floodsets(host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
-                               {lateChips_, failuresExpected_, floodsetWatch_.keepingChanged()});
-  wrong_ = comparison.differences() + floodsets.differences() + floodsetWatch_.takeDifferences();
-  traceText(comparison.shown() + floodsets.shown());
+  Comparison const comparison(host_, std::move(routes), circumstances);
+  FloodsetComparison const floodsets(
+      host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
+      {lateChips_, failuresExpected_, floodsetWatch_.keepingChanged()});
+  PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables, failuresExpected_);
+  wrong_ = comparison.differences() + floodsets.differences() + floodsetWatch_.takeDifferences() +
+           prefixes.differences();
+  traceText(comparison.shown() + floodsets.shown() + prefixes.shown());
   unnoticed_ = comparison.unnoticed();
   ++comparisons_;
   routesCompared_ += comparison.routes() + floodsets.routes();
+}
+
+// What nobody follows any more stays in the chips for ever.
+void Lab::compareLeftovers() {
+  auto const tables = publishers_.read(host_.tables());
+  PrefixOracle const subnets(host_, tables, prefixHistory_);
+  wrong_ = leftSubnets(host_, subnets);
+  bool const abandoned =
+      std::any_of(subnets.wanted().begin(), subnets.wanted().end(),
+                  [&](auto const & one) { return subnets.abandoned(one.first.second); });
+  if (!abandoned) wrong_ += leftovers(host_);
 }
 
 // FNV-1a. Where the tables lie differs from run to run.

@@ -11,6 +11,7 @@
 #include "sim/Host.h"
 #include "tests/simulation/Comparison.h"
 #include "tests/simulation/FloodsetWatch.h"
+#include "tests/simulation/PrefixHistory.h"
 #include "tests/simulation/Publishers.h"
 
 namespace Simulation {
@@ -41,6 +42,7 @@ class Lab {
   void carryOut(std::string const & line, std::vector<std::string> const & words);
   void note(std::vector<std::string> const & words);
   void compare();
+  void compareLeftovers();
   void traceText(std::string text);
 
   std::ostringstream out_;
@@ -51,6 +53,7 @@ class Lab {
   FloodsetWatch floodsetWatch_{host_};
   // Chips that came after the start, until each route has been computed again.
   std::set<std::string> lateChips_;
+  PrefixHistory prefixHistory_{host_};
   bool reviewed_ = false;
   bool failuresExpected_ = false;
   Comparison::Unnoticed unnoticed_;

@@ -109,12 +109,8 @@ void Oracle::judgeStanding(RouteName const & name, std::vector<Published> const 
     out.why = why;
   };
   for (auto const & [table, route] : published) {
-    if (route.iifFrr()) maybe("fast-reroute: its primary input had a VLAN when it came");
-    if (!route.isStarG()) continue;
-    if (route.rpaId() == rpaNone && (waitsFor(route.iif()) || waitsFor(route.notify()))) {
-      return leave("(*,G): its connected subnets are not in hardware");
-    }
-    maybe("(*,G): usable, and its subnets in hardware, when it came");
+    if (!route.iifFrr() || vlanOf(route.iif())) continue;
+    maybe("fast-reroute: its primary input had a VLAN when it came");
   }
   for (auto const & [table, route] : published) {
     if (route.iifFrr() && vlanOf(route.iifFrr()) && !vlanOf(route.iif())) {
@@ -125,13 +121,6 @@ void Oracle::judgeStanding(RouteName const & name, std::vector<Published> const 
     }
     if (!out.vlan && out.rpa >= rpaInvalid) return leave("no such rendezvous point");
   }
-}
-
-bool Oracle::waitsFor(IntfId intf) const {
-  if (!intf || !records_.ipStatus->ipIntfStatus(intf)) return false;
-  auto const & subnets = *records_.pimIntfStatus;
-  auto const * status = subnets.intfStatus().find(intf);
-  return !status || !status->routesProgrammed();
 }
 
 // --- The content of one route

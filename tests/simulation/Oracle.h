@@ -38,8 +38,8 @@ struct SideEntry {
 struct ExpectedRoute {
   // Whether the route is to be in the table: where that hangs on what was before, either will do.
   // Of one that is left as it is nothing can be told.
-  enum Standing { stands, mayStand, leftAsItIs } standing = stands;
-  char const * why = "";  // of the latter two
+  enum Standing { stands, mayStand, leftAsItIs, absent } standing = stands;
+  char const * why = "";  // of the two in the middle
   U32 vlan = 0;           // that it is accepted in
   U32 rpa = 0;
   bool noRpf = false;
@@ -89,7 +89,6 @@ class Oracle {
   ExpectedRoute expected(RouteName const & name, std::vector<Published> const & published) const;
   void judgeStanding(RouteName const & name, std::vector<Published> const & published,
                      ExpectedRoute & out) const;
-  bool waitsFor(Nettle::IntfId intf) const;
   void compute(Published const & best, ExpectedRoute & out) const;
   void member(Walk & walk, Shoal::Multicast::Fib::OifIndexIntf const & oif, U32 vlan) const;
   void sideEntries(Walk & walk, Shoal::Multicast::Fib::OifIndexIntf const & oif, U32 vlan) const;
