@@ -82,6 +82,7 @@ void ShoalReader::open() {
   auto segment = ShoalSegment::open(path_, shape_, ShoalMapping::Access::read);
   if (segment && !sound(segment)) return;
   opened_ += segment != live_;
+  passed_ |= live_ && live_ != told_;
   live_ = std::move(segment);
 }
 
@@ -89,7 +90,7 @@ void ShoalReader::close() {
   live_.reset();
   told_.reset();
   walk_ = ShoalSegment::noSlot;
-  walkedOut_ = false;
+  walkedOut_ = passed_ = false;
 }
 
 bool ShoalReader::sound(std::shared_ptr<ShoalSegment> segment) {
@@ -138,7 +139,7 @@ U32 ShoalReader::size() {
 
 bool ShoalReader::pending() const {
   if (follow_ == ShoalFollow::values) return false;
-  if (told_ != live_) return true;
+  if (told_ != live_ || passed_) return true;
   return told_ && (walk_ != ShoalSegment::noSlot || told_->epoch() != epoch_ ||
                    told_->changes() != position_);
 }
@@ -149,7 +150,7 @@ bool ShoalReader::nextChange(void * key) {
   for (unsigned step = 0; step < maxSteps && pending(); ++step) {
     if (walk_ != ShoalSegment::noSlot) {
       if (walkOn(key)) return true;
-    } else if (told_ != live_) {
+    } else if (told_ != live_ || passed_) {
       moveOn();
     } else if (told_->epoch() != epoch_) {
       startWalk();
@@ -209,7 +210,9 @@ bool ShoalReader::goesOn() const {
 // been deleted may stand in the old file alone. It is walked before the new one is, and again if
 // changes are lost meanwhile: it holds every key that has been handed over.
 void ShoalReader::moveOn() {
-  if (told_ && !goesOn()) {
+  bool const lost = !told_ || !goesOn();
+  losses_ += std::exchange(passed_, false) && lost;
+  if (told_ && lost) {
     walkedOut_ = true;
     return startWalk();
   }

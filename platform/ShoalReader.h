@@ -111,6 +111,9 @@ class BRINDLE_API ShoalReader {
   U32 walks() const { return walks_; }
   // Whether it does so now: the last key that was handed over may not have changed.
   bool walking() const { return walk_ != ShoalSegment::noSlot; }
+  // How often a file has come and gone between two turns that held keys of which no file knows any
+  // more: who has read such a key without having been handed it is not told that it has gone.
+  U32 losses() const { return losses_; }
 
  private:
   friend class ShoalReaderDir;
@@ -136,12 +139,14 @@ class BRINDLE_API ShoalReader {
   // The file whose keys are being handed over: an older one until all that must be is told.
   std::shared_ptr<ShoalSegment> told_;
   bool walkedOut_ = false;           // told_ is an older file, walked because changes were lost
+  bool passed_ = false;              // between told_ and live_ there was another file
   U32 walk_ = ShoalSegment::noSlot;  // the next slot of a walk over all of told_
   // From where changes are handed over: a number, good for one epoch, and opened_ of that time.
   U64 position_ = 0;
   U64 epoch_ = 0;
   U64 followed_ = 0;
   U32 walks_ = 0;
+  U32 losses_ = 0;
   ShoalCursor changeAt_;
 };
 

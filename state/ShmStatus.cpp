@@ -1,5 +1,7 @@
 #include "state/ShmStatus.h"
 
+#include <utility>
+
 #include "platform/Mount.h"
 
 namespace Shoal::Multicast::Fib {
@@ -113,6 +115,7 @@ void ShmStatus::turn(U32 atMost) {
   }
   told_ = nullptr;
   followRefusal();
+  followLosses();
 }
 
 // The next change that is to be told. Of those that are not, `passedOver` are looked at at most.
@@ -132,6 +135,12 @@ void ShmStatus::followRefusal() {
   intf_.clear();
   oifIndexIntfDelAll();
   routesLostNotify();
+}
+
+void ShmStatus::followLosses() {
+  U32 losses = 0;
+  for (auto const & map : routes_) losses += map.losses();
+  if (std::exchange(losses_, losses) != losses) routesLostNotify();
 }
 
 void ShmStatus::followIntfs() const {

@@ -18,6 +18,7 @@ namespace Shoal::Multicast::Fib {
 // from there on is.
 //
 // A table that is not what it should be is refused: it reads as empty, and onRoutesLost() tells it.
+// The same tells that the files of a table have come and gone faster than they could be followed.
 // A malformed record reads as absent, is counted, and leaves the others alone.
 class BRINDLE_API ShmStatus : public Status {
  public:
@@ -52,6 +53,7 @@ class BRINDLE_API ShmStatus : public Status {
   bool nextChange(U32 map, WireRouteKey & key, U32 & passedOver);
   U32 routeWire(RouteKey const &, WireRoute &) const;
   void followRefusal();
+  void followLosses();
   void followIntfs() const;
   void followOifs();
 
@@ -65,6 +67,7 @@ class BRINDLE_API ShmStatus : public Status {
   mutable WireIntfs intf_;
   mutable U32 namesTaken_ = 0;
   bool refused_ = false;
+  U32 losses_ = 0;
   mutable U64 malformed_ = 0;
   Zet::CompactVector<Change> changes_;  // of this turn
   // The change that is being told, so that its readers need not search for it.

@@ -366,6 +366,25 @@ TEST_F(ShmTable, NextWriterTakesAwayWhatItCannotRead) {
   EXPECT_EQ(table->oifIndexIntf(OifIndex(3)).intf, IntfId("Vlan20"));
 }
 
+// A file takes the table's place, is read, and goes, all between two turns.
+TEST_F(ShmTable, RoutesThatWereReadButNeverToldAreLostWithTheirFile) {
+  for (bool const removed : {true, false}) {
+    auto const table = reader();
+    auto const listener = Zet::make<Listener>(table);
+    ShmStatusWriter writer(root, "pim.default", 16);
+    for (U32 i = 0; i < 10; ++i) writer.routeIs(route(i, 1));
+    writer.commit();
+    settle(*table);
+    for (U32 i = 10; i < 20; ++i) writer.routeIs(route(i, 1));
+    Route read;
+    EXPECT_TRUE(table->routeRead(key(19), read));
+    removed ? writer.remove() : writer.commit();
+    settle(*table);
+    EXPECT_EQ(listener->lost, removed);
+    EXPECT_EQ(listener->take().count(key(19)), !removed);
+  }
+}
+
 TEST_F(ShmTable, RefusedTableIsEmptyUntilItIsReplaced) {
   auto const table = reader(), other = reader("static.default");
   auto const listener = Zet::make<Listener>(table);
