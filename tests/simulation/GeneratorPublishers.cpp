@@ -120,7 +120,10 @@ void Generator::start(std::string const & table) {
   stopped_.erase(table);
 }
 
-void Generator::publisherGo() { stop(table(), random_.percent(40)); }
+void Generator::publisherGo() {
+  std::string const which = table();
+  stop(which, random_.percent(40));
+}
 
 void Generator::publisherCome() {
   if (!stopped_.empty()) start(random_.of(stopped_));
