@@ -2,12 +2,12 @@
 #pragma once
 
 #include "fabric/BidirChips.h"
+#include "fabric/FabricBase.h"
 #include "fabric/SwitchChip.h"
-#include "platform/RbTreeMap.h"
 
 namespace Brindle {
 
-class BRINDLE_API Fabric : public Zet::Entity {
+class BRINDLE_API Fabric : public FabricBase {
  public:
   class NotifieeConst : public Zet::NotifieeOf<Fabric, Zet::Entity> {
    public:
@@ -16,12 +16,9 @@ class BRINDLE_API Fabric : public Zet::Entity {
     virtual void onBidirDfChip(Zet::Name const &) {}
   };
   using Notifiee = NotifieeConst;
-  template <class C> using Chips = Zet::RbTreeMap<Zet::Name, Zet::Ptr<C>>;
 
-  explicit Fabric(Zet::Name name) : name_(name) {}
+  explicit Fabric(Zet::Name name) : FabricBase(name) {}
   ~Fabric() override;
-  Zet::Name name() const override { return name_; }
-  virtual bool hasBackupSupport() const { return false; }
 
   // Chips by their own name, in its order. Adding throws RangeException for null and
   // NameInUseException if another chip has the name.
@@ -50,24 +47,6 @@ class BRINDLE_API Fabric : public Zet::Entity {
   void bidirDfChipNotify(Zet::Name k) { notify<&NotifieeConst::onBidirDfChip>(k); }
 
  private:
-  template <class C> static C * find(Chips<C> const & chips, Zet::Name name) {
-    auto * c = chips.find(name);
-    return c ? c->get() : nullptr;
-  }
-  template <auto callback, class C>
-  void add(Chips<C> & chips, Zet::Ptr<C> const & chip, char const * attribute);
-  template <auto callback, class C> void remove(Chips<C> & chips, Zet::Name name) {
-    Zet::Ptr<C> chip = find(chips, name);
-    if (!chip) return;
-    chip->parentIs(nullptr);
-    erase<callback>(chips, name);
-  }
-  template <auto callback, class C> void removeAll(Chips<C> & chips) {
-    Zet::Ptr<Fabric> self(this);
-    for (auto i = chips.begin(); i; i.advance()) remove<callback>(chips, i.key());
-  }
-
-  Zet::Name const name_;
   Chips<SwitchChip> chip_;
   Chips<BidirGroupChip> bidirGroupChip_;
   Chips<BidirDfChip> bidirDfChip_;

@@ -27,6 +27,8 @@ struct BRINDLE_API MrouteFailureReason {
   constexpr bool timeout() const { return value & timeoutBit; }
   constexpr bool notInited() const { return value & notInitedBit; }
   constexpr bool inProgress() const { return value & inProgressBit; }
+  // The bits that say that a change of the route has been kept back.
+  constexpr U32 keptBack() const { return value & (blockedBit | inProgressBit); }
   // A hardware resource ran out.
   constexpr bool hwFailure() const { return value & 0xffffff; }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/Entity.h"
+#include "platform/Exception.h"
 #include "platform/RbTreeMap.h"
 #include "platform/Value.h"
 
@@ -67,6 +68,13 @@ template <std::derived_from<Entity> T> void valueToStrep(std::string & out, Ptr<
   } else {
     out += "None";
   }
+}
+
+// A member is found again with this input. Throws RangeException if it holds another one.
+template <class T>
+void requireSameMember(char const * attribute, T const & wanted, T const & held) {
+  if (wanted == held) return;
+  throwReinstantiatingMember(attribute, valueToStrep(wanted), valueToStrep(held));
 }
 
 }  // namespace Zet

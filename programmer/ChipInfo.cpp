@@ -13,42 +13,14 @@ Zet::TraceHandle traceHandle("ChipInfo", false);
 
 }  // namespace
 
-VlanInfo * VlanInfos::find(EntryKind kind) const {
-  for (VlanInfo & v : *this) {
-    if (v.kind == kind) return &v;
+VlanInfo & ChipInfo::vlanInfoIs(EntryKind kind, VlanId vlan, RouteHandle handle) {
+  VlanInfo * const v = entries_.find(kind, vlan);
+  if (!v) return entries_.insert({vlan, kind, handle, nullptr});
+  if (v->routeHandle != handle) {
+    Zet::throwReinstantiatingMember("routeHandle", Zet::valueToStrep(handle),
+                                    Zet::valueToStrep(v->routeHandle));
   }
-  return nullptr;
-}
-
-VlanInfo * VlanInfos::find(EntryKind kind, VlanId vlan) const {
-  VlanInfo * v = notBefore(kind, vlan);
-  return v != end() && v->kind == kind && v->vlanId == vlan ? v : nullptr;
-}
-
-VlanInfo * VlanInfos::notBefore(EntryKind kind, VlanId vlan) const {
-  return std::find_if(begin(), end(), [&](VlanInfo const & v) {
-    return v.kind > kind || (v.kind == kind && v.vlanId >= vlan);
-  });
-}
-
-VlanInfo & VlanInfos::vlanInfoIs(EntryKind kind, VlanId vlan, RouteHandle handle) {
-  if (VlanInfo * v = find(kind, vlan)) {
-    if (v->routeHandle != handle) {
-      Zet::throwReinstantiatingMember("routeHandle", Zet::valueToStrep(handle),
-                                      Zet::valueToStrep(v->routeHandle));
-    }
-    return *v;
-  }
-  auto const at = static_cast<U32>(notBefore(kind, vlan) - begin());
-  entries_.insert(at, {vlan, kind, handle, nullptr});
-  return entries_[at];
-}
-
-Zet::Ptr<MtableOifSet> VlanInfos::vlanInfoDel(VlanInfo * v) {
-  Zet::Ptr<MtableOifSet> set = std::move(v->mtableOifSet);
-  entries_.remove(static_cast<U32>(v - begin()));
-  if (empty()) entries_.shrink();
-  return set;
+  return *v;
 }
 
 void ChipInfo::doDelete(VlanInfo * v) {

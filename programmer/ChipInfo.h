@@ -3,17 +3,10 @@
 // by side in one block.
 #pragma once
 
+#include "programmer/EntryList.h"
 #include "programmer/ZetChip.h"
 
 namespace Brindle {
-
-// What an entry beside the route's own is for.
-enum class EntryKind : U8 {
-  fastdrop,        // drops what comes in on a wrong VLAN; there may be several
-  notify,          // reports data to the control plane
-  staticFastdrop,  // drops for as long as the route stands
-  frr,             // accepts on the backup input
-};
 
 struct VlanInfo {
   Bridging::VlanId vlanId;
@@ -22,28 +15,7 @@ struct VlanInfo {
   Zet::Ptr<MtableOifSet> mtableOifSet;  // null until the entry has been activated
 };
 
-// The entries beside the route's own, in the order of their kinds and VLANs. One pointer when
-// empty.
-class BRINDLE_API VlanInfos {
- public:
-  bool empty() const { return entries_.empty(); }
-  U32 size() const { return entries_.size(); }
-  VlanInfo & operator[](U32 i) const { return entries_[i]; }
-  VlanInfo * begin() const { return entries_.begin(); }
-  VlanInfo * end() const { return entries_.end(); }
-  // The first entry of the kind; the entry of the kind and VLAN. Null if there is none.
-  VlanInfo * find(EntryKind) const;
-  VlanInfo * find(EntryKind, Bridging::VlanId) const;
-  // Throws RangeException if the entry stands with another handle. Moves the other entries.
-  VlanInfo & vlanInfoIs(EntryKind, Bridging::VlanId, RouteHandle);
-  // Gives the set that the entry pointed at to the caller. Moves the other entries.
-  Zet::Ptr<MtableOifSet> vlanInfoDel(VlanInfo *);
-
- private:
-  VlanInfo * notBefore(EntryKind, Bridging::VlanId) const;
-
-  Zet::CompactVector<VlanInfo> entries_;
-};
+using VlanInfos = EntryList<VlanInfo>;
 
 class BRINDLE_API ChipInfo {
  public:
@@ -76,11 +48,10 @@ class BRINDLE_API ChipInfo {
   VlanInfo * notify() const { return entries_.find(EntryKind::notify); }
   VlanInfo * staticFastdrop() const { return entries_.find(EntryKind::staticFastdrop); }
   VlanInfo * frr() const { return entries_.find(EntryKind::frr); }
-  VlanInfo & vlanInfoIs(EntryKind kind, Bridging::VlanId vlan, RouteHandle handle) {
-    return entries_.vlanInfoIs(kind, vlan, handle);
-  }
-  // Takes the entry out here, and leaves it on the chip.
-  Zet::Ptr<MtableOifSet> vlanInfoDel(VlanInfo * v) { return entries_.vlanInfoDel(v); }
+  // Throws RangeException if the entry stands with another handle. Moves the other entries.
+  VlanInfo & vlanInfoIs(EntryKind, Bridging::VlanId, RouteHandle);
+  // Takes the entry out here, and leaves it on the chip; the result is the set that it points at.
+  Zet::Ptr<MtableOifSet> vlanInfoDel(VlanInfo * v) { return entries_.take(v).mtableOifSet; }
 
   // Takes the entry off the chip, too.
   void doDelete(VlanInfo *);

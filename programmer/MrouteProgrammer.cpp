@@ -1,7 +1,6 @@
 #include "programmer/MrouteProgrammer.h"
 
 #include "platform/CollectionText.h"
-#include "platform/Exception.h"
 
 namespace Brindle {
 
@@ -9,12 +8,11 @@ MrouteRootSm::MrouteRootSm(Inputs const & in) : VrfFollower(in.mrouteTableColl, 
   doFollow();
 }
 
-void MrouteRootSm::machineIs(L3::VrfName vrf, Tables const & tables) {
+void MrouteRootSm::machineIs(L3::VrfName vrf, RouteTables const & tables) {
   mrouteSm_.insert(mrouteSmFactory(vrf, MrouteSm::Inputs{
                                             .clock = in_.clock,
                                             .fabric = in_.fabric,
-                                            .mrouteTable = tables.mrouteTable,
-                                            .l2FloodsetTable = tables.l2FloodsetTable,
+                                            .tables = tables,
                                             .mfib = in_.mfib,
                                             .intfVlanIdTable = in_.intfVlanIdTable,
                                             .rootSm = this,
@@ -32,16 +30,13 @@ void MrouteRootSm::machineDel(L3::VrfName vrf) {
 }
 
 void MrouteRootSm::requireSameInputs(Inputs const & in) const {
-  auto same = [](char const * attribute, auto const & wanted, auto const & held) {
-    if (wanted == held) return;
-    Zet::throwReinstantiatingMember(attribute, Zet::valueToStrep(wanted), Zet::valueToStrep(held));
-  };
-  same("clock", in.clock, in_.clock);
-  same("fabric", in.fabric, in_.fabric);
-  same("mrouteTableColl", in.mrouteTableColl, in_.mrouteTableColl);
-  same("mfib", in.mfib, in_.mfib);
-  same("intfVlanIdTable", in.intfVlanIdTable, in_.intfVlanIdTable);
-  same("noLoggingForOifFailures", in.noLoggingForOifFailures, in_.noLoggingForOifFailures);
+  Zet::requireSameMember("clock", in.clock, in_.clock);
+  Zet::requireSameMember("fabric", in.fabric, in_.fabric);
+  Zet::requireSameMember("mrouteTableColl", in.mrouteTableColl, in_.mrouteTableColl);
+  Zet::requireSameMember("mfib", in.mfib, in_.mfib);
+  Zet::requireSameMember("intfVlanIdTable", in.intfVlanIdTable, in_.intfVlanIdTable);
+  Zet::requireSameMember("noLoggingForOifFailures", in.noLoggingForOifFailures,
+                         in_.noLoggingForOifFailures);
 }
 
 void MrouteProgrammer::initDirtyInfo(MrouteTable & mrouteTable) const {

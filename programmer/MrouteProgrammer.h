@@ -32,7 +32,7 @@ class BRINDLE_API MrouteRootSm final : public VrfFollower {
 
  private:
   bool hasMachine(L3::VrfName vrf) const override { return mrouteSm_.contains(vrf); }
-  void machineIs(L3::VrfName vrf, Tables const &) override;
+  void machineIs(L3::VrfName vrf, RouteTables const &) override;
   void machineDel(L3::VrfName vrf) override;
 
   Inputs const in_;

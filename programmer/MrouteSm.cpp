@@ -24,8 +24,8 @@ MrouteSm::MrouteSm(L3::VrfName vrf, Inputs const & in)
   ZET_ASSERT(in_.clock, "clock_");
   zetClock_.attach(in_.clock);
   zetFabric_.attach(in_.fabric);
-  zetMrouteTable_.attach(in_.mrouteTable);
-  zetL2FloodsetTable_.attach(in_.l2FloodsetTable);
+  zetMrouteTable_.attach(in_.tables.mrouteTable);
+  zetL2FloodsetTable_.attach(in_.tables.l2FloodsetTable);
   zetIntfVlanIdTable_.attach(in_.intfVlanIdTable);
   handleInitialized();
 }
@@ -45,7 +45,7 @@ void MrouteSm::deleteStaleStatus() {
   auto * vrfStatus = statusWriter_.vrfStatus();
   if (!vrfStatus) return;
   for (auto i = vrfStatus->route().begin(); i; i.advance()) {
-    MrouteTable const & table = *in_.mrouteTable;
+    MrouteTable const & table = *in_.tables.mrouteTable;
     if (table.mroute(i.key()) || table.boundaryMroute(i.key())) continue;
     vrfStatus->routeDel(i.key());
   }
@@ -120,7 +120,7 @@ void MrouteSm::handleMrouteBatchVersion() {
 
 void MrouteSm::handleRoutes() {
   if (!zetMrouteTable_.target()) return;
-  MrouteTable const & table = *in_.mrouteTable;
+  MrouteTable const & table = *in_.tables.mrouteTable;
   Zet::replay(&table.mroute(), zetMroute_, [this](Key const & key) { handleMroute(key); });
   Zet::replay(&table.boundaryMroute(), zetBoundaryMroute_,
               [this](Key const & key) { handleBoundaryMroute(key); });
@@ -128,7 +128,7 @@ void MrouteSm::handleRoutes() {
 }
 
 void MrouteSm::handleMroute(Key const & key) {
-  if (Mroute * mroute = in_.mrouteTable->mroute(key)) {
+  if (Mroute * mroute = in_.tables.mrouteTable->mroute(key)) {
     mrouteIs(mroute);
   } else {
     mrouteDel(key);
@@ -154,7 +154,7 @@ void MrouteSm::mrouteDel(Key const & key) {
 }
 
 void MrouteSm::handleBoundaryMroute(Key const & key) {
-  if (BoundaryMroute * boundaryMroute = in_.mrouteTable->boundaryMroute(key)) {
+  if (BoundaryMroute * boundaryMroute = in_.tables.mrouteTable->boundaryMroute(key)) {
     boundaryMrouteIs(boundaryMroute);
   } else {
     boundaryMrouteDel(key);
@@ -179,7 +179,7 @@ void MrouteSm::boundaryMrouteDel(Key const & key) {
 }
 
 void MrouteSm::handleFloodset(Key const & key) {
-  Mroute * mroute = in_.l2FloodsetTable ? in_.l2FloodsetTable->mroute(key) : nullptr;
+  Mroute * mroute = in_.tables.l2FloodsetTable ? in_.tables.l2FloodsetTable->mroute(key) : nullptr;
   if (mroute) {
     mrouteIs(mroute);
   } else {
@@ -188,8 +188,9 @@ void MrouteSm::handleFloodset(Key const & key) {
 }
 
 void MrouteSm::handleFloodset() {
-  if (!in_.l2FloodsetTable) return;
-  for (auto i = in_.l2FloodsetTable->mroute().begin(); i; i.advance()) handleFloodset(i.key());
+  if (!in_.tables.l2FloodsetTable) return;
+  for (auto i = in_.tables.l2FloodsetTable->mroute().begin(); i; i.advance())
+    handleFloodset(i.key());
 }
 
 void MrouteSm::handleInternalVlanId(Nettle::IntfId intf) {
@@ -254,14 +255,6 @@ void valueToStrep(std::string & out, MrouteSm::FailedMroute const & v) {
 
 void MrouteSm::doKickReview() {
   if (initialized_) reviewTimer_->doUpdateNextReview();
-}
-
-bool MrouteSm::isDirty(Mroute const & mroute) const {
-  if (mroute.key().kind() == Routing::Multicast::Fib::mcastGroup_) return false;
-  MrouteTable const * l2 = in_.l2FloodsetTable.get();
-  bool const isL2 = l2 && l2->mroute(mroute.key()) == &mroute;
-  DirtyInfo const * dirty = (isL2 ? l2 : in_.mrouteTable.get())->dirtyInfo().get();
-  return dirty && dirty->mrouteDirty(mroute);
 }
 
 void MrouteSm::handleClock() {

@@ -8,11 +8,11 @@
 #pragma once
 
 #include "fabric/Fabric.h"
-#include "model/MrouteTable.h"
 #include "platform/Clock.h"
 #include "platform/Reactor.h"
 #include "platform/ReviewTimer.h"
 #include "programmer/RouteStatusWriter.h"
+#include "programmer/RouteTables.h"
 #include "programmer/ZetBoundaryMroute.h"
 #include "programmer/ZetChip.h"
 #include "programmer/ZetMroute.h"
@@ -43,8 +43,7 @@ class BRINDLE_API MrouteSm final : public Zet::Sm, public Zet::HashLink {
   struct Inputs {
     Zet::Ptr<Zet::Clock const> clock;
     Zet::Ptr<Fabric> fabric;
-    Zet::Ptr<MrouteTable const> mrouteTable;
-    Zet::Ptr<MrouteTable const> l2FloodsetTable;  // may be null
+    RouteTables tables;
     Zet::Ptr<HardwareStatus> mfib;
     Zet::Ptr<IntfVlanId::Table const> intfVlanIdTable;
     MrouteRootSm * rootSm;
@@ -96,7 +95,7 @@ class BRINDLE_API MrouteSm final : public Zet::Sm, public Zet::HashLink {
   // The retry pass.
   void handleClock();
   // Whether the resolver has yet to look at the route.
-  bool isDirty(Mroute const & mroute) const;
+  bool isDirty(Mroute const & mroute) const { return in_.tables.isDirty(mroute); }
 
  private:
   struct ZetClock final : Zet::Reactor<Zet::Clock const, MrouteSm> {

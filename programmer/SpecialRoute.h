@@ -19,17 +19,14 @@ struct SpecialRoute {
   Zet::Ptr<OifSet> const & (Mroute::*oifSet)() const;
   // Where the status says which interface the entry stands for.
   void (RouteStatus::*intfIdIs)(Nettle::IntfId);
-  // How the entry differs on the chip.
+  // How the entry differs on the chip: only some take the rendezvous point on chips that answer at
+  // once; chips that answer later are told of sets for a backup input.
   bool fastdrop;
   bool takesRpaId;
+  bool frrRoute;
 
-  // Traces
-  char const * deleting;
-  char const * mismatch;
-  char const * allocating;
-  char const * failed;
-  char const * succeeded;
-  char const * finished;
+  // Its place in tables of texts.
+  U32 index() const { return static_cast<U32>(kind) - static_cast<U32>(EntryKind::notify); }
 };
 
 // By kind, in the order in which they are programmed.

@@ -11,7 +11,7 @@ Zet::TraceHandle traceHandle("VrfFollower", false);
 }  // namespace
 
 void VrfFollower::handleVrf(L3::VrfName vrf) {
-  Zet::Ptr<MrouteTable const> const table = mrouteTableColl_->vrfMrouteTable(vrf);
+  Zet::Ptr<MrouteTable> const table = mrouteTableColl_->vrfMrouteTable(vrf);
   if (table && !hasMachine(vrf)) {
     bool const isDefault = vrf == L3::VrfName::defaultVrf();
     mfib_->vrfStatusIs(vrf);
@@ -22,6 +22,7 @@ void VrfFollower::handleVrf(L3::VrfName vrf) {
     mfib_->vrfStatusDel(vrf);
     ZET_TRACE(8, "Deleted MrouteSm for vrf " << vrf);
   }
+  handleTable(vrf, table.get());
 }
 
 void VrfFollower::handleVrf() {

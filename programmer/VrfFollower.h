@@ -3,6 +3,7 @@
 
 #include "model/MrouteTableColl.h"
 #include "platform/Reactor.h"
+#include "programmer/RouteTables.h"
 #include "state/HardwareStatus.h"
 
 namespace Brindle {
@@ -20,11 +21,6 @@ class BRINDLE_API VrfFollower : public Zet::Sm {
   void handleVrf();
 
  protected:
-  // What the machine of a VRF works on. The table of L2 routes is the default VRF's only.
-  struct Tables {
-    Zet::Ptr<MrouteTable const> mrouteTable;
-    Zet::Ptr<MrouteTable const> l2FloodsetTable;
-  };
   VrfFollower(Zet::Ptr<MrouteTableColl const> const & coll, Zet::Ptr<HardwareStatus> const & mfib)
       : mrouteTableColl_(coll),
         mfib_(mfib) {}
@@ -32,13 +28,17 @@ class BRINDLE_API VrfFollower : public Zet::Sm {
   void doFollow() { zetMrouteTableColl_.attach(mrouteTableColl_); }
 
   virtual bool hasMachine(L3::VrfName vrf) const = 0;
-  virtual void machineIs(L3::VrfName vrf, Tables const &) = 0;
+  virtual void machineIs(L3::VrfName vrf, RouteTables const &) = 0;
   virtual void machineDel(L3::VrfName vrf) = 0;
+  // After the machine of the VRF has come or gone; after the table of L2 routes has.
+  virtual void handleTable(L3::VrfName, MrouteTable *) {}
+  virtual void handleFloodsetTable() {}
 
  private:
   struct ZetMrouteTableColl final : Zet::Reactor<MrouteTableColl const, VrfFollower> {
     using Reactor::Reactor;
     void onVrfMrouteTable(L3::VrfName const & vrf) override { sm()->handleVrf(vrf); }
+    void onL2FloodsetTable() override { sm()->handleFloodsetTable(); }
     void immediatePass() override { sm()->handleVrf(); }
   };
 

@@ -1,11 +1,11 @@
 #include "programmer/ZetMroute.h"
 
-#include "model/LogMessages.h"
 #include "platform/Assert.h"
 #include "platform/Skein.h"
 #include "platform/Trace.h"
 #include "programmer/MrouteSm.h"
 #include "programmer/MrouteUpdate.h"
+#include "programmer/RpaReadiness.h"
 
 namespace Brindle {
 
@@ -23,7 +23,7 @@ void ZetMroute::handleChange() {
 
 void ZetMroute::doUpdateFabric() {
   if (!target() || mroute_->version() == 0) return;
-  if (!isRpaReady()) return;
+  if (!isRpaReady(*mroute_)) return;
   ZET_ASSERT(mroute_->oifSet(), "mroute->oifSet()");
   if (isPrefixRoute()) {
     ZET_TRACE(9, key() << ", Ignoring prefix route");
@@ -31,21 +31,6 @@ void ZetMroute::doUpdateFabric() {
   }
   SKEIN("ZetMroute::doUpdateFabric", key());
   Update(*this).run();
-}
-
-// A bidirectional route waits until its rendezvous point is known.
-bool ZetMroute::isRpaReady() const {
-  if (mroute_->acceptingVlanId()) return true;
-  if (mroute_->rpaId() == Shoal::Multicast::Fib::rpaNotSet) {
-    ZET_TRACE(5, "doUpdateFabric(): Noop when Bidir rpa is not set for " << key());
-    return false;
-  }
-  if (mroute_->rpaId() == Shoal::Multicast::Fib::rpaInvalid) {
-    BIDIR_RPA_RESOURCE_FULL.log();
-    ZET_TRACE(5, "doUpdateFabric(): RPA index is invalid for " << key());
-    return false;
-  }
-  return true;
 }
 
 // The routes of connected prefixes are programmed elsewhere.

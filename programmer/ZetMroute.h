@@ -65,7 +65,6 @@ class BRINDLE_API ZetMroute final : public Zet::Reactor<RouteVersion const, Mrou
   using RouteStatus = Routing::Multicast::Fib::Hardware::RouteStatus;
 
   void handleReason();
-  bool isRpaReady() const;
   bool isPrefixRoute() const;
   void doUpdateStatus(RouteStatus &);
   void releaseChips() const;

@@ -12,6 +12,41 @@ namespace {
 
 Zet::TraceHandle traceHandle("ZetMrouteSpecial", false);
 
+struct Traces {
+  char const * deleting;
+  char const * mismatch;
+  char const * allocating;
+  char const * failed;
+  char const * succeeded;
+  char const * finished;
+};
+constexpr Traces traces[] = {
+    {
+        .deleting = "Deleting existing notify route ",
+        .mismatch = " as notify interface does not match ",
+        .allocating = "Allocating notifying route on vlan ",
+        .failed = "Failed programming notify route. failed is ",
+        .succeeded = "Succeeded in programming notify route: ",
+        .finished = "(): finish programming notify routes for ",
+    },
+    {
+        .deleting = "Deleting existing persistent fastdrop route ",
+        .mismatch = " as persistent fastdrop interface does not match ",
+        .allocating = "Allocating persistent fastdrop route on vlan ",
+        .failed = "Failed programming perse fastdrop route. failed is ",
+        .succeeded = "Succeeded in programming persistent fastdrop route: ",
+        .finished = "(): finish programming pers fastdrop routes for ",
+    },
+    {
+        .deleting = "Deleting existing frr route ",
+        .mismatch = " as frr interface does not match ",
+        .allocating = "Allocating frr fastdrop route on vlan ",
+        .failed = "Failed programming frr fastdrop route. failed is ",
+        .succeeded = "Succeeded in programming frr fastdrop route: ",
+        .finished = "(): finish programming frr fastdrop routes for ",
+    },
+};
+
 }  // namespace
 
 void ZetMroute::doUpdateFabricWithNotifyRoute() {
@@ -47,16 +82,16 @@ bool ZetMroute::doUpdateFabricWith(SpecialRoute const & special, RouteStatus & s
     releaseChips();
   }
   if (failed) {
-    ZET_TRACE(5, special.failed << failed);
+    ZET_TRACE(5, traces[special.index()].failed << failed);
     reasonIs(failed);
     // An unchanged reason tells nobody, and the entry must be there for the retry.
     sm()->failedMrouteIs({key(), reason_, this});
   } else {
-    if (vlan) ZET_TRACE(9, special.succeeded << key());
+    if (vlan) ZET_TRACE(9, traces[special.index()].succeeded << key());
     (status.*special.intfIdIs)(sm()->statusWriter().intfId(vlan));
     reasonIs(0);
   }
-  ZET_TRACE(9, special.finished << key());
+  ZET_TRACE(9, traces[special.index()].finished << key());
   return !failed;
 }
 
@@ -79,7 +114,7 @@ U32 ZetMroute::doProgram(SpecialRoute const & special, ChipInfo & info, VlanId v
     entry->mtableOifSet = set;
     return 0;
   }
-  ZET_TRACE(9, special.allocating << vlan << " for " << key());
+  ZET_TRACE(9, traces[special.index()].allocating << vlan << " for " << key());
   chip.doAllocateRoute(key(), vlan, false, set, special.fastdrop, mroute_->noRpf(),
                        special.takesRpaId ? mroute_->rpaId() : Shoal::Multicast::Fib::rpaNone,
                        sm()->vrfName());
@@ -101,8 +136,8 @@ void ZetMroute::doDeleteOtherThan(SpecialRoute const & special, VlanIdOrNone wan
   for (ChipInfo & info : chipInfo_) {
     VlanInfo * entry = info.entries().find(special.kind);
     if (!entry || entry->vlanId == wanted || entry->vlanId == keep) continue;
-    ZET_TRACE(
-        9, special.deleting << key() << " on vlan " << entry->vlanId << special.mismatch << wanted);
+    ZET_TRACE(9, traces[special.index()].deleting << key() << " on vlan " << entry->vlanId
+                                                  << traces[special.index()].mismatch << wanted);
     info.doDelete(entry);
     if (auto status = sm()->statusWriter().routeStatus(key())) (*status.*special.intfIdIs)({});
   }

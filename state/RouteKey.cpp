@@ -6,7 +6,7 @@ namespace Routing::Multicast::Fib {
 
 namespace {
 
-IpGenRouteKey l2Key(RouteKeyType kind, Bridging::VlanId vlan,
+IpGenRouteKey l2Key(RouteKeyType kind, Bridging::VlanIdOrNone vlan,
                     Nettle::IpGenAddr const & source = {}) {
   auto const group = static_cast<U32>(kind) << 16 | vlan.value();
   return {Nettle::IpGenPrefix(source), Nettle::IpGenPrefix(Nettle::IpGenAddr(group))};
@@ -27,12 +27,22 @@ Nettle::EthAddr IpGenRouteKey::ethAddr() const {
   return Nettle::EthAddr(bytes);
 }
 
+::Multicast::Group::GroupKey IpGenRouteKey::mcastGroup() const {
+  ::Multicast::Group::GroupKey key;
+  if (kind() == mcastGroup_) std::memcpy(&key, source_.address().bytes().data(), sizeof key);
+  return key;
+}
+
 std::string IpGenRouteKey::pretty() const {
   auto const type = kind();
   if (type == mroute_) return "(" + prettyPrefix(source_) + ", " + prettyPrefix(group_) + ")";
   std::string text(routeKeyTypeNames[type]);
   text.pop_back();  // the underscore
   if (type == unknown_) return text;
+  if (type == mcastGroup_) {
+    return text + " " + std::to_string(mcastGroup().group) + " of client " +
+           std::to_string(mcastGroup().client);
+  }
   text += " vlan " + std::to_string(vlanId().value());
   if (type == ethGroup_) text += " " + Zet::textOf(ethAddr());
   if (type == evpnMultihomeFloodset_) text += " tep " + Zet::textOf(evpnTepIp());
@@ -49,6 +59,13 @@ IpGenRouteKey makeRouteKeyEthGroup(Bridging::VlanId vlan, Nettle::EthAddr const 
   Nettle::IpGenAddr::Bytes bytes{};
   std::copy(group.bytes().begin(), group.bytes().end(), bytes.begin());
   return l2Key(ethGroup_, vlan, Nettle::IpGenAddr(bytes));
+}
+
+IpGenRouteKey makeRouteKeyMcastGroup(::Multicast::Group::GroupKey const & group) {
+  Nettle::IpGenAddr::Bytes bytes{};
+  static_assert(sizeof group <= sizeof bytes);
+  std::memcpy(bytes.data(), &group, sizeof group);
+  return l2Key(mcastGroup_, {}, Nettle::IpGenAddr(bytes));
 }
 
 IpGenRouteKey makeRouteKeyVxlanCoreSideFloodset(Bridging::VlanId vlan) {

@@ -10,6 +10,7 @@
 #include "platform/IpGenAddr.h"
 #include "platform/Value.h"
 #include "platform/VlanId.h"
+#include "state/GroupKey.h"
 
 namespace Routing::Multicast::Fib {
 
@@ -33,8 +34,8 @@ constexpr auto & zetNames(RouteKeyType) { return routeKeyTypeNames; }
 
 // A source and a group prefix. An IP multicast route has a group within 224.0.0.0/4 or ff00::/8.
 // The keys of L2 routes are put into the same 36 bytes: the group is an IPv4 host 0.<kind>.<VLAN>,
-// which is no multicast address, and the source holds the Ethernet address or the tunnel endpoint,
-// if any.
+// which is no multicast address, and the source holds the Ethernet address, the tunnel endpoint or
+// the requested group, if any.
 class BRINDLE_API IpGenRouteKey {
  public:
   constexpr IpGenRouteKey() = default;
@@ -58,12 +59,15 @@ class BRINDLE_API IpGenRouteKey {
   }
   // Of ethGroup_; zero for other kinds.
   Nettle::EthAddr ethAddr() const;
+  // Of mcastGroup_; zero for other kinds.
+  ::Multicast::Group::GroupKey mcastGroup() const;
   // Of evpnMultihomeFloodset_; none for other kinds.
   Nettle::IpGenAddr evpnTepIp() const {
     return kind() == evpnMultihomeFloodset_ ? source_.address() : Nettle::IpGenAddr();
   }
 
-  // For operators: "(10.0.0.1, 224.1.1.1)", "(*, 224.1.1.1)", "vlanFloodset vlan 10".
+  // For operators: "(10.0.0.1, 224.1.1.1)", "(*, 224.1.1.1)", "vlanFloodset vlan 10",
+  // "mcastGroup 3 of client 1".
   std::string pretty() const;
 
   U32 hash() const { return Zet::bitReverse(reversedHash()); }
@@ -99,6 +103,7 @@ static_assert(sizeof(IpGenRouteKey) <= 40);
 BRINDLE_API IpGenRouteKey makeRouteKeyVlanFloodset(Bridging::VlanId);
 BRINDLE_API IpGenRouteKey makeRouteKeyMulticastFloodset(Bridging::VlanId);
 BRINDLE_API IpGenRouteKey makeRouteKeyEthGroup(Bridging::VlanId, Nettle::EthAddr const & group);
+BRINDLE_API IpGenRouteKey makeRouteKeyMcastGroup(::Multicast::Group::GroupKey const &);
 BRINDLE_API IpGenRouteKey makeRouteKeyVxlanCoreSideFloodset(Bridging::VlanId);
 BRINDLE_API IpGenRouteKey makeRouteKeyEvpnMultihomeFloodset(Bridging::VlanId,
                                                             Nettle::IpGenAddr const & tep);

@@ -1,0 +1,38 @@
+// The steps of one programming on chips that answer later.
+#pragma once
+
+#include "fabric/AsyncSwitchChip.h"
+
+namespace Brindle {
+
+// Steps that are issued one behind the other. A chip that refuses one at once, or has failed it
+// before it returned, ends the chain.
+class BRINDLE_API XactChain {
+ public:
+  using Xact = Zet::Ptr<Keel::Xact const>;
+
+  // What the next step is to wait for; null at the start.
+  Xact const & last() const { return last_; }
+  // Why the chain has ended; 0 while it has not.
+  MrouteFailureReason failure() const { return failure_; }
+
+  // The chip's answer to a step. False if the chain ends.
+  bool oifSetIs(AsyncSwitchChip & chip, Xact xact);
+  bool ingressIs(AsyncSwitchChip & chip, Xact xact);
+  // An entry was refused.
+  void refuse(AsyncSwitchChip & chip);
+  // Keeps a set alive that entries point at until they have been told another one, or have gone.
+  void keep(Zet::Ptr<MtableOifSet> set) {
+    if (set) kept_.push_back(std::move(set));
+  }
+
+ private:
+  using ReasonOf = MrouteFailureReason (AsyncSwitchChip::*)(Xact const &);
+  bool stepIs(AsyncSwitchChip & chip, Xact xact, ReasonOf);
+
+  Xact last_;
+  MrouteFailureReason failure_;
+  Zet::CompactVector<Zet::Ptr<MtableOifSet>> kept_;
+};
+
+}  // namespace Brindle
