@@ -207,11 +207,6 @@ void Generator::add(Parts parts) {
   add(line);
 }
 
-void Generator::addAndReview(Parts parts) {
-  add(parts);
-  add("review all");
-}
-
 // --- Words
 
 // Two pairs of these meet in a filter of 32 bits.

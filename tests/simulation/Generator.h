@@ -55,8 +55,6 @@ class Generator {
   using Parts = std::initializer_list<std::string>;
   void add(Parts parts);
   void add(std::string const & line) { lines_.push_back(line); }
-  // For what the resolver is told of by nobody.
-  void addAndReview(Parts parts);
 
   // Events
   void vlanAdd();

@@ -74,17 +74,16 @@ void Generator::lagDel() {
   if (random_.percent(50)) add({"lag add ", which, " member ", lagPort(which)});
 }
 
-void Generator::lagHardware() { addAndReview({"lag hardware ", lag(), " ", onOff()}); }
+void Generator::lagHardware() { add({"lag hardware ", lag(), " ", onOff()}); }
 
 void Generator::mlag() {
   switch (random_.below(4)) {
     case 0:
-      return addAndReview({"mlag peer-link ", port()});
+      return add({"mlag peer-link ", port()});
     case 1:
-      return addAndReview({"mlag active ", onOff()});
+      return add({"mlag active ", onOff()});
     case 2:
-      return addAndReview(
-          {"mlag add ", lag(), random_.of({" local p5", "", " local p6 inactive"})});
+      return add({"mlag add ", lag(), random_.of({" local p5", "", " local p6 inactive"})});
     default:
       return add({"mlag del ", lag()});
   }
@@ -145,9 +144,14 @@ void Generator::routing() {
 }
 
 void Generator::hardware() {
-  if (random_.percent(50)) return addAndReview({"hw need-iif ", onOff()});
-  add("hw routing off");
-  if (random_.percent(90)) add("hw routing on");
+  if (random_.percent(50)) {
+    add("hw routing off");
+    if (random_.percent(90)) add("hw routing on");
+    return;
+  }
+  // The resolver is told of it by nobody.
+  add({"hw need-iif ", onOff()});
+  add("review all");
 }
 
 void Generator::nat() {
@@ -158,7 +162,7 @@ void Generator::nat() {
 }
 
 void Generator::vxlan() {
-  if (random_.percent(30)) return addAndReview({"vxlan flood-to-vteps ", onOff()});
+  if (random_.percent(30)) return add({"vxlan flood-to-vteps ", onOff()});
   add({"vxlan vlan ", vlan(), " ", onOff()});
 }
 

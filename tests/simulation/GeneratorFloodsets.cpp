@@ -121,8 +121,9 @@ void Generator::mlagAlone() {
 
 // A peer comes before its filter is complete or after, loses it again, and leaves.
 void Generator::evpnPeer() {
-  std::string const which = " vid " + random_.of({"10", "20", "30"}) + " tep " +
-                            random_.of({"10.9.0.1", "10.9.0.2", "fd00::9"});
+  std::string const vid = random_.of({"10", "20", "30"});
+  std::string const tep = random_.of({"10.9.0.1", "10.9.0.2", "fd00::9"});
+  std::string const which = " vid " + vid + " tep " + tep;
   switch (random_.below(8)) {
     case 0:
       return add({"evpn peer add", which, " port ", ports()});

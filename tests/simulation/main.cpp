@@ -19,11 +19,13 @@ using namespace Simulation;
 
 constexpr char usage[] =
     "usage: brindle-simulation [--from SEED] [--seeds N] [--seconds S] [--print] [--keep-going]\n"
-    "                          [--no-shrink]\n"
+    "                          [--no-shrink] [--traces]\n"
     "       brindle-simulation FILE\n"
     "Runs N seeds (1), or as many as S seconds are enough for, from SEED (1) on, or the script of\n"
     "a file. --print shows each seed's script instead; --keep-going does not end at the first\n"
-    "seed that fails, --no-shrink prints it as it is.\n";
+    "seed that fails, --no-shrink prints it as it is. --traces prints a hash over each seed's "
+    "run,\n"
+    "which is the same with every compiler.\n";
 
 struct Options {
   U64 from = 1;
@@ -32,6 +34,7 @@ struct Options {
   bool print = false;
   bool keepGoing = false;
   bool shrink = true;
+  bool traces = false;
   std::string file;
 };
 
@@ -52,6 +55,8 @@ Options optionsOf(int argc, char ** argv) {
       options.keepGoing = true;
     } else if (is("--no-shrink")) {
       options.shrink = false;
+    } else if (is("--traces")) {
+      options.traces = true;
     } else if (argv[i][0] != '-') {
       options.file = argv[i];
     } else {
@@ -140,6 +145,7 @@ int runSeeds(Options const & options) {
     }
     auto const outcome = run(script);
     sum.add(script, outcome);
+    if (options.traces) std::printf("seed %" PRIu64 ": %016" PRIx64 "\n", seed, outcome.trace);
     if (outcome.kind == Outcome::good) continue;
     report("seed " + std::to_string(seed), script, outcome, options.shrink);
     if (!options.keepGoing) break;
