@@ -65,14 +65,14 @@ void kernel() {
 constexpr U32 kMemoryRoutes = 100000;
 
 // Private bytes a route, in a process of its own: memory that is freed is not given back.
-double bytesPerRoute(U32 chips) {
+double bytesPerRoute(U32 chips, bool async = false) {
   int ends[2];
   if (pipe(ends) != 0) std::abort();
   pid_t const child = fork();
   if (child == 0) {
     double bytes = 0;
     {
-      World world({.chips = chips});
+      World world({.chips = chips, .async = async});
       world.publish(0, 100);
       world.drain();
       double before = privateBytes();
@@ -238,15 +238,54 @@ void chips() {
   report("chips 15", b / a, "x one");
 }
 
+// Both programmers on the same loads.
+void async() {
+  for (U32 chips : {1u, 4u, 15u}) {
+    std::string const name = std::to_string(chips);
+    World sync({.chips = chips});
+    World async({.chips = chips, .async = true});
+    report("async chips " + name, secondsToLoad(async, 20000) / secondsToLoad(sync, 20000),
+           "x sync");
+    report("async memory " + name, bytesPerRoute(chips, true) / bytesPerRoute(chips), "x sync");
+  }
+  World world({.async = true});
+  double const few = secondsToLoad(world, 10000);
+  report("async growth", secondsToLoad(world, 1000000) / few, "x");
+}
+
+// A chip that refuses everything: what trying all routes again costs, and how it is cut.
+void asyncRetries() {
+  constexpr U32 routes = 100000;
+  World world({.async = true});
+  AsyncCountingChip & chip = world.asyncChip();
+  chip.full = true;
+  world.publish(0, routes);
+  bool busy = true;
+  while (chip.refusals < routes) world.step(busy);
+  U64 const before = chip.refusals;
+  double longest = 0, spent = 0;
+  U32 turns = 0;
+  while (chip.refusals - before < routes) {
+    double const took = world.step(busy);
+    longest = std::max(longest, took);
+    spent += busy ? took : 0;
+    turns += busy;
+  }
+  report("async retry", spent / routes * 1e9, "ns/route");
+  report("async retry turn", longest * 1e3, "ms");
+  report("async retry turns", turns, "turns");
+}
+
 // --- Pieces of work for callgrind, which counts between the toggles only
 
 void count(std::string const & what, U32 n) {
-  U32 chipCount = what == "load-15" ? 15 : 1;
+  U32 chipCount = what.ends_with("-15") ? 15 : what.ends_with("-4") ? 4 : 1;
   bool wide = what.starts_with("patch");
   World world({.vlans = wide ? 512u : 8u,
                .portsPerVlan = wide ? 1u : 4u,
                .chips = chipCount,
-               .simulatedChips = what == "load-simulated"});
+               .simulatedChips = what == "load-simulated",
+               .async = what.starts_with("load-async")});
   world.publish(0, n);
   if (what == "ingest-create") {
     Counted counted;
@@ -286,9 +325,10 @@ int main(int argc, char ** argv) {
     return 0;
   }
   std::pair<char const *, void (*)()> const parts[] = {
-      {"loads", loads},         {"kernel", kernel},      {"memory", memory}, {"growth", growth},
-      {"turns", turns},         {"patch", patch},        {"change", change}, {"chips", chips},
-      {"unchanged", unchanged}, {"fastdrops", fastdrops}};
+      {"loads", loads},         {"kernel", kernel}, {"memory", memory},
+      {"growth", growth},       {"turns", turns},   {"patch", patch},
+      {"change", change},       {"chips", chips},   {"unchanged", unchanged},
+      {"fastdrops", fastdrops}, {"async", async},   {"async-retries", asyncRetries}};
   for (auto & [name, part] : parts) {
     if (argc == 1 || std::strcmp(argv[1], name) == 0) part();
   }

@@ -3,9 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 
+#include "bench/Measure.h"
 #include "bench/Uncounted.h"
 #include "platform/EntityManager.h"
 #include "state/Bridging.h"
@@ -64,12 +64,17 @@ World::World(Options const & options)
       clock_(Zet::make<Zet::RealClock>()),
       tables_(Zet::make<MrouteTableColl>()),
       programmer_(Zet::make<MrouteProgrammer>(Zet::Name("programmer"))),
+      asyncProgrammer_(Zet::make<AsyncMrouteProgrammer>(Zet::Name("programmer"))),
       agent_(Zet::make<Agent>(Zet::Name("agent"))),
       watch_(std::make_shared<ZetShoal::ShoalWatch>()),
       writer_(Zet::make<Shoal::Multicast::Fib::ShmStatusWriter>(root_, "pim.default")),
       reader_(Zet::make<Shoal::Multicast::Fib::ShmStatus>(watch_, root_, "pim.default")),
       outputs_(options.vlans) {
-  makeChips(options);
+  if (options.async) {
+    makeAsyncChips(options.chips);
+  } else {
+    makeChips(options);
+  }
   makeVlans(options);
   makeAgent();
 }
@@ -77,6 +82,7 @@ World::World(Options const & options)
 World::~World() {
   agent_->miraDel();
   programmer_->rootSmDel();
+  asyncProgrammer_->rootSmDel();
   reader_ = nullptr;
   writer_->remove();
   writer_ = nullptr;
@@ -102,6 +108,35 @@ void World::makeChips(Options const & options) {
       fabric_->chipIs(chips_.back());
     }
   }
+}
+
+void World::makeAsyncChips(U32 count) {
+  asyncFabric_ = Zet::make<AsyncFabric>(Zet::Name("fabric"));
+  for (U32 i = 0; i < count; ++i) {
+    asyncChips_.push_back(Zet::make<AsyncCountingChip>(Zet::Name("chip" + std::to_string(i)), i));
+    asyncFabric_->chipIs(asyncChips_.back());
+  }
+}
+
+void World::makeProgrammer(Zet::Ptr<Routing::Multicast::Fib::Hardware::Status> const & status) {
+  if (!asyncFabric_) {
+    programmer_->rootSmIs({.clock = clock_,
+                           .fabric = fabric_,
+                           .mrouteTableColl = tables_,
+                           .mfib = status,
+                           .intfVlanIdTable = inputs_.intfVlanIdTable});
+    return;
+  }
+  auto review = Zet::make<MrouteReviewConfig>();
+  review->reviewFreqIs(mrouteReviewEnabled);
+  asyncProgrammer_->rootSmIs({.clock = clock_,
+                              .fabric = asyncFabric_,
+                              .mrouteTableColl = tables_,
+                              .mfib = status,
+                              .intfVlanIdTable = inputs_.intfVlanIdTable,
+                              .reviewConfig = review,
+                              .pimIntfStatus = inputs_.pimIntfStatus,
+                              .mcastGroupStatus = nullptr});
 }
 
 void World::makeVlans(Options const & options) {
@@ -167,11 +202,7 @@ void World::makeAgent() {
   inputs_.mbrIntf = Zet::make<Routing::Multicast::Fib::MbrIntf>();
   inputs_.sparseModeStatus = Zet::make<Routing::Multicast::Fib::SparseModeStatus>();
 
-  programmer_->rootSmIs({.clock = clock_,
-                         .fabric = fabric_,
-                         .mrouteTableColl = tables_,
-                         .mfib = status,
-                         .intfVlanIdTable = inputs_.intfVlanIdTable});
+  makeProgrammer(status);
   agent_->miraIs(inputs_);
   auto entities = Zet::make<Quay::EntityManager>();
   entities->entityIs("interface/config/subintf", Zet::make<Interface::SubIntfConfigDir>());
@@ -222,19 +253,20 @@ void World::withdraw(U32 first, U32 count) {
 }
 
 double World::drain() {
-  using Clock = std::chrono::steady_clock;
   double longest = 0;
-  for (bool busy = true; busy;) {
-    auto start = Clock::now();
+  for (bool busy = true; busy;) longest = std::max(longest, step(busy));
+  return longest;
+}
+
+double World::step(bool & busy) {
+  return seconds([&] {
     watch_->collect();
     busy = reader_->due();
     if (busy) reader_->turn(256);
-    bool due = clock_->earliest() <= clock_->now();
+    bool const due = clock_->earliest() <= clock_->now();
     if (due) clock_->doRunDue();
     busy = busy || due;
-    longest = std::max(longest, std::chrono::duration<double>(Clock::now() - start).count());
-  }
-  return longest;
+  });
 }
 
 void World::ingest() {
@@ -254,6 +286,8 @@ void World::walk() {
 VlanId World::outputVlan(U32 i) { return VlanId(kFirstVlan + i); }
 
 Mira & World::mira() { return *agent_->mira()->mira(kVrf); }
+
+AsyncMrouteSm & World::asyncMrouteSm() { return *asyncProgrammer_->rootSm()->asyncMrouteSm(kVrf); }
 
 MrouteTable & World::table() { return *tables_->vrfMrouteTable(kVrf); }
 

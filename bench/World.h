@@ -5,10 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/AsyncCountingChip.h"
 #include "fabric/SimFabric.h"
 #include "mira/Agent.h"
 #include "mira/MiraRoot.h"
 #include "platform/Clock.h"
+#include "programmer/AsyncMrouteProgrammer.h"
 #include "programmer/MrouteProgrammer.h"
 #include "state/ShmStatus.h"
 
@@ -51,6 +53,7 @@ struct Options {
   U32 portsPerVlan = 4;  // members of each
   U32 chips = 1;
   bool simulatedChips = false;
+  bool async = false;        // chips that answer later
   bool treePerVlan = false;  // a spanning tree for each VLAN
 };
 
@@ -70,6 +73,8 @@ class World {
   // Runs until nothing is due: the transport's turns and the reviews. Returns the longest turn in
   // seconds.
   double drain();
+  // One such turn, and how long it took; `busy`: there was something to do.
+  double step(bool & busy);
   // One turn of the loop: the timer that is most overdue.
   void turn() { clock_->doRunDue(); }
   // Only the transport's turns, not the reviews.
@@ -82,21 +87,28 @@ class World {
   Brindle::Mira & mira();
   Brindle::MrouteTable & table();
   CountingChip & chip(U32 i = 0) { return *chips_[i]; }
+  AsyncCountingChip & asyncChip(U32 i = 0) { return *asyncChips_[i]; }
+  Brindle::AsyncMrouteSm & asyncMrouteSm();
   static Key key(U32 i);
   static Bridging::VlanId outputVlan(U32 i);
   Routing::Multicast::Fib::Config & config() { return *config_; }
 
  private:
   void makeChips(Options const &);
+  void makeAsyncChips(U32 count);
   void makeVlans(Options const &);
   void makeAgent();
+  void makeProgrammer(Zet::Ptr<Routing::Multicast::Fib::Hardware::Status> const &);
 
   std::string const root_;
   Zet::Ptr<Zet::RealClock> clock_;
   Zet::Ptr<Brindle::Fabric> fabric_;
   std::vector<Zet::Ptr<CountingChip>> chips_;
+  Zet::Ptr<Brindle::AsyncFabric> asyncFabric_;  // null if the chips answer at once
+  std::vector<Zet::Ptr<AsyncCountingChip>> asyncChips_;
   Zet::Ptr<Brindle::MrouteTableColl> tables_;
   Zet::Ptr<Brindle::MrouteProgrammer> programmer_;
+  Zet::Ptr<Brindle::AsyncMrouteProgrammer> asyncProgrammer_;
   Zet::Ptr<Brindle::Agent> agent_;
   Brindle::MiraRoot::Inputs inputs_;
   Zet::Ptr<Bridging::Topology::Config> topology_;
