@@ -9,6 +9,7 @@
 
 #include "fabric/SwitchChip.h"
 #include "model/FailureReason.h"
+#include "platform/RbTreeMap.h"
 #include "platform/Xact.h"
 
 namespace Brindle {
@@ -46,6 +47,12 @@ class BRINDLE_API AsyncSwitchChip : public SwitchChipBase {
   MrouteFailureReason mrouteFailureReason() const { return mrouteFailureReason_; }
   void mrouteFailureReasonIs(MrouteFailureReason v) { mrouteFailureReason_ = v; }
 
+  // Sets that a programmer has left behind that was killed: as after a crash, nobody lets them go
+  // before the platform does.
+  auto const & leftSets() const { return leftSets_; }
+  void leftSetIs(Zet::Ptr<MtableOifSet> const & v) { leftSets_.push_back(v); }
+  void leftSetsDelAll() { leftSets_.clear(); }
+
   // Sets mtableOifSet() to a set for these members, which may be shared with an equal set, and
   // returns the transaction of its allocation; or null. The set gets the given multicast id unless
   // that is 0. `frrRoute`: it is for the backup input of a route.
@@ -76,6 +83,7 @@ class BRINDLE_API AsyncSwitchChip : public SwitchChipBase {
 
  private:
   MrouteFailureReason mrouteFailureReason_;
+  Zet::CompactVector<Zet::Ptr<MtableOifSet>> leftSets_;
 };
 
 }  // namespace Brindle

@@ -72,16 +72,18 @@ class BRINDLE_API SimMtableOifSet final : public MtableOifSet {
     explicit Home(SimAsyncSwitchChip * c) : chip(c) {}
     SimAsyncSwitchChip * chip;
   };
-  SimMtableOifSet(Zet::Ptr<OifSet const> oifSet, OifSetXactId id, U32 multicastId,
+  // The multicast id is the preset one, or else that of the transaction.
+  SimMtableOifSet(Zet::Ptr<OifSet const> oifSet, OifSetXactId id, U32 presetMulticastId,
                   Zet::Ptr<Home> home)
       : oifSet_(std::move(oifSet)),
         home_(std::move(home)),
         id_(id),
-        multicastId_(multicastId) {}
+        presetMulticastId_(presetMulticastId) {}
 
   Zet::Ptr<OifSet const> const & oifSet() const { return oifSet_; }
   OifSetXactId id() const { return id_; }
-  U32 multicastId() const { return multicastId_; }
+  U32 presetMulticastId() const { return presetMulticastId_; }
+  U32 multicastId() const { return presetMulticastId_ ? presetMulticastId_ : id_.value; }
   // Null if the chip has gone.
   SimAsyncSwitchChip * simSwitch() const { return home_->chip; }
 
@@ -92,7 +94,7 @@ class BRINDLE_API SimMtableOifSet final : public MtableOifSet {
   Zet::Ptr<OifSet const> const oifSet_;
   Zet::Ptr<Home> const home_;
   OifSetXactId const id_;
-  U32 const multicastId_;
+  U32 const presetMulticastId_;
 };
 
 // A reference that does not keep the set alive.
@@ -104,13 +106,16 @@ class BRINDLE_API SimAsyncSwitchChip : public AsyncSwitchChip {
  public:
   class NotifieeConst : public Zet::NotifieeOf<SimAsyncSwitchChip, AsyncSwitchChip> {};
 
-  // Sets by their members: equal ones are shared.
+  // Sets by their members, and by the id that they were to have: equal ones are shared. A group
+  // that keeps its id has a set of its own where another one has come to the same members.
   struct OifSetKey {
     Zet::Ptr<OifSet const> oifSet;
+    U32 presetMulticastId = 0;
 
-    U32 hash() const { return oifSet->portVlanSet().hash(); }
+    U32 hash() const { return Zet::hashMix(oifSet->portVlanSet().hash(), presetMulticastId); }
     bool operator==(OifSetKey const &) const = default;
     bool operator<(OifSetKey const & o) const {
+      if (presetMulticastId != o.presetMulticastId) return presetMulticastId < o.presetMulticastId;
       return oifSet->portVlanSet() < o.oifSet->portVlanSet();
     }
   };
@@ -165,8 +170,8 @@ class BRINDLE_API SimAsyncSwitchChip : public AsyncSwitchChip {
 
   // Sets in use.
   auto const & inUseOifSet() const { return inUseOifSet_; }
-  SimMtableOifSet * inUseOifSet(Zet::Ptr<OifSet const> const & k) const {
-    return lookup(inUseOifSet_, OifSetKey{k}).ptr;
+  SimMtableOifSet * inUseOifSet(Zet::Ptr<OifSet const> const & k, U32 presetMulticastId = 0) const {
+    return lookup(inUseOifSet_, OifSetKey{k, presetMulticastId}).ptr;
   }
 
   // The next of each; none is given twice.

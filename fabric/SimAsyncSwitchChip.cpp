@@ -64,7 +64,7 @@ bool SimAsyncSwitchChip::needIngressProgramming(RouteKeyType routeType) const {
 SimAsyncSwitchChip::XactPtr SimAsyncSwitchChip::doAllocateMtableOifSet(
     RouteKeyInfo const &, Zet::Ptr<OifSet const> const & oifSet, XactPtr const &,
     U32 presetMulticastId, bool) {
-  if (SimMtableOifSet * set = inUseOifSet(oifSet)) {
+  if (SimMtableOifSet * set = inUseOifSet(oifSet, presetMulticastId)) {
     ZET_TRACE(9, "OifSet matches existing mtableOifset " << set->id());
     mtableOifSetIs(set);
     return oifSetXact(set->id().value);
@@ -72,9 +72,8 @@ SimAsyncSwitchChip::XactPtr SimAsyncSwitchChip::doAllocateMtableOifSet(
   if (failOifSetImmediate_) return refuseOifSet(*oifSet, " due to failOifSetImmediate flag");
   if (maxOifSets_ <= inUseOifSet_.size()) return refuseOifSet(*oifSet, " due to max inUseOifSets");
   OifSetXactId const id{oifSetId_++};
-  U32 const multicastId = presetMulticastId ? presetMulticastId : id.value;
-  auto const set = Zet::make<SimMtableOifSet>(oifSet, id, multicastId, home_);
-  inUseOifSet_.at({oifSet}).ptr = set.get();
+  auto const set = Zet::make<SimMtableOifSet>(oifSet, id, presetMulticastId, home_);
+  inUseOifSet_.at({oifSet, presetMulticastId}).ptr = set.get();
   mtableOifSetIs(set);
   auto const xact = Zet::make<Xact>(id.value, "oifSet");
   oifSetXact_.at(id.value) = xact;
@@ -100,7 +99,7 @@ void SimAsyncSwitchChip::delMtableOifSet(SimMtableOifSet const * set) {
   }
   ZET_ASSERT(xactList->blockedXacts() == 0, "xactList->blockedXacts() == 0");
   blockedIngressXact_.del(set->id());
-  inUseOifSet_.del({set->oifSet()});
+  inUseOifSet_.del({set->oifSet(), set->presetMulticastId()});
 }
 
 Zet::Ptr<OifSet const> SimAsyncSwitchChip::doGetOifSet(Zet::Ptr<MtableOifSet> const & set) {

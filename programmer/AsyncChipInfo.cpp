@@ -114,6 +114,15 @@ void AsyncChipInfo::doDeleteAll() {
   while (!entries_.empty()) doDelete(entries_.begin());
 }
 
+void AsyncChipInfo::doLeaveSets() const {
+  auto const leave = [this](Zet::Ptr<MtableOifSet> const & set) {
+    if (set) chip_->leftSetIs(set);
+  };
+  leave(mtableOifSet_);
+  leave(oldMtableOifSet());
+  for (AsyncVlanInfo const & v : entries_) leave(v.mtableOifSet);
+}
+
 void AsyncChipInfo::unwatchAll() {
   if (pending_) {
     pending_->oifAllocXact.unwatch();

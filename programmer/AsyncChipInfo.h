@@ -41,6 +41,7 @@ class PendingXact {
     zet_ = v;
     v->notifierIs(xact_.get());
   }
+  bool watched() const { return static_cast<bool>(zet_); }
   void unwatch() { zet_ = nullptr; }
 
  private:
@@ -109,6 +110,8 @@ class BRINDLE_API AsyncChipInfo {
     }
   }
   void unwatchAll();
+  // Leaves all sets to the chip.
+  void doLeaveSets() const;
 
   EntryList<AsyncVlanInfo> const & entries() const { return entries_; }
   AsyncVlanInfo * fastdrop(Bridging::VlanId vlan) const {

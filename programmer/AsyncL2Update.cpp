@@ -39,13 +39,15 @@ class AsyncZetMroute::L2Update {
   AsyncMrouteSm & sm_;
   bool const hasEntry_;
   U32 multicastId_ = 0;
-  XactChain chain_;
+  XactChain chain_{true};
 };
 
 void AsyncZetMroute::doUpdateFabricL2Group() {
   if (!sm()->initialized() || mroute_->version() == 0) return;
+  doDropGoneChips();
   if (sm()->fabric()->chips() == 0) return;
   SKEIN("AsyncZetMroute::doUpdateFabricL2Group", key());
+  Busy const busy(*this);
   L2Update(*this).run();
 }
 
@@ -54,13 +56,11 @@ void AsyncZetMroute::L2Update::run() {
   route_.inProgress_ = true;
   ZET_ASSERT(mroute_.oifSet(), "mroute->oifSet()");
   ZET_TRACE(8, route_.key() << " " << mroute_.oifSet()->portVlanSet().pretty());
-  route_.doDropGoneChips();
   if (!issue()) return route_.finishFailureCleanup(chain_.failure());
   route_.oifSet_ = mroute_.oifSet();
   route_.acceptingVlanId_ = mroute_.acceptingVlanId();
   route_.rpaId_ = mroute_.rpaId();
   route_.releaseChips();
-  route_.settleAll();
 }
 
 // Refuses a route without a VLAN before anything has begun.
@@ -71,7 +71,10 @@ void AsyncZetMroute::L2Update::publish() {
   bool const pending =
       shows == L2StatusRow::always || (shows == L2StatusRow::withoutEntry && !hasEntry_);
   if (pending) record.oifSet = mroute_.oifSet();
-  if (route_.key().kind() == mcastGroup_) multicastId_ = presetMulticastId();
+  if (route_.key().kind() != mcastGroup_) return;
+  multicastId_ = presetMulticastId();
+  // What is answered is this request, also if the next one comes before the outcome.
+  sm_.l2Status()->mcastGroupStatus(route_.key())->requestIdIs(mroute_.mcastGroupRequestId());
 }
 
 // One id for all chips and all times that the group is programmed.
@@ -102,6 +105,8 @@ bool AsyncZetMroute::L2Update::issue(ChipInfo & info) {
   info.mtableOifSetPrecommit(chip.mtableOifSet());
   chip.mtableOifSetIs(nullptr);
   if (!hasSet) return false;
+  bool const choosesId = multicastId_ == 0 && route_.key().kind() == mcastGroup_;
+  if (choosesId) multicastId_ = chip.doGetMulticastId(info.mtableOifSet());
   ZET_ASSERT(info.mtableOifSet(), "ci->mtableOifSet()");
   info.oifAllocXactIs(chain_.last());
   if (!hasEntry_) return true;
@@ -120,9 +125,7 @@ bool AsyncZetMroute::L2Update::allocateEntry(ChipInfo & info) {
   chip.doAllocateRoute(route_.key(), mroute_.acceptingVlanId(), false, mroute_.rpaId(),
                        sm_.vrfName(), false);
   info.rpfRouteHandlePrecommit(chip.routeHandle());
-  if (!info.rpfRouteHandle().isNull()) return true;
-  chain_.refuse(chip);
-  return false;
+  return chain_.entryIs(chip, info.rpfRouteHandle());
 }
 
 }  // namespace Brindle

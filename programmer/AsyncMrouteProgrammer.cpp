@@ -22,6 +22,12 @@ void AsyncMrouteRootSm::handleDel() {
   for (auto i = asyncMrouteSm_.begin(); i; i.advance()) asyncMrouteSmDel(i.key());
 }
 
+void AsyncMrouteRootSm::doStop() {
+  Zet::Ptr<AsyncMrouteRootSm> const self(this);
+  zetDoZombieReactors(true);
+  handleDel();
+}
+
 void AsyncMrouteRootSm::requireSameInputs(Inputs const & in) const {
   Zet::requireSameMember("clock", in.clock, in_.clock);
   Zet::requireSameMember("fabric", in.fabric, in_.fabric);
@@ -50,6 +56,7 @@ void AsyncMrouteRootSm::asyncMrouteSmDel(L3::VrfName vrf) {
   Zet::Ptr<AsyncMrouteSm> const machine = asyncMrouteSm(vrf);
   if (!machine) return;
   machine->doReleaseRoutes();
+  machine->zetDoZombieReactors(true);
   asyncMrouteSm_.del(vrf);
 }
 
@@ -71,6 +78,7 @@ void AsyncMrouteRootSm::handleTable(L3::VrfName vrf, MrouteTable * table) {
     mrtIs(vrf, table);
   } else {
     mrtDel(vrf);
+    doMaybeReconcileMfib();  // it may have been the last one that was not full
   }
 }
 
@@ -109,6 +117,11 @@ Zet::Ptr<AsyncMrouteRootSm> AsyncMrouteProgrammer::rootSmIs(AsyncMrouteRootSm::I
     rootSm_ = asyncMrouteRootSmFactory(in);
   }
   return rootSm_;
+}
+
+void AsyncMrouteProgrammer::rootSmDel() {
+  if (rootSm_) rootSm_->doStop();
+  rootSm_ = nullptr;
 }
 
 Zet::Ptr<AsyncMrouteProgrammer> asyncMrouteProgrammerFactory(Zet::Name name) {

@@ -26,6 +26,8 @@ class BRINDLE_API AsyncMrouteRootSm final : public VrfFollower {
   void requireSameInputs(Inputs const &) const;
   // Takes all routes off the chips, but for machines that are to be killed.
   void handleDel() override;
+  // The same for good, also while others hold the root.
+  void doStop();
 
   auto const & asyncMrouteSm() const { return asyncMrouteSm_; }
   AsyncMrouteSm * asyncMrouteSm(L3::VrfName vrf) const { return asyncMrouteSm_.find(vrf); }
@@ -40,9 +42,6 @@ class BRINDLE_API AsyncMrouteRootSm final : public VrfFollower {
   void doMaybeReconcileMfib();
 
  private:
-  struct ZetClock final : Zet::Reactor<Zet::Clock const, AsyncMrouteRootSm> {
-    using Reactor::Reactor;
-  };
   struct ZetMrt final : Zet::KeyedReactor<L3::VrfName, MrouteTable const, AsyncMrouteRootSm> {
     using KeyedReactor::KeyedReactor;
     void onMroutesInitialized() override { sm()->doMaybeReconcileMfib(); }
@@ -75,7 +74,7 @@ class BRINDLE_API AsyncMrouteProgrammer final : public Zet::Entity {
   // inputs.
   Zet::Ptr<AsyncMrouteRootSm> rootSmIs(AsyncMrouteRootSm::Inputs const &);
   // Stops it, and takes all routes off the chips.
-  void rootSmDel() { rootSm_ = nullptr; }
+  void rootSmDel();
 
  private:
   Zet::Name const name_;

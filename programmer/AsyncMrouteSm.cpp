@@ -22,6 +22,7 @@ AsyncMrouteSm::AsyncMrouteSm(L3::VrfName vrf, Inputs const & in)
       statusWriter_(in.mfib, vrf, in.intfVlanIdTable, in.clock) {
   ZET_ASSERT(in_.reviewConfig, "reviewConfig_");
   zetClock_.attach(in_.clock);
+  zetFabric_.attach(in_.fabric);
   zetMrouteTable_.attach(in_.tables.mrouteTable);
   zetL2FloodsetTable_.attach(in_.tables.l2FloodsetTable);
   zetIntfVlanIdTable_.attach(in_.intfVlanIdTable);
@@ -41,12 +42,27 @@ void AsyncMrouteSm::handleInitialized() {
   zetFailureCounters_.attach(failureCounters_);
   handleFloodset();
   // They were there before the machine could program them.
-  for (auto i = zetMroute_.begin(); i; i.advance()) i->handleChange();
+  for (auto i = zetMroute_.begin(); i; i.advance()) {
+    guarded(*i, [&] { i->handleChange(); });
+  }
+}
+
+// One that cannot be programmed does not keep the others from it.
+void AsyncMrouteSm::guarded(ZetMroute & zetMroute, auto const & step) {
+  try {
+    step();
+  } catch (Zet::Exception const & e) {
+    zetMroute.onNotificationException(e.what());
+  }
 }
 
 void AsyncMrouteSm::doReleaseRoutes() {
-  if (!testKill_) {
-    for (auto i = zetMroute_.begin(); i; i.advance()) mrouteDel(i.key());
+  for (auto i = zetMroute_.begin(); i; i.advance()) {
+    if (testKill_) {
+      i->doLeaveBehind();
+    } else {
+      mrouteDel(i.key());
+    }
   }
   initialized_ = false;
   failedMroute_.clear();
@@ -112,7 +128,7 @@ void AsyncMrouteSm::mrouteIs(Zet::Ptr<Mroute const> const & mroute) {
   auto const place = zetMroute_.placeOf(mroute->key());
   ZetMroute * old = zetMroute_.find(mroute->key(), place);
   if (old && &old->mroute() == mroute.get()) return;
-  if (old) mrouteDel(mroute->key());
+  if (old) return old->mrouteIs(mroute);
   auto zetMroute = Zet::make<ZetMroute>(this, mroute);
   zetMroute_.insert(zetMroute, place);
   zetMroute->notifierIs(mroute.get());
@@ -123,6 +139,11 @@ void AsyncMrouteSm::mrouteDel(Key const & key) {
   if (!old) return;
   zetMroute_.del(old->key());  // first: whoever hears of the end may make the route again
   old->handleDel();
+}
+
+void AsyncMrouteSm::handleChip(Zet::Name name) {
+  if (in_.fabric->chip(name)) return;  // it is asked with the next change of each route
+  for (auto i = zetMroute_.begin(); i; i.advance()) i->handleChipGone();
 }
 
 void AsyncMrouteSm::handleInternalVlanId(Nettle::IntfId intf) {
@@ -220,13 +241,13 @@ void AsyncMrouteSm::handleClock() {
     if (looks && Zet::System::currentTime() > deadline) break;
     ++routes;
     Zet::Ptr<ZetMroute> const zetMroute = failed->value.mroute;
-    review(*zetMroute);
+    guarded(*zetMroute, [&] { review(*zetMroute); });
   }
   ZET_TRACE(8, "Review retried " << routes << " routes");
   reviewTimer_->lastReviewTimeIs(in_.clock->now());
   auto * const next = i.currNodeNonStale();
   resumeReview(!next, next ? next->fwkKey() : Key());
-  ZET_TRACE(8, "AsyncMrouteSm::handleClock took " << in_.clock->shown() - began << " sec");
+  ZET_TRACE(8, "AsyncMrouteSm::handleClock took " << Zet::System::shownTime() - began << " sec");
 }
 
 void AsyncMrouteSm::review(ZetMroute & zetMroute) {

@@ -115,6 +115,10 @@ class BRINDLE_API AsyncMrouteSm final : public Zet::Sm, public Zet::HashLink {
     using Reactor::Reactor;
     void onTime() override { sm()->handleClock(); }
   };
+  struct ZetFabric final : Zet::Reactor<AsyncFabric, AsyncMrouteSm> {
+    using Reactor::Reactor;
+    void onChip(Zet::Name const & name) override { sm()->handleChip(name); }
+  };
   struct ZetMrouteTable final : Zet::Reactor<RouteTable const, AsyncMrouteSm> {
     using Reactor::Reactor;
     void onMroute(Key const & key) override { sm()->handleMroute(key); }
@@ -141,6 +145,8 @@ class BRINDLE_API AsyncMrouteSm final : public Zet::Sm, public Zet::HashLink {
   };
 
   void handleInitialized();
+  static void guarded(ZetMroute &, auto const & step);
+  void handleChip(Zet::Name name);
   void handleMroute(Key const & key);
   void handleRoutes();
   void follow(MrouteTable const *, Key const & key);
@@ -170,6 +176,7 @@ class BRINDLE_API AsyncMrouteSm final : public Zet::Sm, public Zet::HashLink {
 
   // Reactors
   Zet::ReactorPtr<ZetClock> zetClock_{this};
+  Zet::ReactorPtr<ZetFabric> zetFabric_{this};
   Zet::ReactorPtr<ZetMrouteTable> zetMrouteTable_{this};
   Zet::ReactorPtr<ZetL2FloodsetTable> zetL2FloodsetTable_{this};
   Zet::ReactorMap<Key, ZetMroute> zetMroute_{this};

@@ -18,7 +18,10 @@ Zet::TraceHandle traceHandle("AsyncMrouteUpdate", false);
 
 void AsyncZetMroute::doUpdateFabricMroute() {
   if (!sm()->initialized() || mroute_->version() == 0 || !isRpaReady(*mroute_)) return;
+  doDropGoneChips();
+  if (sm()->fabric()->chips() == 0) return;
   SKEIN("AsyncZetMroute::doUpdateFabricMroute", key());
+  Busy const busy(*this);
   Update(*this).run();
 }
 
@@ -42,20 +45,19 @@ void AsyncZetMroute::Update::run() {
     succeedWithoutEntry();
   } else if (!issue()) {
     return route_.finishFailureCleanup(chain_.failure());
-  } else if (route_.hasSucceeded(EntryKind::rpf)) {
-    route_.complete();
   }
   route_.oifSet_ = mroute_.oifSet();
   route_.acceptingVlanId_ = mroute_.acceptingVlanId();
   route_.rpaId_ = mroute_.rpaId();
+  // Ahead of the entries beside it, whose failure it would take for its own past.
+  route_.settle(EntryKind::rpf);
   if (mroute_.notifyingVlanId()) route_.doUpdateFabricMrouteWithNotifyMroute();
-  route_.doUpdateFastdrops(chain_);
+  route_.doUpdateFastdrops(chain_.last());
   route_.doUpdateFabricMrouteWithNotifyMroute();
   route_.doUpdateFabricMrouteWithStaticFastdrop();
   route_.doUpdateFabricMrouteWithFrr();
   route_.releaseChips();
   route_.doUpdateStatus();
-  route_.settleAll();
 }
 
 // Nothing can fail and nothing is to be tried again.
@@ -81,7 +83,6 @@ bool AsyncZetMroute::Update::hasLostInput() const {
 }
 
 void AsyncZetMroute::Update::removeObsolete() {
-  route_.doDropGoneChips();
   bool const lost = hasLostInput();
   if (lost) removeLost();
   route_.doDeleteObsoleteFastdrops();
@@ -98,7 +99,6 @@ void AsyncZetMroute::Update::removeObsolete() {
 
 void AsyncZetMroute::Update::removeLost() {
   ZET_TRACE(8, "doUpdateFabricMroute(): no acceptingVlanId to valid acceptingVlanId");
-  if (route_.chipInfo_.empty()) return;
   for (ChipInfo & info : route_.chipInfo_) info.doDeleteRpf();
   route_.reasonIs({});
   route_.freedRoom();
@@ -150,9 +150,7 @@ bool AsyncZetMroute::Update::allocateEntry(ChipInfo & info) {
   }
   info.rpfRouteHandlePrecommit(handle);
   if (sm_.mfib()->avoidDuplicates()) info.rpfRouteHandleCommit();
-  if (!handle.isNull()) return true;
-  chain_.refuse(chip);
-  return false;
+  return chain_.entryIs(chip, handle);
 }
 
 // The backup entry is on the VLAN that is now the accepting one.

@@ -31,7 +31,7 @@ class AsyncZetMroute::Update {
   AsyncZetMroute & route_;
   Mroute const & mroute_;
   AsyncMrouteSm & sm_;
-  XactChain chain_;
+  XactChain chain_{true};
 };
 
 }  // namespace Brindle

@@ -94,20 +94,19 @@ bool AsyncZetMroute::doProgram(EntryWish const & wish, ChipInfo & info, XactChai
     chip.mtableOifSetIs(nullptr);
     return false;
   }
-  chain.keep(std::exchange(entry.mtableOifSet, chip.mtableOifSet()));
+  // Held until the entry has been told the new one, or, where a chip refuses, has gone.
+  Zet::Ptr<MtableOifSet> const old = std::exchange(entry.mtableOifSet, chip.mtableOifSet());
   chip.mtableOifSetIs(nullptr);
   entry.oifAllocXact.xactIs(chain.last());
   if (entry.routeHandle.isNull()) {
     ZET_TRACE(8, "Allocating side entry of " << key() << " on vlan " << wish.vlan);
     chip.doAllocateRoute(key(), wish.vlan, false, mroute_->rpaId(), sm()->vrfName(), wish.fastdrop);
     entry.routeHandle = chip.routeHandle();
-    if (entry.routeHandle.isNull()) {
-      chain.refuse(chip);
-      return false;
-    }
+    if (!chain.entryIs(chip, entry.routeHandle)) return false;
   }
   if (!chain.ingressIs(
           chip, chip.doSetMtableOifSet(entry.routeHandle, entry.mtableOifSet, chain.last()))) {
+    chain.keep(old);
     return false;
   }
   entry.setIngressXact.xactIs(chain.last());
@@ -143,7 +142,7 @@ void AsyncZetMroute::doUpdateFabricWith(SpecialRoute const & special) {
   if (!vlan || !set) return;  // no chip can be asked for a set that is not computed yet
   ZET_TRACE(8, traces[special.index()].programming << vlan << " for " << key());
   (routeStatusIs().*special.intfIdIs)({});  // until the chips have confirmed
-  XactChain chain;
+  XactChain chain(false);
   if (!doProgram({special.kind, VlanId(vlan), set, special.fastdrop, special.frrRoute}, chain)) {
     return handleSpecialXactFailure(special, chain.failure());
   }
@@ -155,7 +154,8 @@ void AsyncZetMroute::completeSpecial(SpecialRoute const & special) {
   ZET_TRACE(8, traces[special.index()].programmed << key() << " programmed succesfully");
   auto const status = sm()->statusWriter().routeStatus(key());
   ZET_ASSERT(status, "rs");
-  Nettle::IntfId const intf = sm()->statusWriter().intfId((mroute_.get()->*special.vlan)());
+  Nettle::IntfId const intf =
+      sm()->statusWriter().intfId(chipInfo_[0].entries().find(special.kind)->vlanId);
   (*status.*special.intfIdIs)(intf);
   ZET_TRACE(8, key() << traces[special.index()].published << intf);
 }
@@ -209,7 +209,8 @@ void AsyncZetMroute::doDeleteObsoleteFastdrops() {
   }
 }
 
-void AsyncZetMroute::doUpdateFastdrops(XactChain & chain) {
+void AsyncZetMroute::doUpdateFastdrops(Zet::Ptr<Keel::Xact const> const & last) {
+  XactChain chain(false, last);
   for (auto const & fastdrop : mroute_->fastdrop().items()) {
     VlanId const vlan = fastdrop.key;
     ZET_ASSERT(vlan.value() != 0, "vlan != 0");

@@ -34,11 +34,11 @@ void AsyncZetMroute::doSetRouteProgrammed() {
     auto const status = sm()->statusWriter().routeStatus(key());
     ZET_ASSERT(status, "rs");
     status->noRpfIs(mroute_->shoalRoute().flags() & Mroute::ShoalRoute::acceptAny);
-    status->acceptingIntfIdIs(sm()->statusWriter().intfId(mroute_->acceptingVlanId()));
+    status->acceptingIntfIdIs(sm()->statusWriter().intfId(acceptingVlanId_));
     status->hwFlagsIs(0);
   } else if (ProgrammedSet * record = programmedSet()) {
     record->status = ProgrammingStatus::programmed;
-    record->oifSet = mroute_->oifSet();
+    record->oifSet = oifSet_;
     record->hwFlags = 0;
     if (key().kind() == Fib::mcastGroup_) doSetMcastGroupProgrammed();
   }
@@ -56,7 +56,6 @@ void AsyncZetMroute::doSetMcastGroupProgrammed() {
   gs.successIs(true);
   if (gs.multicastId() == 0) gs.multicastIdIs(multicastId);
   ZET_ASSERT(gs.multicastId() == multicastId, "gs->multicastId() == multicastId");
-  gs.requestIdIs(mroute_->mcastGroupRequestId());
   gs.responseIdInc(1);
 }
 
@@ -126,7 +125,6 @@ void AsyncZetMroute::doClearRouteStatus() {
   McastGroupStatus & gs = *sm()->l2Status()->mcastGroupStatus(key());
   gs.successIs(false);
   gs.multicastIdIs(0);
-  gs.requestIdIs(mroute_->mcastGroupRequestId());
   gs.responseIdInc(1);
 }
 

@@ -28,13 +28,18 @@ void AsyncZetMroute::zetDoZombieReactors(bool) {
   for (ChipInfo & info : chipInfo_) info.unwatchAll();
 }
 
+void AsyncZetMroute::mrouteIs(Zet::Ptr<Mroute const> const & v) {
+  mroute_ = v;
+  notifierIs(v.get());
+}
+
 void AsyncZetMroute::handleChange() {
   if (!target() || !sm()->initialized() || mroute_->version() == 0) return;
   ZET_TRACE(8, "ZetMroute::handleChange " << key());
   if (!sm()->isReviewEnabled()) {
     reasonIs({reason_.value | Reason::blockedBit});
     ZET_TRACE(8, "Delaying programming " << key() << " as mrouteProgrammer is blocked");
-  } else if (inProgress_) {
+  } else if (inProgress_ || busy_) {
     reasonIs({reason_.value | Reason::inProgressBit});
     ZET_TRACE(8, " Delaying programming " << key() << " as mroute is currently in progress");
   } else if (key().kind() == Fib::mroute_) {
@@ -55,7 +60,8 @@ void AsyncZetMroute::doRetry() {
 }
 
 void AsyncZetMroute::handleDel() {
-  if (sm()->testKill() || !sm()->initialized()) return;
+  if (!sm()->initialized()) return;
+  if (sm()->testKill()) return reasonIs({});
   SKEIN("AsyncZetMroute::handleDel", key());
   ZET_TRACE(8, "Deleting route " << key());
   for (ChipInfo & info : chipInfo_) info.doDeleteAll();
@@ -63,6 +69,10 @@ void AsyncZetMroute::handleDel() {
   inProgress_ = false;
   reasonIs({});
   freedRoom();
+}
+
+void AsyncZetMroute::doLeaveBehind() {
+  for (ChipInfo & info : chipInfo_) info.doLeaveSets();
 }
 
 // Routes that wait may find room in what this one had.
@@ -167,34 +177,54 @@ MrouteFailureReason AsyncZetMroute::failureOf(EntryKind kind) const {
 }
 
 void AsyncZetMroute::handleXact(EntryKind kind, Keel::Xact const & xact) {
-  if (!target()) return;
+  if (!target() || busy_) return;
   ZET_TRACE(8, key() << (kind == EntryKind::rpf ? " xact id " : " side entry xact id ") << xact.id()
                      << " result " << xact.result());
+  Busy const busy(*this);
   settle(kind);
 }
 
-void AsyncZetMroute::settle(EntryKind kind) {
+void AsyncZetMroute::handleChipGone() {
+  Busy const busy(*this);
+  doDropGoneChips();
+  if (chipInfo_.empty()) inProgress_ = false;
+}
+
+bool AsyncZetMroute::settle(EntryKind kind) {
   bool const isFailure = hasFailed(kind);
-  if (!isFailure && !hasSucceeded(kind)) return;
+  if (!isFailure && !hasSucceeded(kind)) return false;
   switch (kind) {
     case EntryKind::rpf:
-      return isFailure ? handleXactFailure(failureOf(kind)) : complete();
+      isFailure ? handleXactFailure(failureOf(kind)) : complete();
+      break;
     case EntryKind::fastdrop:
-      return isFailure ? handleFastdropXactFailure() : completeFastdrops();
+      isFailure ? handleFastdropXactFailure() : completeFastdrops();
+      break;
     default:
-      return isFailure ? handleSpecialXactFailure(specialRoute(kind), failureOf(kind))
-                       : completeSpecial(specialRoute(kind));
+      isFailure ? handleSpecialXactFailure(specialRoute(kind), failureOf(kind))
+                : completeSpecial(specialRoute(kind));
+      break;
+  }
+  return true;
+}
+
+// What follows from one outcome may bring another.
+void AsyncZetMroute::settleAll() {
+  for (bool any = true; any;) {
+    any = false;
+    for (EntryKind kind : allKinds) any |= settle(kind);
   }
 }
 
-// Transactions that have ended inside the calls are seen now, when all steps are out; the others
-// are heard of.
-void AsyncZetMroute::settleAll() {
+void AsyncZetMroute::endBusy() {
+  if (target()) settleAll();
+  busy_ = false;
+  if (!target()) return;
   for (EntryKind kind : allKinds) {
-    settle(kind);
     for (ChipInfo & info : chipInfo_) {
-      info.forEachXact(
-          kind, [&](PendingXact & xact) { xact.zetIs(Zet::make<ZetXact>(sm(), this, kind)); });
+      info.forEachXact(kind, [&](PendingXact & xact) {
+        if (!xact.watched()) xact.zetIs(Zet::make<ZetXact>(sm(), this, kind));
+      });
     }
   }
 }

@@ -43,6 +43,8 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   Key const & fwkKey() const { return mroute_->key(); }
   Key const & key() const { return mroute_->key(); }
   Mroute const & mroute() const { return *mroute_; }
+  // Another object stands for the route.
+  void mrouteIs(Zet::Ptr<Mroute const> const &);
 
   // Lifecycle
   void onVersion() override { handleChange(); }
@@ -51,6 +53,8 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   void handleChange();
   // The route has gone from its table.
   void handleDel();
+  // As after a crash: the chips keep their sets.
+  void doLeaveBehind();
 
   // Programming
   void doUpdateFabricMroute();
@@ -63,6 +67,8 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
 
   // Outcome
   void handleXact(EntryKind, Keel::Xact const &);
+  // A chip has left the fabric: nobody waits for it.
+  void handleChipGone();
   void handleXactFailure(MrouteFailureReason);
   // Takes the route off all chips.
   void finishFailureCleanup(MrouteFailureReason);
@@ -94,6 +100,24 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
  private:
   class Update;
   class L2Update;
+  // While the route talks to chips: transactions that end inside the calls are looked at when the
+  // outermost one is over, and then those that are out are listened to. A change that comes
+  // meanwhile waits.
+  class Busy {
+   public:
+    explicit Busy(AsyncZetMroute & route) : route_(&route), outermost_(!route.busy_) {
+      route.busy_ = true;
+    }
+    ~Busy() {
+      if (outermost_) route_->endBusy();
+    }
+    Busy(Busy const &) = delete;
+    Busy & operator=(Busy const &) = delete;
+
+   private:
+    Zet::Ptr<AsyncZetMroute> const route_;
+    bool const outermost_;
+  };
   using RouteStatus = Routing::Multicast::Fib::Hardware::RouteStatus;
 
   // Chips
@@ -106,8 +130,10 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   bool hasSucceeded(EntryKind) const;
   bool hasFailed(EntryKind) const;
   MrouteFailureReason failureOf(EntryKind) const;
-  void settle(EntryKind);
+  // True if something did.
+  bool settle(EntryKind);
   void settleAll();
+  void endBusy();
   void complete();
 
   // Entries beside the route's own
@@ -121,7 +147,8 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
                          Bridging::VlanIdOrNone keep = {});
   bool isInput(Bridging::VlanId) const;
   void doDeleteObsoleteFastdrops();
-  void doUpdateFastdrops(XactChain &);
+  // Behind the transaction that is the route's own last one.
+  void doUpdateFastdrops(Zet::Ptr<Keel::Xact const> const & last);
   void completeFastdrops();
   void handleFastdropXactFailure();
   void doForgetXacts(EntryKind);
@@ -132,13 +159,14 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   void doSetMcastGroupProgrammed();
   void doSetPrefixRouteProgrammed();
 
-  Zet::Ptr<Mroute const> const mroute_;
+  Zet::Ptr<Mroute const> mroute_;
   ChipInfos chipInfo_;
   Zet::Ptr<OifSet const> oifSet_;
   MrouteFailureReason reason_;
   Bridging::VlanIdOrNone acceptingVlanId_;
   RpaIndex rpaId_ = Shoal::Multicast::Fib::rpaNone;
   bool inProgress_ = false;
+  bool busy_ = false;
 };
 static_assert(sizeof(AsyncZetMroute) <= 112);
 

@@ -25,7 +25,10 @@ class BRINDLE_API VrfFollower : public Zet::Sm {
       : mrouteTableColl_(coll),
         mfib_(mfib) {}
   // Makes the machines of the tables that stand, and follows those that come and go.
-  void doFollow() { zetMrouteTableColl_.attach(mrouteTableColl_); }
+  void doFollow() {
+    mfib_->hwResourceFullIs(false);  // who said so before a restart will not take it back
+    zetMrouteTableColl_.attach(mrouteTableColl_);
+  }
 
   virtual bool hasMachine(L3::VrfName vrf) const = 0;
   virtual void machineIs(L3::VrfName vrf, RouteTables const &) = 0;

@@ -23,18 +23,23 @@ bool XactChain::stepIs(AsyncSwitchChip & chip, Xact xact, ReasonOf reasonOf) {
   last_ = std::move(xact);
   if (!last_) {
     ZET_TRACE(5, "Transaction is NULL");
-    refuse(chip);
-  } else if (last_->result() == Keel::XactResult::failure) {
-    ZET_TRACE(5, "Failed Transaction is " << last_->id());
-    failure_ = (chip.*reasonOf)(last_);
-    ZET_ASSERT(failure_, "reason");
+    failure_ = chip.mrouteFailureReason();
+    ZET_ASSERT(failure_ || !forRoute_, "i->mrouteFailureReason()");
+    return false;
   }
-  return !failure_;
+  if (last_->result() != Keel::XactResult::failure) return true;
+  ZET_TRACE(5, "Failed Transaction is " << last_->id());
+  failure_ = (chip.*reasonOf)(last_);
+  ZET_ASSERT(failure_ || !forRoute_, "reason");
+  return false;
 }
 
-void XactChain::refuse(AsyncSwitchChip & chip) {
+bool XactChain::entryIs(AsyncSwitchChip & chip, RouteHandle handle) {
+  if (!handle.isNull()) return true;
   failure_ = chip.mrouteFailureReason();
-  ZET_ASSERT(failure_, "i->mrouteFailureReason()");
+  ZET_ASSERT(failure_ || !forRoute_, "i->mrouteFailureReason()");
+  ZET_ASSERT(failure_, "chip->mrouteFailureReason()");
+  return false;
 }
 
 }  // namespace Brindle

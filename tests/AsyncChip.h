@@ -22,11 +22,16 @@ class AsyncChip final : public Brindle::SimAsyncSwitchChip {
   // transaction fails when it is ended.
   U32 failIn = 0;
   bool failsLater = false;
+  // Shared by chips: the n-th step on any of them.
+  U32 * failStepIn = nullptr;
   // Where calls are told, as "A set", "A route 10", "A point 1", "A delete 1".
   std::vector<std::string> * calls = nullptr;
 
-  // What an entry points at.
-  std::map<U32, Set> points;
+  // Ends the transactions of other entries, as failed, inside each deletion.
+  bool cancelsInDelete = false;
+
+  // What an entry points at; the programmer alone keeps it alive.
+  std::map<U32, Brindle::SimMtableOifSet *> points;
 
   XactPtr doAllocateMtableOifSet(Brindle::RouteKeyInfo const & info,
                                  Zet::Ptr<Brindle::OifSet const> const & oifSet,
@@ -65,7 +70,7 @@ class AsyncChip final : public Brindle::SimAsyncSwitchChip {
     // The transaction of the set is what it waits for in the simulated chip.
     XactPtr const xact = SimAsyncSwitchChip::doSetMtableOifSet(handle, set, blocking);
     if (!xact) return xact;
-    Set const old = std::exchange(points[handle.value], set);
+    points[handle.value] = static_cast<Brindle::SimMtableOifSet *>(set.get());
     if (fails) doomedIngress_.push_back(xact->id());
     if (answersAtOnce) finishIngress(xact->id());
     return xact;
@@ -74,6 +79,7 @@ class AsyncChip final : public Brindle::SimAsyncSwitchChip {
     tell("delete", handle.value);
     SimAsyncSwitchChip::doDeleteRoute(handle);
     points.erase(handle.value);
+    if (cancelsInDelete) doSetAllIngressXacts(Result::failure, true);
   }
   bool needIngressProgramming(RouteKeyType kind) const override {
     using namespace Routing::Multicast::Fib;
@@ -97,7 +103,10 @@ class AsyncChip final : public Brindle::SimAsyncSwitchChip {
   }
 
  private:
-  bool isStepToFail() { return failIn != 0 && --failIn == 0; }
+  bool isStepToFail() {
+    bool const isShared = failStepIn && *failStepIn != 0 && --*failStepIn == 0;
+    return (failIn != 0 && --failIn == 0) || isShared;
+  }
   bool take(std::vector<U32> & doomed, U32 id) { return std::erase(doomed, id) != 0; }
   void finishSet(U32 id) {
     doSetOifSetXactResult(id, take(doomedSets_, id) ? Result::failure : Result::success);

@@ -61,6 +61,9 @@ class AsyncFixture : public RouteWorld {
     auto const index = std::min(static_cast<U32>(allChips.size() - 1), 15u);
     chip = Zet::make<AsyncChip>(name, index, multicastFloodsetNeedsIngress);
     chip->calls = &calls;
+    chip->failStepIn = &failStepIn;
+    chip->failsLater = failsLater;
+    chip->answersAtOnce = answersAtOnce;
     fabric->chipIs(chip);
     return *chip;
   }
@@ -91,8 +94,7 @@ class AsyncFixture : public RouteWorld {
           nameOf(entry.value.routeKey) + "@" + std::to_string(entry.value.vlan) + ":";
       auto const set = chip.points.find(entry.fwkKey().value);
       bool const points = set != chip.points.end() && set->second;
-      text += points ? std::to_string(chip.doGetOifSet(set->second)->portVlanSet().portVlans())
-                     : "none";
+      text += points ? std::to_string(set->second->oifSet()->portVlanSet().portVlans()) : "none";
       all.push_back(text);
     }
     std::sort(all.begin(), all.end());
@@ -116,6 +118,10 @@ class AsyncFixture : public RouteWorld {
   Zet::Ptr<Multicast::Group::Status> mcastGroupStatus = Zet::make<Multicast::Group::Status>();
   Zet::Ptr<Brindle::AsyncMrouteProgrammer> programmer =
       Brindle::asyncMrouteProgrammerFactory("programmer");
+  U32 failStepIn = 0;
+  // Of chips that are made from now on.
+  bool failsLater = false;
+  bool answersAtOnce = false;
   bool multicastFloodsetNeedsIngress = false;
   bool leavesEntries = false;  // the scenario takes the programmer away
 };

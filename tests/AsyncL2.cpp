@@ -127,6 +127,27 @@ TEST_F(AsyncL2, AGroupHasOneIdOnAllChipsAndKeepsIt) {
   EXPECT_EQ(gs->multicastId(), 77u);
 }
 
+// Chips that have counted differently, and a group that comes to the members of another one.
+TEST_F(AsyncL2, GroupsKeepTheirIdsWhateverChipsWouldGive) {
+  chips({"A", "B"});
+  chip("B").failIn = 1;
+  publish(floodset(5), 5, {9});
+  recover(2);
+  Mroute & one = *table->mrouteIs(Fib::makeRouteKeyMcastGroup({1, 1}));
+  Mroute & two = *table->mrouteIs(Fib::makeRouteKeyMcastGroup({1, 2}));
+  publish(one, 5, {1});
+  publish(two, 5, {2});
+  answer();
+  auto const idOf = [&](Mroute & m) {
+    return sm().l2Status()->mcastGroupStatus(m.key())->multicastId();
+  };
+  U32 const first = idOf(one);
+  EXPECT_NE(first, idOf(two));
+  publish(one, 5, {2});
+  answer();
+  EXPECT_EQ(idOf(one), first);
+}
+
 TEST_F(AsyncL2, AFabricWithoutChipsHasNothingToDo) {
   publish(floodset(5), 5, {1});
   EXPECT_FALSE(zet(floodset(5).key()).inProgress());

@@ -19,6 +19,8 @@ class FaultyChip final : public Brindle::SimSwitchChip {
   bool refuseRoutes = false;
   U32 refuseSetIn = 0;
   U32 refuseRouteIn = 0;
+  // Shared by chips: the n-th request for a set or an entry on any of them is refused.
+  U32 * refuseStepIn = nullptr;
   // The handle of the youngest entry is given out again after it has gone.
   bool reusesHandles = false;
 
@@ -74,8 +76,9 @@ class FaultyChip final : public Brindle::SimSwitchChip {
   void doCommitRouteBatch() override { tell("batch"); }
 
  private:
-  static bool isRefused(bool always, U32 & countdown) {
-    return (countdown != 0 && --countdown == 0) || always;
+  bool isRefused(bool always, U32 & countdown) {
+    bool const isStep = refuseStepIn && *refuseStepIn != 0 && --*refuseStepIn == 0;
+    return (countdown != 0 && --countdown == 0) || isStep || always;
   }
   void tell(std::string call) {
     if (calls) calls->push_back(std::string(name().view()) + " " + call);

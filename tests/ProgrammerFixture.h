@@ -52,6 +52,7 @@ class ProgrammerFixture : public RouteWorld {
     chip->pvNumFreeIs(1000);
     for (U32 n = 1; n <= 20; ++n) chip->portIs(port(n), true);
     chip->calls = &calls;
+    chip->refuseStepIn = &failStepIn;
     fabric->chipIs(chip);
     return *chip;
   }
@@ -61,6 +62,14 @@ class ProgrammerFixture : public RouteWorld {
   static void slotsIs(FaultyChip & chip, U32 n) {
     chip.pvNumFreeIs(chip.pvNumFree() + n - chip.pvTotal());
     chip.pvTotalIs(n);
+  }
+
+  // What chips have to say is said at once.
+  void answer() {}
+  // All chips have room again, and whoever waits is tried again.
+  void recover() {
+    for (auto & [name, chip] : allChips) chip->roomIs();
+    settle();
   }
 
   // What stands: entries of a chip as "n@vlan:members", the inactive ones with a "?", VLAN
@@ -90,5 +99,6 @@ class ProgrammerFixture : public RouteWorld {
   Zet::Ptr<Brindle::SimFabric> fabric = Brindle::simFabricFactory("fabric");
   std::map<std::string, Zet::Ptr<FaultyChip>> allChips;
   Zet::Ptr<Brindle::MrouteProgrammer> programmer = Brindle::mrouteProgrammerFactory("programmer");
+  U32 failStepIn = 0;
   bool leavesEntries = false;  // the scenario takes the programmer away
 };
