@@ -213,6 +213,11 @@ void PrefixComparison::compareHeldBack() {
       differ(name.text() + " stands, but its subnets have never been in hardware");
     }
   }
+  for (auto const & name : history_.letIn()) {
+    auto const * table = vrfs.find(name.vrf);
+    if (table && table->mroute(name.key)) continue;
+    differ(name.text() + " has been published anew while it waited, but waits on");
+  }
 }
 
 // --- At the end

@@ -71,6 +71,10 @@ void Generator::populate() {
     add({std::string("ip link add Vlan"), number, " vrf ", vrf()});
     if (subnets_) addressAdd(std::string("Vlan") + number);
   }
+  if (subnets_ && random_.percent(60)) {
+    add({"ip link add et1 internal-vlan 1006 vrf ", vrf()});
+    addressAdd("et1");
+  }
   for (U32 i = random_.between(0, 14); i > 0; --i) {
     switch (random_.below(7)) {
       case 0:

@@ -140,6 +140,7 @@ class Generator {
   void subnetRefuse();
   void chipFull();
   void chipReset();
+  void intfAgain();
 
   // Words
   std::string vlan();

@@ -13,7 +13,7 @@ void Generator::addSubnetEvents() {
   std::initializer_list<Event> const events = {
       {8 * more, &G::addressAdd},  {4 * more, &G::addressDel}, {2 * more, &G::addressMove},
       {8 * more, &G::publishStar}, {4 * more, &G::chipFull},   {2 * more, &G::subnetRefuse},
-      {1, &G::chipReset},
+      {1, &G::chipReset},          {2 * more, &G::intfAgain},
   };
   events_.insert(events_.end(), events);
 }
@@ -70,8 +70,14 @@ void Generator::publishStar() {
 void Generator::subnetRefuse() {
   if (!routeFaults_) return;
   add({"chip refuse ", chip(), " routes ", std::to_string(random_.between(1, 3))});
-  if (random_.percent(50)) return addressAdd(addressedIntf());
-  publishStar();
+  switch (random_.below(4)) {
+    case 0:
+      return internalVlan();
+    case 1:
+      return addressAdd(addressedIntf());
+    default:
+      publishStar();
+  }
   if (random_.percent(50)) clock();
 }
 
@@ -83,7 +89,19 @@ void Generator::chipFull() {
     add({"chip set ", which, " routes ", routes});
   }
   if (random_.percent(60)) addressAdd(addressedIntf());
+  if (random_.percent(20)) internalVlan();
   if (random_.percent(60)) publishStar();
+}
+
+// An interface loses its IP for a while, and its addresses with it.
+void Generator::intfAgain() {
+  std::string const where = addressedIntf();
+  add({"ip link del ", where});
+  if (random_.percent(30)) clock();
+  if (random_.percent(30)) add("settle");
+  std::erase_if(addresses_, [&where](auto const & one) { return one.first == where; });
+  add({"ip link add ", where, " vrf ", vrf()});
+  for (U32 i = random_.below(3); i > 0; --i) addressAdd(where);
 }
 
 void Generator::chipReset() {

@@ -20,7 +20,8 @@ PrefixOracle::PrefixOracle(Brindle::Sim::Host const & host, std::vector<ReadTabl
                            PrefixHistory const & history)
     : host_(host),
       tables_(tables),
-      history_(history) {
+      history_(history),
+      waiting_(waitingRoutes(host)) {
   for (auto const & entry : host.records().ipStatus->ipIntfStatus().items()) addIntf(*entry.value);
   for (auto const & entry : host.records().pimIntfStatus->intfStatus().items()) {
     intfs_[entry.key];
@@ -29,7 +30,6 @@ PrefixOracle::PrefixOracle(Brindle::Sim::Host const & host, std::vector<ReadTabl
     }
   }
   countLeaning();
-  addWaiting();
 }
 
 void PrefixOracle::addIntf(Ip::IpIntfStatus const & status) {
@@ -57,17 +57,6 @@ void PrefixOracle::countLeaning() {
         ++leanedOn.most;
         bool const late = !leanedOn.ip || history_.older(table.name, i.key(), intf);
         leanedOn.least += leans(host_, route) && !late;
-      }
-    }
-  }
-}
-
-void PrefixOracle::addWaiting() {
-  for (auto mira = host_.root().mira().begin(); mira; mira.advance()) {
-    for (auto table = mira->mfibShoalSm().begin(); table; table.advance()) {
-      auto const & waiting = table->unprogrammedWcRoute();
-      for (auto i = waiting.begin(); i; i.advance()) {
-        waiting_.emplace(std::pair{std::string(table->name().view()), i.key()}, i.value());
       }
     }
   }

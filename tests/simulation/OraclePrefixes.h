@@ -52,7 +52,6 @@ class PrefixOracle {
 
   void addIntf(Ip::IpIntfStatus const & status);
   void countLeaning();
-  void addWaiting();
   void judgeStar(RouteName const & name, ExpectedRoute & out) const;
   void addRoute(Subnet const & subnet, Nettle::IntfId intf,
                 std::map<RouteName, ExpectedRoute> & routes) const;
@@ -62,7 +61,7 @@ class PrefixOracle {
   PrefixHistory const & history_;
   std::map<Nettle::IntfId, ExpectedIntf> intfs_;
   std::map<std::pair<Subnet, Nettle::IntfId>, bool> wanted_;
-  Waiting waiting_;
+  Waiting const waiting_;
 };
 
 }  // namespace Simulation

@@ -22,7 +22,26 @@ void PrefixHistory::note(Line const & line, std::vector<ReadTable> const & table
   noteIdle(line[0] == "settle");
   noteSeveral(line[0] == "settle");
   notePublications(line[0] == "settle");
+  noteWaiting(line[0] == "settle");
   noteChips(line);
+}
+
+std::map<std::pair<std::string, Key>, Route> waitingRoutes(Brindle::Sim::Host const & host) {
+  std::map<std::pair<std::string, Key>, Route> out;
+  for (auto mira = host.root().mira().begin(); mira; mira.advance()) {
+    for (auto table = mira->mfibShoalSm().begin(); table; table.advance()) {
+      auto const & waiting = table->unprogrammedWcRoute();
+      for (auto i = waiting.begin(); i; i.advance()) {
+        out.emplace(std::pair{std::string(table->name().view()), i.key()}, i.value());
+      }
+    }
+  }
+  return out;
+}
+
+bool installable(Brindle::Sim::Host const & host, Route const & route) {
+  return (route.flags() & Route::installStarG) &&
+         host.records().intfVlanIdTable->intfIdToVlanId(route.iif());
 }
 
 bool mayLean(Brindle::Sim::Host const & host, Route const & route) {
@@ -31,7 +50,7 @@ bool mayLean(Brindle::Sim::Host const & host, Route const & route) {
 }
 
 bool leans(Brindle::Sim::Host const & host, Route const & route) {
-  return mayLean(host, route) && host.records().intfVlanIdTable->intfIdToVlanId(route.iif());
+  return mayLean(host, route) && installable(host, route);
 }
 
 // --- What was noted
@@ -161,6 +180,7 @@ void PrefixHistory::noteIdle(bool settled) {
     auto const subnets = found == intfs_.end() ? std::set<Subnet>() : subnetsOf(found->second);
     // What came while nobody leaned on it is not counted.
     flags.miscounted |= flags.idle && !subnets.empty();
+    if (settled && subnets.empty() && !mayBeLeanedOn(one.first)) flags.hadSubnets = false;
     bool const none =
         std::includes(flags.shared.begin(), flags.shared.end(), subnets.begin(), subnets.end());
     if (!none) continue;
@@ -178,6 +198,14 @@ bool PrefixHistory::leanedOn(IntfId intf) const {
     bool const names = route.iif() == intf || route.notify() == intf;
     return names && read_.count(star.first) && leans(host_, route) &&
            !older(star.first, star.second, intf);
+  });
+}
+
+bool PrefixHistory::mayBeLeanedOn(IntfId intf) const {
+  return std::any_of(stars_.begin(), stars_.end(), [&](auto const & one) {
+    Route const & route = one.second;
+    bool const names = route.iif() == intf || route.notify() == intf;
+    return names && read_.count(one.first.first) && mayLean(host_, route);
   });
 }
 
@@ -283,6 +311,19 @@ bool PrefixHistory::lacks(Star const & star, IntfId intf) const {
     if (!i->programmed()) return true;
   }
   return false;
+}
+
+void PrefixHistory::noteWaiting(bool settled) {
+  std::erase_if(waited_, [this](auto const & one) {
+    auto const now = stars_.find(one.first);
+    return now == stars_.end() || !read_.count(one.first.first) || !installable(host_, now->second);
+  });
+  if (!settled) return;
+  letIn_.clear();
+  for (auto const & [star, route] : waited_) {
+    if (!(stars_.at(star) == route)) letIn_.insert({vrfOf(star.first), star.second});
+  }
+  waited_ = waitingRoutes(host_);
 }
 
 // --- Chips

@@ -50,6 +50,9 @@ class PrefixHistory {
   // The route has been published once, and at no time since did all subnets that it waits for
   // stand in hardware.
   bool neverLetIn(RouteName const & name) const;
+  // Routes that waited when the switch was at rest, and have been published anew since: that lets
+  // them in.
+  std::set<RouteName> const & letIn() const { return letIn_; }
 
  private:
   using Line = std::vector<std::string>;
@@ -88,11 +91,13 @@ class PrefixHistory {
   void noteContested();
   void noteIdle(bool settled);
   bool leanedOn(Nettle::IntfId intf) const;
+  bool mayBeLeanedOn(Nettle::IntfId intf) const;
   void noteTables(Line const & line, std::vector<ReadTable> const & tables);
   void noteStars(std::vector<ReadTable> const & tables);
   void noteChanged(Star const & star);
   void noteSeveral(bool settled);
   void notePublications(bool settled);
+  void noteWaiting(bool settled);
   bool lacks(Star const & star, Shoal::Multicast::Fib::Route const & route) const;
   bool lacks(Star const & star, Nettle::IntfId intf) const;
   void noteChips(Line const & line);
@@ -110,11 +115,20 @@ class PrefixHistory {
   std::set<std::pair<Star, Nettle::IntfId>> olderThanIp_;
   std::map<RouteName, Publication> publications_;
   std::map<RouteName, bool> several_;  // true once the switch has settled with one of them left
+  std::map<Star, Shoal::Multicast::Fib::Route> waited_;  // and has been published since
+  std::set<RouteName> letIn_;
   bool tablesGo_ = false;
 };
 
 // The VRF of a table, by its name.
 L3::VrfName vrfOf(std::string const & table);
+
+// The (*,G) routes that wait, by table.
+std::map<std::pair<std::string, Key>, Shoal::Multicast::Fib::Route> waitingRoutes(
+    Brindle::Sim::Host const & host);
+
+// Whether a (*,G) route is to be installed, and may be, by its input's VLAN now.
+bool installable(Brindle::Sim::Host const & host, Shoal::Multicast::Fib::Route const & route);
 
 // Whether a (*,G) route leans on its interfaces, and may have to wait for them: for certain, or if
 // its input had a VLAN when it was taken in.
