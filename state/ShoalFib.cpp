@@ -7,7 +7,7 @@ namespace {
 U32 tablesMade = 0;
 U32 versionsMade = 0;
 
-// Rises with each; its low bits name the table.
+// Rises with each; its low bits name the table, and stay as long as indices only come.
 U32 nextVersion(U32 table) {
   do {
     versionsMade += Status::versionStep;
@@ -49,15 +49,18 @@ void Status::routeDel(RouteKey const &) { throwReadOnly(); }
 void Status::oifIndexIntfIs(OifIndex, OifIndexIntf const &) { throwReadOnly(); }
 
 void Status::keepOifIndexIntf(OifIndex i, OifIndexIntf const & v) {
-  if (oifIndexIntf(i) == v) return;
+  OifIndexIntf const old = oifIndexIntf(i);
+  if (old == v) return;
   while (oifIndexIntf_.size() <= i.value) oifIndexIntf_.push_back({});
   oifIndexIntf_[i.value] = v;
-  oifIndexIntfVersion_ = nextVersion(number_);
+  bool const comes = old == OifIndexIntf();
+  U32 const table = oifIndexIntfVersion_ ? oifIndexIntfVersion_ : number_;
+  oifIndexIntfVersion_ = nextVersion(comes ? table : ++tablesMade);
 }
 
 void Status::oifIndexIntfDelAll() {
   oifIndexIntf_.clear();
-  oifIndexIntfVersion_ = nextVersion(number_);
+  oifIndexIntfVersion_ = nextVersion(++tablesMade);
 }
 
 Status const * MfibShoalColl::shoalPtr(StatusKey const & k) const {

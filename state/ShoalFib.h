@@ -54,7 +54,7 @@ class BRINDLE_API Status : public Zet::Entity {
   // Another one, which no other table has, whenever an index comes to stand for something else; 0
   // as long as none has stood for anything.
   U32 oifIndexIntfVersion() const { return oifIndexIntfVersion_; }
-  // Whether two versions are of one table. Of two tables in 256 that may be said, too.
+  // Whether, of one table, indices only came between two versions. Of two in 256 tables, too.
   static constexpr U32 versionStep = 256;
   static bool ofOneTable(U32 a, U32 b) { return (a ^ b) % versionStep == 0; }
 

@@ -322,6 +322,25 @@ TEST_F(Computation, ChangedOutputsArePatchedAndAllElseIsComputedAfresh) {
   EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet3@20");
 }
 
+// What the output was that has gone cannot be told any more.
+TEST_F(Computation, AnIndexThatChangedHandsIsNotPatchedAway) {
+  threeVlans();
+  for (bool const sameIntf : {false, true}) {
+    publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
+    settle();
+    publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
+    settle();
+    ASSERT_TRUE(mroute("10.0.0.1", "239.1.1.1")->optimizeStatus());
+    auto const accepting = oifIndex("Vlan10:a", "pim.default");
+    Shoal::Multicast::Fib::OifIndexIntf const is{intf(sameIntf ? "Vlan10" : "Vlan20"), 1};
+    table("pim.default").oifIndexIntfIs(accepting, is);
+    publish("10.0.0.1", "239.1.1.1", "Vlan30", "Vlan20");
+    settle();
+    EXPECT_EQ(iifVlan("10.0.0.1", "239.1.1.1"), 30u);
+    table("pim.default").oifIndexIntfIs(accepting, {intf("Vlan10"), 2});
+  }
+}
+
 TEST_F(Computation, AnIndexWithoutInterfaceLeavesTheRouteDirtyUntilTheNextPublication) {
   threeVlans();
   publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
