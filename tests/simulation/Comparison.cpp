@@ -165,7 +165,7 @@ std::string Comparison::Entry::text() const {
 }
 
 void Comparison::compareChip(Chip const & chip) {
-  std::multimap<Key, Entry> found;
+  Entries found;
   std::vector<std::string> lines;
   for (auto i = chip.simRoute().begin(); i; i.advance()) {
     if (isL2(i->key().sg)) continue;
@@ -180,7 +180,7 @@ void Comparison::compareChip(Chip const & chip) {
   bool const late = circumstances_.lateChips.count(nameOf(chip)) != 0;
   for (auto const & [name, route] : expected_) take(found, name, route, nameOf(chip), late);
   for (auto const & [name, route] : expected_) {
-    if (mayHoldMore(name, route)) found.erase(name.key);  // a chip does not know the VRF
+    if (mayHoldMore(name, route)) takeOld(found, name, route);
   }
   for (auto const & [key, entry] : found) {
     differ(nameOf(chip) + ": nobody needs " + key.pretty() + " " + entry.text());
@@ -194,9 +194,24 @@ bool Comparison::mayHoldMore(RouteName const & name, ExpectedRoute const & route
   return isLeft(*standing, route) || failed(name) || standing->optimizeStatus();
 }
 
+// Takes what may be old out of what was found. A chip does not know the VRF.
+void Comparison::takeOld(Entries & found, RouteName const & name,
+                         ExpectedRoute const & route) const {
+  Mroute const & standing = *mroute(name);
+  bool const onlyPatched = !isLeft(standing, route) && !failed(name);
+  auto const [begin, end] = found.equal_range(name.key);
+  for (auto i = begin; i != end;) {
+    U32 const vlan = i->second.vlan;
+    bool const isOld = !onlyPatched || vlan == standing.notifyingVlanId().value() ||
+                       vlan == standing.staticFastdropVlanId().value() ||
+                       vlan == standing.frrVlanId().value();
+    i = isOld ? found.erase(i) : std::next(i);
+  }
+}
+
 // Takes the entries of a route out of what was found.
-void Comparison::take(std::multimap<Key, Entry> & found, RouteName const & name,
-                      ExpectedRoute const & route, std::string const & chip, bool late) {
+void Comparison::take(Entries & found, RouteName const & name, ExpectedRoute const & route,
+                      std::string const & chip, bool late) {
   Mroute const * const standing = mroute(name);
   if (!standing || !route.programmed || failedWholly(name) || isLeft(*standing, route)) return;
   if (route.needsEntry()) {
@@ -213,6 +228,30 @@ void Comparison::take(std::multimap<Key, Entry> & found, RouteName const & name,
     requireEntry(found, name, {side->vlan, anyRpa, side->outputs.text()}, chip,
                  late || mayHoldMore(name, route));
   }
+  takeDrops(found, name, route, chip, late);
+}
+
+// One that a chip refuses goes from all of them, and those behind it stay as they were.
+void Comparison::takeDrops(Entries & found, RouteName const & name, ExpectedRoute const & route,
+                           std::string const & chip, bool optional) {
+  bool refused = false;
+  for (auto const & [drop, mayLack] : route.drops) {
+    Entry const entry{drop.vlan, route.rpa, drop.outputs.text()};
+    auto const [begin, end] = found.equal_range(name.key);
+    auto const same = std::find_if(begin, end, [&](auto const & one) {
+      if (one.second.vlan != entry.vlan) return false;
+      if (refused) return true;
+      return one.second.outputs == entry.outputs &&
+             (one.second.rpa == entry.rpa || !route.needsEntry());
+    });
+    if (same != end) {
+      found.erase(same);
+    } else if (optional || mayLack) {
+      refused = true;
+    } else {
+      differ(chip + ": " + name.text() + " lacks the fastdrop " + entry.text());
+    }
+  }
 }
 
 // An entry that accepts in no VLAN may be refused without anybody noticing; then nobody tries it
@@ -224,22 +263,25 @@ bool Comparison::mayLack(RouteName const & name, ExpectedRoute const & route,
          circumstances_.unnoticed.count({chip, name, mroute(name)->version()}) != 0;
 }
 
-bool Comparison::takeEntry(std::multimap<Key, Entry> & found, RouteName const & name,
-                           Entry const & entry) {
-  auto const [begin, end] = found.equal_range(name.key);
+bool Comparison::takeEntry(Entries & found, RouteName const & name, Entry const & entry) {
   // A backup that became the route keeps its rendezvous point, which is none; an entry beside the
-  // route's keeps the one that it came with.
-  auto const same = std::find_if(begin, end, [&](auto const & one) {
-    return one.second.vlan == entry.vlan && one.second.outputs == entry.outputs &&
-           (one.second.rpa == entry.rpa || one.second.rpa == 0 || entry.rpa == anyRpa);
-  });
-  if (same == end) return false;
+  // route's keeps the one that it came with. Another VRF may have the like.
+  auto const range = found.equal_range(name.key);
+  auto const find = [&](auto rpaFits) {
+    return std::find_if(range.first, range.second, [&](auto const & one) {
+      return one.second.vlan == entry.vlan && one.second.outputs == entry.outputs &&
+             rpaFits(one.second.rpa);
+    });
+  };
+  auto same = find([&](U32 rpa) { return rpa == entry.rpa; });
+  if (same == range.second) same = find([&](U32 rpa) { return rpa == 0 || entry.rpa == anyRpa; });
+  if (same == range.second) return false;
   found.erase(same);
   return true;
 }
 
-void Comparison::requireEntry(std::multimap<Key, Entry> & found, RouteName const & name,
-                              Entry const & entry, std::string const & chip, bool optional) {
+void Comparison::requireEntry(Entries & found, RouteName const & name, Entry const & entry,
+                              std::string const & chip, bool optional) {
   if (takeEntry(found, name, entry) || optional) return;
   differ(chip + ": " + name.text() + " lacks " + entry.text());
 }

@@ -33,6 +33,8 @@ class Comparison {
   // What stands, for the trace of a run.
   std::string const & shown() const { return shown_; }
   std::size_t routes() const { return expected_.size(); }
+  // What stands in the table is not what the records say, since it has not been computed with them.
+  static bool isLeft(Brindle::Mroute const & found, ExpectedRoute const & route);
   // What still lacks, since a chip had no room once, and may until the route is computed again.
   Unnoticed const & unnoticed() const { return unnoticed_; }
 
@@ -45,24 +47,28 @@ class Comparison {
     std::string text() const;
   };
 
+  using Entries = std::multimap<Key, Entry>;
+
   void compareTable(L3::VrfName vrf);
   void compareRoute(RouteName const & name, ExpectedRoute const & route);
   void compareFailed();
   void compareStatus();
   void compareChip(Brindle::Sim::Chip const & chip);
-  void take(std::multimap<Key, Entry> & found, RouteName const & name, ExpectedRoute const & route,
+  void take(Entries & found, RouteName const & name, ExpectedRoute const & route,
             std::string const & chip, bool optional);
   bool mayLack(RouteName const & name, ExpectedRoute const & route, std::string const & chip) const;
   bool mayHoldMore(RouteName const & name, ExpectedRoute const & route) const;
-  bool takeEntry(std::multimap<Key, Entry> & found, RouteName const & name, Entry const & entry);
-  void requireEntry(std::multimap<Key, Entry> & found, RouteName const & name, Entry const & entry,
+  void takeDrops(Entries & found, RouteName const & name, ExpectedRoute const & route,
+                 std::string const & chip, bool optional);
+  void takeOld(Entries & found, RouteName const & name, ExpectedRoute const & route) const;
+  bool takeEntry(Entries & found, RouteName const & name, Entry const & entry);
+  void requireEntry(Entries & found, RouteName const & name, Entry const & entry,
                     std::string const & chip, bool optional);
   void compareSet(std::string const & what, U32 vlan, std::string const & outputs, U32 foundVlan,
                   Brindle::OifSet const * found);
   void compareSide(std::string const & what, std::optional<SideEntry> const & expected,
                    U32 foundVlan, Brindle::OifSet const * found);
   void differ(std::string const & text) { differences_ += text + "\n"; }
-  static bool isLeft(Brindle::Mroute const & found, ExpectedRoute const & route);
   bool failed(RouteName const & name) const;
   bool failedWholly(RouteName const & name) const;
   Brindle::Mroute const * mroute(RouteName const & name) const;

@@ -189,6 +189,7 @@ void Generator::weigh() {
   addPublisherEvents();
   if (l2_) addL2Events();
   addSubnetEvents();
+  addFastdropEvents();
   for (auto & event : events_) {
     // A quarter of all kinds is silent, a tenth is loud.
     U32 const sort = random_.below(20);

@@ -142,6 +142,17 @@ class Generator {
   void chipReset();
   void intfAgain();
 
+  // Events of packets that fail the reverse-path check
+  void addFastdropEvents();
+  void rpfFailure();
+  void traffic();
+  void idle();
+  void fastdropLimit();
+  void fastdropOff();
+  void inputRole();
+  void fastdropEpisode();
+  void backupGone();
+
   // Words
   std::string vlan();
   std::string port();
@@ -155,6 +166,8 @@ class Generator {
   std::string group();
   std::string source();
   std::string mac();
+  std::string stream();
+  std::string failingVlan();
   std::string chip() { return "c" + std::to_string(random_.below(chips_)); }
   std::string onOff() { return random_.percent(50) ? "on" : "off"; }
   std::string oif();

@@ -15,6 +15,7 @@ Lab::Lab() : host_(out_), interpreter_(host_, simCommands()) {}
 bool Lab::run(std::string const & line) {
   auto const words = wordsOf(line);
   if (words.empty()) return true;
+  Zet::Seconds const before = host_.now();
   try {
     carryOut(line, words);
   } catch (CommandError const & e) {
@@ -22,7 +23,9 @@ bool Lab::run(std::string const & line) {
     return false;
   }
   note(words);
+  fastdrops_.follow({words, out_.str(), before, [this] { return expectedRoutes(); }});
   if (words[0] == "settle" || line == healed || line == emptied) compare();
+  wrong_ += fastdrops_.takeDifferences();
   if (wrong_.empty() && line == emptied) compareLeftovers();
   traceText(out_.str());
   out_.str("");
@@ -43,24 +46,40 @@ void Lab::note(std::vector<std::string> const & words) {
     lateChips_.insert(words[2]);
     reviewed_ = false;
   }
-  if (verb == "chip del") lateChips_.erase(words[2]);
+  if (verb == "chip del") {
+    lateChips_.erase(words[2]);
+    chipsGone_ = true;
+    reviewed_ = false;
+  }
   bool const sized = std::find(words.begin(), words.end(), "routes") != words.end();
   if (verb == "chip refuse" || verb == "chip set" || (verb == "chip add" && sized)) {
     failuresExpected_ = true;
   }
   if (verb == "echo healed") failuresExpected_ = false;
   if (verb == "review all") reviewed_ = true;
-  if (verb == "settle" && reviewed_) lateChips_.clear();
+  if (verb == "settle" && reviewed_) {
+    lateChips_.clear();
+    chipsGone_ = false;
+  }
   floodsetWatch_.note(words, failuresExpected_);
   prefixHistory_.note(words, publishers_.read(host_.tables()));
+}
+
+std::map<RouteName, ExpectedRoute> Lab::expectedRoutes() const {
+  auto const tables = publishers_.read(host_.tables());
+  auto routes = Oracle(host_, tables).routes();
+  PrefixOracle(host_, tables, prefixHistory_).judge(routes);
+  return routes;
 }
 
 void Lab::compare() {
   auto const tables = publishers_.read(host_.tables());
   PrefixOracle const subnets(host_, tables, prefixHistory_);
-  auto routes = Oracle(host_, tables).routes();
+  Oracle const oracle(host_, tables);
+  auto routes = oracle.routes();
   subnets.judge(routes);
   Comparison::Circumstances const circumstances{lateChips_, failuresExpected_, unnoticed_};
+  fastdrops_.compare(routes, oracle, {!lateChips_.empty() || chipsGone_, failuresExpected_});
   Comparison const comparison(host_, std::move(routes), circumstances);
   FloodsetComparison const floodsets(
       host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
@@ -68,7 +87,7 @@ void Lab::compare() {
   PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables, failuresExpected_);
   wrong_ = comparison.differences() + floodsets.differences() + floodsetWatch_.takeDifferences() +
            prefixes.differences();
-  traceText(comparison.shown() + floodsets.shown() + prefixes.shown());
+  traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown());
   unnoticed_ = comparison.unnoticed();
   ++comparisons_;
   routesCompared_ += comparison.routes() + floodsets.routes();

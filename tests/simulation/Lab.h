@@ -10,6 +10,7 @@
 #include "sim/Commands.h"
 #include "sim/Host.h"
 #include "tests/simulation/Comparison.h"
+#include "tests/simulation/FastdropHistory.h"
 #include "tests/simulation/FloodsetWatch.h"
 #include "tests/simulation/PrefixHistory.h"
 #include "tests/simulation/Publishers.h"
@@ -41,6 +42,7 @@ class Lab {
  private:
   void carryOut(std::string const & line, std::vector<std::string> const & words);
   void note(std::vector<std::string> const & words);
+  std::map<RouteName, ExpectedRoute> expectedRoutes() const;
   void compare();
   void compareLeftovers();
   void traceText(std::string text);
@@ -51,9 +53,12 @@ class Lab {
   Brindle::Sim::Host host_;
   Brindle::Sim::Interpreter<Brindle::Sim::Host> interpreter_;
   FloodsetWatch floodsetWatch_{host_};
+  PrefixHistory prefixHistory_{host_};
+  FastdropHistory fastdrops_{host_};
   // Chips that came after the start, until each route has been computed again.
   std::set<std::string> lateChips_;
-  PrefixHistory prefixHistory_{host_};
+  // Or went, until then.
+  bool chipsGone_ = false;
   bool reviewed_ = false;
   bool failuresExpected_ = false;
   Comparison::Unnoticed unnoticed_;

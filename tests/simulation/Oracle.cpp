@@ -139,6 +139,7 @@ void Oracle::compute(Published const & best, ExpectedRoute & out) const {
   Route const & route = best.route;
   Key const key = route.key();
   out.record = route;
+  out.table = best.table;
   out.rpa = route.rpaId();
   Walk walk{key, route, out};
   for (auto i = route.oifIteratorConst(); i; i.advance()) {
@@ -206,6 +207,15 @@ SideEntry Oracle::toCpuEntry(Key const & key, U32 vlan, IntfId iif, bool fastdro
   if (iifVlan) entry.outputs.members = resolvedLags(vlanMembers(iifVlan, key), iifVlan, key);
   entry.outputs.toCpu = true;
   entry.outputs.fastdrop = fastdrop;
+  entry.outputs.vlan = records_.hardware->needIifInOifSet() ? vlan : 0;
+  return entry;
+}
+
+SideEntry Oracle::fastdropEntry(ExpectedRoute const & route, U32 vlan) const {
+  Key const & key = route.record.key();
+  SideEntry entry{vlan, {}};
+  entry.outputs.members = resolvedLags(vlanMembers(vlan, key), route.vlan, key);
+  entry.outputs.fastdrop = true;
   entry.outputs.vlan = records_.hardware->needIifInOifSet() ? vlan : 0;
   return entry;
 }

@@ -35,6 +35,12 @@ struct SideEntry {
   Outputs outputs;
 };
 
+// A drop of packets that failed the reverse-path check.
+struct Fastdrop {
+  SideEntry entry;
+  bool mayLack = false;  // in the chips
+};
+
 struct ExpectedRoute {
   // Whether the route is to be in the table: where that hangs on what was before, either will do.
   // Of one that is left as it is nothing can be told.
@@ -45,11 +51,13 @@ struct ExpectedRoute {
   bool noRpf = false;
   bool acceptsTwice = false;  // by outputs: the first one counts
   Shoal::Multicast::Fib::Route record;
+  Shoal::Multicast::Fib::Status const * table = nullptr;  // that holds the record
   bool programmed = true;  // prefix routes are other machines' business
   Outputs outputs;
   std::optional<SideEntry> notify;
   std::optional<SideEntry> fastdrop;
   std::optional<SideEntry> frr;
+  std::vector<Fastdrop> drops;  // by VLAN; they hang on what was before: see FastdropHistory
 
   bool needsEntry() const { return vlan != 0 || noRpf || rpa != 0; }
 };
@@ -74,6 +82,8 @@ class Oracle {
 
   // All routes that may stand.
   std::map<RouteName, ExpectedRoute> routes() const;
+  // The entry that drops what comes in on a VLAN for a route.
+  SideEntry fastdropEntry(ExpectedRoute const & route, U32 vlan) const;
   // The VRFs in which multicast is routed.
   bool routed(L3::VrfName vrf) const;
 
