@@ -1,20 +1,34 @@
-// The chips of the simulated switch: simulated chips that also fail when told to.
+// A chip of the simulated switch, whichever programmer it belongs to: what commands do to it, and
+// the one view of what stands in it, which show commands, the watch and comparisons read.
+//
+// Chips that answer at once are of SyncChip, chips that answer later of AsyncChip.
 #pragma once
+
+#include <optional>
+#include <vector>
 
 #include "fabric/SimFabric.h"
 
 namespace Brindle::Sim {
 
-class Chip final : public SimSwitchChip {
+class Chip {
  public:
   static constexpr U32 defaultRoutes = 1000;
-  static constexpr U32 defaultOutputs = 4000;
-  using SimSwitchChip::SimSwitchChip;
+  static constexpr U32 defaultSets = 4000;
 
+  // What an entry matches.
+  using Match = SimSwitchChip::SimRouteKey;
+  struct Entry {
+    RouteHandle handle;  // null for a set that stands without an entry
+    Match key;
+    SwitchChip::RpaIndex rpaId = Shoal::Multicast::Fib::rpaNone;
+    Zet::Ptr<OifSet const> oifSet;  // that packets go out of; null for none
+    bool active = false;            // the chip forwards by it
+  };
   // Hears of each entry after it has come, changed or gone.
   class Observer {
    public:
-    virtual void onEntry(Chip const & chip, RouteHandle handle, SimRouteKey const & key) = 0;
+    virtual void onEntry(Chip const & chip, RouteHandle handle, Match const & key) = 0;
 
    protected:
     ~Observer() = default;
@@ -22,29 +36,54 @@ class Chip final : public SimSwitchChip {
   // Null for nobody.
   void observerIs(Observer * v) { observer_ = v; }
 
+  virtual Zet::Name name() const = 0;
+  virtual U32 index() const = 0;
+
+  // What stands in it, in any order; one entry, if it stands.
+  virtual std::vector<Entry> entries() const = 0;
+  virtual std::optional<Entry> entry(RouteHandle) const = 0;
+
+  // The ports that belong to it.
+  virtual Zet::OrderedSet<Nettle::IntfId> const & ports() const = 0;
+  bool hasPort(Nettle::IntfId k) const { return ports().contains(k); }
+  virtual void portIs(Nettle::IntfId, bool) = 0;
+
+  // Routes in use, and sets in use: outputs of all sets, or as many sets, as the chip counts.
+  virtual U32 routesInUse() const = 0;
+  virtual U32 setsInUse() const = 0;
+  virtual char const * setUnit() const = 0;
+  virtual U32 routeCapacity() const = 0;
+  virtual U32 setCapacity() const = 0;
+  virtual bool hasRouteRoom() const = 0;
+  virtual bool hasSetRoom() const = 0;
+  // Throw CommandError for what the chip cannot be.
+  virtual void routeCapacityIs(U32 n) = 0;
+  virtual void setCapacityIs(U32 n) = 0;
+
   // So many of the next requests fail as if the table were full.
   void refuseRoutesIs(U32 n) { refuseRoutes_ = n; }
   void refuseSetsIs(U32 n) { refuseSets_ = n; }
+  // Says that there is room where there is some; asks that failed routes be tried again. Throw
+  // CommandError if the chip says no such thing.
+  virtual void announceRoom() = 0;
+  virtual void kick() = 0;
 
-  // Routes in use, and outputs in use of all sets.
-  U32 routesInUse() const { return simRoute().size(); }
-  U32 outputsInUse() const { return pvTotal() - pvNumFree(); }
-  // Capacities. Throw CommandError below what is in use. More room is announced.
-  void routeCapacityIs(U32 n);
-  void outputCapacityIs(U32 n);
-  // Says that there is room where there is some, as after a refusal that was no lack of it.
-  void announceRoom();
+  // Takes all entries out, as a driver does that finds those of an earlier life.
+  virtual void clear() = 0;
 
-  void doAllocateMtableOifSet(Zet::Ptr<OifSet const> const & oifSet) override;
-  void doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone acceptingVlanId,
-                       bool bridgeAction, Zet::Ptr<MtableOifSet> const & set, bool fastdrop,
-                       bool noRpf, RpaIndex rpaId, L3::VrfName vrf) override;
-  void doSetMtableOifSet(RouteHandle, Zet::Ptr<MtableOifSet> const &) override;
-  void doActivateRoute(RouteHandle) override;
-  void doDeleteRoute(RouteHandle) override;
+ protected:
+  Chip() = default;
+  ~Chip() = default;
+  // Whether the next request is to fail; counts it.
+  bool refusesRoute() { return takeOne(refuseRoutes_); }
+  bool refusesSet() { return takeOne(refuseSets_); }
+  bool isObserved() const { return observer_; }
+  void tellObserver(RouteHandle handle, Match const & key) const {
+    if (observer_) observer_->onEntry(*this, handle, key);
+  }
 
  private:
-  void tellObserver(RouteHandle handle) const;
+  static bool takeOne(U32 & count) { return count != 0 && count-- != 0; }
 
   Observer * observer_ = nullptr;
   U32 refuseRoutes_ = 0;

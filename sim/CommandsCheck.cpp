@@ -89,7 +89,7 @@ std::string floodsetText(Host & host, KeyView const & key) {
   auto const chips = host.chips();
   std::erase_if(local, [&](auto const & port) {
     return std::none_of(chips.begin(), chips.end(),
-                        [&](Chip const * chip) { return chip->port(Nettle::IntfId(port)); });
+                        [&](Chip const * chip) { return chip->hasPort(Nettle::IntfId(port)); });
   });
   if (hardwarePorts(chipViews(host), key, route.vlan) != local) return "other outputs in a chip";
   if (route.toCpu) ports.push_back("cpu");
@@ -254,7 +254,8 @@ constexpr Command<Host> rows[] = {
      "of "
      "routes and in the chips; besides by ports that listen to a group of the same MAC address.",
      expectOutputsFrom},
-    {"expect state SOURCE GROUP waiting|not-computed|failed|no-entry|in-hardware|absent [vrf VRF]",
+    {"expect state SOURCE GROUP "
+     "waiting|not-computed|blocked|in-progress|failed|no-entry|in-hardware|absent [vrf VRF]",
      "The route has come so far.", expectState},
     {"expect floodset VLAN vlan|unknown|core-side [ports PORT...] [cpu] [absent]",
      "What is flooded in the VLAN leaves by exactly these ports in the chips, or is not there.",

@@ -19,7 +19,7 @@ void chipAdd(Host & host, Arguments const & arguments) {
   U32 const index = arguments.given("INDEX") ? arguments.number("INDEX") : freeIndex(host);
   Chip & chip = host.chipIs(arguments.text("CHIP"), index);
   chip.routeCapacityIs(arguments.number("ROUTES", Chip::defaultRoutes));
-  chip.outputCapacityIs(arguments.number("OUTPUTS", Chip::defaultOutputs));
+  chip.setCapacityIs(arguments.number("OUTPUTS", Chip::defaultSets));
   for (auto port : arguments.intfs()) chip.portIs(port, true);
 }
 
@@ -30,7 +30,7 @@ void chipRoutes(Host & host, Arguments const & arguments) {
 }
 
 void chipOutputs(Host & host, Arguments const & arguments) {
-  host.chip(arguments.text("CHIP")).outputCapacityIs(arguments.number("OUTPUTS"));
+  host.chip(arguments.text("CHIP")).setCapacityIs(arguments.number("OUTPUTS"));
 }
 
 void chipPorts(Host & host, Arguments const & arguments) {
@@ -51,8 +51,7 @@ void chipFree(Host & host, Arguments const & arguments) {
 }
 
 void chipKick(Host & host, Arguments const & arguments) {
-  Chip & chip = host.chip(arguments.text("CHIP"));
-  chip.mrouteReviewKickIs(chip.mrouteReviewKick() + 1);
+  host.chip(arguments.text("CHIP")).kick();
 }
 
 void hwRouting(Host & host, Arguments const & arguments) {

@@ -82,6 +82,10 @@ void help(Host & host, Arguments const & arguments) {
   host.out() << CommandTable(simCommands()).help(words);
 }
 
+void programmerKill(Host & host, Arguments const &) { host.killProgrammer(); }
+
+void programmerStart(Host & host, Arguments const &) { host.startProgrammer(); }
+
 void watch(Host & host, Arguments const & arguments) { host.watchIs(arguments.on()); }
 
 void quit(Host & host, Arguments const &) { host.finishedIs(true); }
@@ -100,6 +104,10 @@ constexpr Command<Host> rows[] = {
      "into slices is left in the middle.",
      clockTurns},
     {"review all", "Have every route computed anew.", reviewAll},
+    {"programmer kill",
+     "The programmer crashes: chips and what is published stay as they are. The resolver goes on.",
+     programmerKill},
+    {"programmer start", "Start it anew; what it finds in the chips goes.", programmerStart},
     {"import DIR [host NAME]", "Become the Linux box that is recorded there.", import},
     {"tables private", "Use route tables of this run's own, removed at its end.", tablesPrivate},
     {"tables damage TABLE [cut]",
@@ -146,10 +154,10 @@ void runScript(Host & host, std::string const & path) {
 Subject<Host> const runCommands = {"Running", rows};
 
 std::span<Subject<Host> const> simCommands() {
-  static Subject<Host> const all[] = {runCommands,  bridgingCommands, lagCommands,
-                                      ipCommands,   prefixCommands,   multicastCommands,
-                                      l2Commands,   fastdropCommands, platformCommands,
-                                      showCommands, checkCommands};
+  static Subject<Host> const all[] = {runCommands,   bridgingCommands, lagCommands,
+                                      ipCommands,    prefixCommands,   multicastCommands,
+                                      l2Commands,    fastdropCommands, platformCommands,
+                                      asyncCommands, showCommands,     checkCommands};
   return all;
 }
 

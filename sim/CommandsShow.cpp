@@ -66,6 +66,7 @@ void showReview(Host & host, Arguments const &) {
   std::snprintf(time, sizeof time, "%.3f", host.now());
   host.out() << "Time " << time << (host.followsRealTime() ? " (real)" : " (simulated)") << '\n';
   print(host.out(), reviewViews(host));
+  if (auto const programmer = programmerView(host)) print(host.out(), *programmer);
 }
 
 void showLog(Host & host, Arguments const & arguments) {

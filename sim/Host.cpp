@@ -70,8 +70,6 @@ Host::Host(std::ostream & out)
       routingInfoDir_(Zet::make<Zet::Dir>()),
       mfibDir_(Zet::make<Zet::Dir>()),
       prefixMrouteStatusDir_(Zet::make<Zet::Dir>()),
-      fabric_(fabricFactory("fabric")),
-      programmer_(mrouteProgrammerFactory("programmer")),
       agent_(Zet::make<Agent>("brindle-sim")) {
   records_.intfVlanIdTable->ipStatusIs(records_.ipStatus);
   records_.hardware->hwRoutingIs(true);
@@ -81,9 +79,8 @@ Host::Host(std::ostream & out)
 Host::~Host() {
   watch_ = nullptr;
   agent_->miraDel();
-  programmer_->rootSmDel();
-  prefixProgrammer_ = nullptr;
-  fabric_->chipDelAll();  // chips hold sets of the route tables
+  hardware_->end();
+  hardware_->chipDelAll();  // chips hold sets of the route tables
   publishers_.clear();
   std::error_code error;
   if (!privateTables_.empty()) std::filesystem::remove_all(privateTables_, error);
@@ -92,29 +89,23 @@ Host::~Host() {
 void Host::start() {
   if (started()) return;
   tables_ = Zet::make<MrouteTableColl>(settings_.af);
-  startProgrammer();
-  startPrefixProgrammer();
+  hardware_->start(hardwareInputs());
   startResolver();
 }
 
-void Host::startProgrammer() {
-  MrouteRootSm::Inputs in;
-  in.clock = clock_;
-  in.fabric = fabric_;
-  in.mrouteTableColl = tables_;
-  in.mfib = records_.hardware;
-  in.intfVlanIdTable = records_.intfVlanIdTable;
-  programmer_->rootSmIs(in);
+Hardware::Inputs Host::hardwareInputs() {
+  return {clock_, tables_, &records_, prefixMrouteStatusDir_};
 }
 
-void Host::startPrefixProgrammer() {
-  auto const published = Zet::make<Fib::PimIntf::PrefixMrouteStatus>(Zet::Name("prefixes"));
-  prefixMrouteStatusDir_->entityIs(published->name(), published);
-  prefixProgrammer_ = prefixMrouteSmFactory({.mfibStatus = records_.pimIntfStatus,
-                                             .fabric = fabric_,
-                                             .clock = clock_,
-                                             .intfVlanIdTable = records_.intfVlanIdTable,
-                                             .prefixMrouteStatus = published});
+void Host::killProgrammer() {
+  if (!hardware_->runs()) throw CommandError("expected a programmer that runs");
+  hardware_->kill();
+}
+
+void Host::startProgrammer() {
+  if (!started()) return start();
+  if (hardware_->runs()) throw CommandError("expected a programmer that does not run");
+  hardware_->start(hardwareInputs());
 }
 
 MiraRoot::Inputs Host::inputs() const {
@@ -212,7 +203,11 @@ void Host::settle() {
   auto const & loop = Zet::activityManager();
   Zet::Seconds const end = now() + longestSettling;
   loop->runUntilQuiet();
-  while (clock_->earliest() <= std::min(now() + nearFuture, end) && !interrupted()) {
+  auto const horizon = [&] {
+    bool const answersCome = hardware_->nextAnswer() != Zet::Clock::never;
+    return answersCome ? end : std::min(now() + nearFuture, end);
+  };
+  while (clock_->earliest() <= horizon() && !interrupted()) {
     loop->runUntil(clock_->earliest());
     loop->runUntilQuiet();
   }
@@ -331,17 +326,10 @@ void Host::l2VlanIs(Bridging::VlanId vlan, bool v) {
 }
 
 Chip & Host::chip(std::string const & name) const {
-  SwitchChip * const chip = fabric_->chip(Zet::Name(std::string_view(name)));
-  if (!chip) throw CommandError("expected a chip that stands, found \"" + name + "\"");
-  return static_cast<Chip &>(*chip);
-}
-
-std::vector<Chip *> Host::chips() const {
-  std::vector<Chip *> out;
-  for (auto const & entry : fabric_->chip().items()) {
-    out.push_back(static_cast<Chip *>(entry.value.get()));
+  for (Chip * const chip : chips()) {
+    if (chip->name().view() == name) return *chip;
   }
-  return out;
+  throw CommandError("expected a chip that stands, found \"" + name + "\"");
 }
 
 Chip & Host::chipIs(std::string const & name, U32 index) {
@@ -352,13 +340,16 @@ Chip & Host::chipIs(std::string const & name, U32 index) {
                          std::to_string(index) + " already");
     }
   }
-  auto const added = Zet::make<Chip>(Zet::Name(std::string_view(name)), index);
-  fabric_->chipIs(added);
-  if (watch_) watch_->handleChip(*added);
-  return *added;
+  Chip & added = hardware_->chipIs(Zet::Name(std::string_view(name)), index);
+  if (watch_) watch_->handleChip(added);
+  return added;
 }
 
-void Host::chipDel(std::string const & name) { fabric_->chipDel(chip(name).name()); }
+void Host::chipDel(std::string const & name) {
+  Chip & gone = chip(name);
+  if (watch_) watch_->handleChipDel(gone);
+  hardware_->chipDel(gone.name());
+}
 
 void Host::watchIs(bool v) {
   start();
@@ -417,11 +408,6 @@ PublisherProcess & Host::publisher(std::string const & table) {
 void Host::publisherDel(std::string const & table) {
   PublisherProcess const * const which = &publisher(table);
   std::erase_if(publishers_, [which](auto const & one) { return one.get() == which; });
-}
-
-MrouteSm const * Host::programmer(L3::VrfName vrf) const {
-  auto const & root = programmer_->rootSm();
-  return root ? root->mrouteSm(vrf) : nullptr;
 }
 
 Mira & Host::mira(L3::VrfName vrf) {

@@ -16,9 +16,7 @@
 #include "platform/ActivityManager.h"
 #include "platform/Dir.h"
 #include "platform/EntityManager.h"
-#include "prefix/PrefixMrouteSm.h"
-#include "programmer/MrouteProgrammer.h"
-#include "sim/Chip.h"
+#include "sim/Hardware.h"
 #include "sim/LogView.h"
 #include "sim/PublisherProcess.h"
 #include "sim/Records.h"
@@ -116,11 +114,18 @@ class Host {
   void l2VlanIs(Bridging::VlanId vlan, bool v);
   Policy const & policy() const { return policy_; }
 
-  // Chips
-  Zet::Ptr<Fabric> const & fabric() const { return fabric_; }
+  // Chips, and the programmer that runs on them.
+  Hardware const & hardware() const { return *hardware_; }
+  // Another kind. REQUIRES: nothing runs, and there are no chips.
+  void hardwareIs(std::unique_ptr<Hardware> v) { hardware_ = std::move(v); }
+  // The programmer crashes: chips and what is published stay as they are. Another one starts, whose
+  // driver takes out of the chips what it finds there. Throw CommandError if it does not run, or
+  // runs.
+  void killProgrammer();
+  void startProgrammer();
   // By name. Throws CommandError if there is none.
   Chip & chip(std::string const & name) const;
-  std::vector<Chip *> chips() const;
+  std::vector<Chip *> chips() const { return hardware_->chips(); }
   // Throws CommandError if the name or the number is taken.
   Chip & chipIs(std::string const & name, U32 index);
   void chipDel(std::string const & name);
@@ -145,9 +150,9 @@ class Host {
   MiraRoot const & root() const { return *agent_->mira(); }
   // The resolver of a VRF, started if need be. Throws CommandError if there is none.
   Mira & mira(L3::VrfName vrf);
-  MrouteSm const * programmer(L3::VrfName vrf) const;
-  // Null before the start.
-  PrefixMrouteSm const * prefixProgrammer() const { return prefixProgrammer_.get(); }
+  // Null where chips answer later.
+  MrouteSm const * programmer(L3::VrfName vrf) const { return hardware_->mrouteSm(vrf); }
+  PrefixMrouteSm const * prefixProgrammer() const { return hardware_->prefixMrouteSm(); }
   // Marks every route of every VRF for computation.
   void reviewAll();
   // Packets of a stream failed the reverse-path check, the kernel says.
@@ -155,8 +160,7 @@ class Host {
 
  private:
   MiraRoot::Inputs inputs() const;
-  void startProgrammer();
-  void startPrefixProgrammer();
+  Hardware::Inputs hardwareInputs();
   void startResolver();
   void setGate(MiraRoot & root) const;
   void handleVteps();
@@ -172,10 +176,8 @@ class Host {
   Zet::Ptr<Zet::Dir> const routingInfoDir_;
   Zet::Ptr<Zet::Dir> const mfibDir_;
   Zet::Ptr<Zet::Dir> const prefixMrouteStatusDir_;
-  Zet::Ptr<Fabric> const fabric_;
+  std::unique_ptr<Hardware> hardware_ = makeSyncHardware();
   Zet::Ptr<MrouteTableColl> tables_;
-  Zet::Ptr<MrouteProgrammer> const programmer_;
-  Zet::Ptr<PrefixMrouteSm> prefixProgrammer_;
   Zet::Ptr<Agent> const agent_;
   Zet::Ptr<Watch> watch_;
   Policy policy_;

@@ -74,7 +74,7 @@ void publishIp(Host & host, RecordedBox const & box) {
 void addChip(Host & host, RecordedBox const & box) {
   auto & chip = host.chipIs("c0", 0);
   chip.routeCapacityIs(Chip::defaultRoutes);
-  chip.outputCapacityIs(Chip::defaultOutputs);
+  chip.setCapacityIs(Chip::defaultSets);
   for (auto const & port : box.ports) {
     if (!isTunnel(box, port.intf)) chip.portIs(port.intf, true);
   }

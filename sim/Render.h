@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "sim/Views.h"
+#include "sim/AsyncViews.h"
 
 namespace Brindle::Sim {
 
@@ -18,6 +18,8 @@ void print(std::ostream & out, StatusView const & status);
 void print(std::ostream & out, std::vector<VrfFastdropView> const & vrfs);
 void print(std::ostream & out, std::vector<FailureView> const & failures);
 void print(std::ostream & out, std::vector<ReviewView> const & reviews);
+void print(std::ostream & out, std::vector<TransactionView> const & transactions);
+void print(std::ostream & out, ProgrammerView const & programmer);
 
 Json toJson(std::vector<RouteView> const & routes);
 Json toJson(std::vector<FloodsetView> const & floodsets);
@@ -26,6 +28,7 @@ Json toJson(std::vector<ChipView> const & chips);
 Json toJson(StatusView const & status);
 Json toJson(std::vector<VrfFastdropView> const & vrfs);
 Json toJson(std::vector<FailureView> const & failures);
+Json toJson(std::vector<TransactionView> const & transactions);
 
 // "100: p1 p2; 200: p5".
 std::string outputsText(OutputsView const & outputs, bool toCpu = false);

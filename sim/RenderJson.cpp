@@ -66,7 +66,7 @@ Json toJson(SetView const & set) {
 
 Json toJson(EntryView const & entry) {
   Json json = keyJson(entry.key);
-  json["handle"] = entry.handle;
+  json["handle"] = entry.handle ? Json(*entry.handle) : Json();
   json["vlan"] = entry.vlan;
   json["active"] = entry.active;
   json["outputs"] = outputsJson(entry.outputs);
@@ -82,9 +82,9 @@ Json toJson(ChipView const & chip) {
           {"routesInUse", chip.routesInUse},
           {"routeCapacity", chip.routeCapacity},
           {"routeRoom", chip.routeRoom},
-          {"outputsInUse", chip.outputsInUse},
-          {"outputCapacity", chip.outputCapacity},
-          {"outputRoom", chip.outputRoom},
+          {chip.setUnit + "InUse", chip.setsInUse},
+          {chip.setUnit.substr(0, chip.setUnit.size() - 1) + "Capacity", chip.setCapacity},
+          {chip.setUnit.substr(0, chip.setUnit.size() - 1) + "Room", chip.setRoom},
           {"failedRoutes", chip.failedRoutes},
           {"failedSets", chip.failedSets},
           {"entries", std::move(entries)}};
@@ -132,6 +132,18 @@ Json toJson(FailureView const & failure) {
   return json;
 }
 
+Json toJson(TransactionView const & view) {
+  Json json = keyJson(view.key);
+  json["chip"] = view.chip;
+  json["of"] = view.ofEntry ? "ingress" : "set";
+  json["id"] = view.id;
+  json["entry"] = view.entry;
+  json["entryVlan"] = view.vlan;
+  json["waitsForSet"] = view.set ? Json(view.set) : Json();
+  json["result"] = Zet::stringValue(view.result);
+  return json;
+}
+
 template <class View> Json listJson(std::vector<View> const & views) {
   Json list = Json::array();
   for (auto const & view : views) list.push_back(toJson(view));
@@ -146,6 +158,7 @@ Json toJson(std::vector<SetView> const & sets) { return listJson(sets); }
 Json toJson(std::vector<ChipView> const & chips) { return listJson(chips); }
 Json toJson(std::vector<VrfFastdropView> const & vrfs) { return listJson(vrfs); }
 Json toJson(std::vector<FailureView> const & failures) { return listJson(failures); }
+Json toJson(std::vector<TransactionView> const & views) { return listJson(views); }
 
 Json toJson(StatusView const & status) {
   return {{"hwRouting", status.hwRouting},

@@ -113,13 +113,14 @@ void print(std::ostream & out, std::vector<ChipView> const & chips) {
   for (auto const & chip : chips) {
     out << "Chip " << chip.name << " (number " << chip.index << "): " << chip.routesInUse << " of "
         << chip.routeCapacity << " routes" << (chip.routeRoom ? "" : " (full)") << ", "
-        << chip.outputsInUse << " of " << chip.outputCapacity << " outputs"
-        << (chip.outputRoom ? "" : " (full)") << '\n';
+        << chip.setsInUse << " of " << chip.setCapacity << ' ' << chip.setUnit
+        << (chip.setRoom ? "" : " (full)") << '\n';
     out << "  Ports: " << orDash(joined(chip.ports)) << '\n';
     TextTable table({"Entry", "Source", "Group", "VLAN", "Active", "Outputs here"});
     for (auto const & entry : chip.entries) {
-      table.add({std::to_string(entry.handle), entry.key.source(), entry.key.group(),
-                 numberOrDash(entry.vlan), yesNo(entry.active), outputsText(entry.outputs)});
+      table.add({entry.handle ? std::to_string(*entry.handle) : "-", entry.key.source(),
+                 entry.key.group(), numberOrDash(entry.vlan), yesNo(entry.active),
+                 outputsText(entry.outputs)});
     }
     table.print(out);
   }
@@ -180,6 +181,32 @@ void print(std::ostream & out, std::vector<ReviewView> const & reviews) {
                std::to_string(review.queued), review.pending ? "pending" : "idle"});
   }
   out << plural(reviews.size(), "VRF") << '\n';
+  table.print(out);
+}
+
+void print(std::ostream & out, std::vector<TransactionView> const & transactions) {
+  TextTable table({"Chip", "Transaction", "Source", "Group", "Entry", "VLAN", "After", "Result"});
+  for (auto const & view : transactions) {
+    table.add({view.chip, (view.ofEntry ? "ingress " : "set ") + std::to_string(view.id),
+               view.key.source(), view.key.group(), view.entry, numberOrDash(view.vlan),
+               view.set ? "set " + std::to_string(view.set) : "-", Zet::stringValue(view.result)});
+  }
+  out << plural(transactions.size(), "transaction") << " that routes wait for\n";
+  table.print(out);
+}
+
+void print(std::ostream & out, ProgrammerView const & programmer) {
+  out << "Programmer: the review is " << (programmer.enabled ? "on" : "off")
+      << (programmer.backlog ? ", routes are kept back" : "") << '\n';
+  TextTable table({"VRF", "Not as they are to be"});
+  for (auto const & vrf : programmer.vrfs) {
+    std::string text;
+    for (auto const & [name, count] : vrf.counters) {
+      if (count == 0) continue;
+      text.append(text.empty() ? "" : ", ").append(name + " " + std::to_string(count));
+    }
+    table.add({vrf.vrf, orDash(text)});
+  }
   table.print(out);
 }
 

@@ -51,16 +51,6 @@ std::vector<L3::VrfName> vrfs(Host const & host) {
   return out;
 }
 
-std::vector<std::string> refusals(Host const & host, U32 mask) {
-  std::vector<std::string> out;
-  for (Chip const * chip : host.chips()) {
-    std::string const name(chip->name().view());
-    if (mask >> chip->index() & 1) out.push_back(name + ": no room for its outputs");
-    if (mask >> (16 + chip->index()) & 1) out.push_back(name + ": no route entry");
-  }
-  return out;
-}
-
 std::string vrfProblem(Host const & host, L3::VrfName vrf, Nettle::IntfId iif) {
   auto const * status = host.records().ipStatus->ipIntfStatus(iif);
   if (!status) return "there is no IP on " + textOf(iif);
@@ -74,8 +64,7 @@ class RouteReader {
   RouteReader(Host const & host, L3::VrfName vrf, SetNumbers const & numbers)
       : host_(host),
         vrf_(vrf),
-        numbers_(numbers),
-        programmer_(host.programmer(vrf)) {}
+        numbers_(numbers) {}
 
   RouteView view(Mroute const & mroute) const {
     RouteView view;
@@ -108,22 +97,27 @@ class RouteReader {
     return status ? status->route(mroute.key().source()) : nullptr;
   }
 
+  static RouteView::State stateOf(Hardware::Trouble::Kind kind) {
+    using Trouble = Hardware::Trouble;
+    if (kind == Trouble::refused) return RouteView::State::failed;
+    return kind == Trouble::blocked ? RouteView::State::blocked : RouteView::State::inProgress;
+  }
+
   void state(Mroute const & mroute, RouteView & view) const {
     using State = RouteView::State;
-    if (auto const * subnet = connectedSubnet(mroute)) {
-      view.iif = textOf(subnet->intfId());
-      view.state = subnet->programmed() ? State::inHardware : State::noEntry;
-      if (!subnet->programmed()) view.reason = "a chip has no room for the subnet";
-      return;
-    }
-    auto const * failed = programmer_ ? programmer_->failedMroute().find(mroute.key()) : nullptr;
-    if (mroute.version() == 0) {
+    auto const * const subnet = connectedSubnet(mroute);
+    if (subnet) view.iif = textOf(subnet->intfId());
+    auto const trouble = host_.hardware().trouble(vrf_, mroute.key());
+    if (mroute.version() == 0 && !subnet) {
       view.state = State::notComputed;
       view.reason = view.key.isL2() ? "its turn has not come"
                                     : vrfProblem(host_, vrf_, mroute.shoalRoute().iif());
-    } else if (failed) {
-      view.state = State::failed;
-      view.reason = alternatives(refusals(host_, failed->reason));
+    } else if (trouble) {
+      view.state = stateOf(trouble->kind);
+      view.reason = alternatives(trouble->why);
+    } else if (subnet) {
+      view.state = subnet->programmed() ? State::inHardware : State::noEntry;
+      if (!subnet->programmed()) view.reason = "a chip has no room for the subnet";
     } else if (host_.chips().empty()) {
       view.state = State::noEntry;
       view.reason = "there is no chip";
@@ -138,7 +132,6 @@ class RouteReader {
   Host const & host_;
   L3::VrfName const vrf_;
   SetNumbers const & numbers_;
-  MrouteSm const * const programmer_;
 };
 
 // Why a (*,G) route has to wait.
@@ -170,22 +163,15 @@ template <class View> void sortByKey(std::vector<View> & views) {
             [](View const & a, View const & b) { return a.key < b.key; });
 }
 
-std::vector<EntryView> entryViews(Chip const & chip) {
+std::vector<EntryView> entryViews(Host const & host, Chip const & chip) {
   std::vector<EntryView> out;
-  for (auto i = chip.simRoute().begin(); i; i.advance()) {
-    auto const & entry = *chip.simRoute(i.key());
-    EntryView view;
-    view.handle = entry.routeHandle().value;
-    view.key = {{}, entry.key().sg};
-    view.vlan = entry.key().vlanId.value();
-    view.active = entry.activated();
-    view.outputsHere = 0;
-    if (auto const & set = entry.simMtableOifSet()) {
-      view.outputsHere = set->portCount();
-      for (auto & output : outputsOf(set->oifSet()->portVlanSet())) {
-        if (chip.port(Nettle::IntfId(output.port))) view.outputs.push_back(std::move(output));
-      }
-    }
+  for (auto const & entry : host.hardware().entries(chip)) {
+    EntryView view{{}, {{}, entry.key.sg}, entry.key.vlanId.value(), entry.active, {}};
+    if (!entry.handle.isNull()) view.handle = entry.handle.value;
+    if (entry.oifSet) view.outputs = outputsOf(entry.oifSet->portVlanSet());
+    std::erase_if(view.outputs, [&](OutputView const & output) {
+      return !chip.hasPort(Nettle::IntfId(output.port));
+    });
     out.push_back(std::move(view));
   }
   std::sort(out.begin(), out.end(), [](EntryView const & a, EntryView const & b) {
@@ -202,8 +188,8 @@ class FastdropReader {
         vrf_(vrf),
         status_(host.records().hardware->vrfStatus(vrf)) {
     for (Chip const * chip : host.chips()) {
-      for (auto i = chip->simRoute().begin(); i; i.advance()) {
-        if (i->activated()) ++holders_[{i->key().sg, i->key().vlanId.value()}];
+      for (auto const & entry : chip->entries()) {
+        if (entry.active) ++holders_[{entry.key.sg, entry.key.vlanId.value()}];
       }
     }
   }
@@ -342,21 +328,20 @@ std::vector<ChipView> chipViews(Host const & host) {
     ChipView view{};
     view.name = chip->name().view();
     view.index = chip->index();
-    for (auto port : chip->port().items()) view.ports.push_back(textOf(port));
+    for (auto port : chip->ports().items()) view.ports.push_back(textOf(port));
     view.routesInUse = chip->routesInUse();
-    view.routeCapacity = chip->routeTotal();
-    view.outputsInUse = chip->outputsInUse();
-    view.outputCapacity = chip->pvTotal();
-    view.routeRoom = chip->mrouteTcamFree();
-    view.outputRoom = chip->mtableFree();
+    view.routeCapacity = chip->routeCapacity();
+    view.setUnit = chip->setUnit();
+    view.setsInUse = chip->setsInUse();
+    view.setCapacity = chip->setCapacity();
+    view.routeRoom = chip->hasRouteRoom();
+    view.setRoom = chip->hasSetRoom();
     for (auto vrf : vrfs(host)) {
-      auto const * programmer = host.programmer(vrf);
-      auto const * counts = programmer ? programmer->zetChip().find(chip->name()) : nullptr;
-      if (!counts) continue;
-      view.failedRoutes += counts->routeFailed();
-      view.failedSets += counts->oifFailed();
+      auto const waiting = host.hardware().waiting(vrf, *chip);
+      view.failedRoutes += waiting.routes;
+      view.failedSets += waiting.sets;
     }
-    view.entries = entryViews(*chip);
+    view.entries = entryViews(host, *chip);
     views.push_back(std::move(view));
   }
   return views;
@@ -396,11 +381,8 @@ std::vector<VrfFastdropView> fastdropViews(Host const & host) {
 std::vector<FailureView> failureViews(Host const & host) {
   std::vector<FailureView> views;
   for (auto vrf : vrfs(host)) {
-    auto const * programmer = host.programmer(vrf);
-    if (!programmer) continue;
-    for (auto i = programmer->failedMroute().begin(); i; i.advance()) {
-      auto const * failed = programmer->failedMroute().find(i.key());
-      views.push_back({{vrf, i.key()}, refusals(host, failed->reason)});
+    for (auto const & key : host.hardware().refused(vrf)) {
+      views.push_back({{vrf, key}, host.hardware().trouble(vrf, key)->why});
     }
   }
   sortByKey(views);
@@ -413,12 +395,11 @@ std::vector<ReviewView> reviewViews(Host const & host) {
     auto const mira = host.root().mira(vrf);
     if (!mira) continue;
     auto const & table = *host.routeTables().vrfMrouteTable(vrf);
-    auto const * programmer = host.programmer(vrf);
     std::vector<RouteView> waiting;
     addWaiting(host, vrf, waiting);
     views.push_back({std::string(vrf.view()), mira->l3Enabled(), mira->nsfMiraEnabled(),
                      table.mroute().size(), static_cast<U32>(waiting.size()),
-                     programmer ? programmer->failedMroute().size() : 0, mira->review(),
+                     static_cast<U32>(host.hardware().refused(vrf).size()), mira->review(),
                      table.recomputations(), table.noChangeRecomputations(),
                      mira->dirtyMrouteMetadata().size(), mira->reviewPending()});
   }

@@ -52,10 +52,10 @@ OutputsView outputsOf(PortVlanSet const & set);
 // One route as the resolver has it.
 struct RouteView {
   // Where it stands on its road.
-  enum class State { waiting, notComputed, failed, noEntry, inHardware };
+  enum class State { waiting, notComputed, blocked, inProgress, failed, noEntry, inHardware };
   // As people and programs read it.
-  static constexpr char const * stateNames[] = {"waiting", "not computed", "failed", "no entry",
-                                                "in hardware"};
+  static constexpr char const * stateNames[] = {
+      "waiting", "not computed", "blocked", "in progress", "failed", "no entry", "in hardware"};
 
   KeyView key;
   std::string iif;
@@ -91,11 +91,10 @@ std::vector<SetView> setViews(Host const & host);
 
 // One chip with its entries.
 struct EntryView {
-  U32 handle;
-  KeyView key;  // a chip does not know the VRF
+  std::optional<U32> handle;  // none of a set that stands without an entry
+  KeyView key;                // a chip does not know the VRF
   U32 vlan;
   bool active;
-  U32 outputsHere;
   OutputsView outputs;  // the local ones
 };
 struct ChipView {
@@ -104,10 +103,11 @@ struct ChipView {
   std::vector<std::string> ports;
   U32 routesInUse;
   U32 routeCapacity;
-  U32 outputsInUse;
-  U32 outputCapacity;
+  std::string setUnit;  // what its room for sets is counted in
+  U32 setsInUse;
+  U32 setCapacity;
   bool routeRoom;  // what the chip says
-  bool outputRoom;
+  bool setRoom;
   U32 failedRoutes;  // that wait for it
   U32 failedSets;
   std::vector<EntryView> entries;

@@ -22,6 +22,7 @@ constexpr std::array<std::string_view, 9> idle = {"echo",   "expect", "help",  "
 Watch::Watch(Host & host) : host_(host), causes_(Zet::make<Causes>(host)) {
   zetClock_.attach(Zet::activityManager()->clock());
   for (Chip * const chip : host.chips()) handleChip(*chip);
+  lookAtSetsAlone();
   for (Id const & id : touched_) standing_[id] = now(id, standing_[id]);
   touched_.clear();
 }
@@ -32,10 +33,20 @@ void Watch::handleDel() {
 
 void Watch::handleChip(Chip & chip) {
   chip.observerIs(this);
-  for (auto i = chip.simRoute().begin(); i; i.advance()) onEntry(chip, i.key(), i->key());
+  for (auto const & entry : chip.entries()) onEntry(chip, entry.handle, entry.key);
+}
+
+void Watch::handleChipDel(Chip & chip) {
+  chip.observerIs(nullptr);
+  for (auto & [id, standing] : standing_) {
+    if (id.chip != chip.name().view()) continue;
+    standing.handles.clear();
+    touch(id);
+  }
 }
 
 void Watch::handleCommand(std::string_view line) {
+  lookAtSetsAlone();
   auto const words = wordsOf(line);
   if (words.empty() || std::find(idle.begin(), idle.end(), words.front()) != idle.end()) return;
   if (words.front() == "settle" || words.front() == "clock") {
@@ -45,15 +56,32 @@ void Watch::handleCommand(std::string_view line) {
   }
 }
 
-void Watch::onEntry(Chip const & chip, RouteHandle handle, SimSwitchChip::SimRouteKey const & key) {
+void Watch::onEntry(Chip const & chip, RouteHandle handle, Chip::Match const & key) {
   Id const id{std::string(chip.name().view()), key.sg, key.vlanId};
-  if (chip.simRoute(handle)) {
+  if (chip.entry(handle)) {
     standing_[id].handles.insert(handle.value);
   } else {
     standing_[id].handles.erase(handle.value);
   }
+  touch(id);
+}
+
+void Watch::touch(Id const & id) {
   touched_.insert(id);
   if (zetClock_->timeMin() == Zet::Clock::never) zetClock_->timeMinIs(host_.now());
+}
+
+// The chip does not tell of those.
+void Watch::lookAtSetsAlone() {
+  for (Id const & id : std::exchange(setsAlone_, {})) touch(id);
+  for (Chip const * const chip : host_.chips()) {
+    for (auto const & entry : host_.hardware().entries(*chip)) {
+      if (!entry.handle.isNull()) continue;
+      Id const id{std::string(chip->name().view()), entry.key.sg, entry.key.vlanId};
+      setsAlone_.insert(id);
+      touch(id);
+    }
+  }
 }
 
 Watch::Standing Watch::now(Id const & id, Standing const & before) const {
@@ -63,15 +91,20 @@ Watch::Standing Watch::now(Id const & id, Standing const & before) const {
                                  [&](Chip const * c) { return c->name().view() == id.chip; });
   if (chip == chips.end()) return after;
   after.handles = before.handles;
-  for (U32 const handle : after.handles) {
-    auto const * entry = (*chip)->simRoute(RouteHandle{handle});
-    if (!entry || !entry->activated()) continue;
+  auto const look = [&](Chip::Entry const & entry) {
+    if (!entry.active) return;
     after.stands = true;
-    auto const & set = entry->simMtableOifSet();
-    after.drops = set && set->oifSet()->portVlanSet().fastdropSet();
-    after.outputs = set ? outputsText(outputsOf(set->oifSet()->portVlanSet()),
-                                      set->oifSet()->portVlanSet().toCpu())
-                        : "-";
+    auto const * const set = entry.oifSet ? &entry.oifSet->portVlanSet() : nullptr;
+    after.drops = set && set->fastdropSet();
+    after.outputs = set ? outputsText(outputsOf(*set), set->toCpu()) : "-";
+  };
+  for (U32 const handle : after.handles) {
+    if (auto const entry = (*chip)->entry(RouteHandle{handle})) look(*entry);
+  }
+  if (setsAlone_.count(id)) {
+    for (auto const & entry : host_.hardware().entries(**chip)) {
+      if (entry.handle.isNull() && entry.key == Chip::Match{id.sg, id.vlan}) look(entry);
+    }
   }
   return after;
 }

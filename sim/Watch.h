@@ -22,8 +22,9 @@ class Watch final : public Zet::Sm, public Chip::Observer {
   // A command has been carried out.
   void handleCommand(std::string_view line);
   void handleChip(Chip & chip);
-  void onEntry(Chip const & chip, RouteHandle handle,
-               SimSwitchChip::SimRouteKey const & key) override;
+  // The chip is going, and all that stands in it.
+  void handleChipDel(Chip & chip);
+  void onEntry(Chip const & chip, RouteHandle handle, Chip::Match const & key) override;
 
  private:
   struct Id {
@@ -47,6 +48,8 @@ class Watch final : public Zet::Sm, public Chip::Observer {
     }
   };
   void handleClock();
+  void touch(Id const & id);
+  void lookAtSetsAlone();
   Standing now(Id const & id, Standing const & before) const;
   void print(Id const & id, Standing const & before, Standing const & after);
 
@@ -54,6 +57,7 @@ class Watch final : public Zet::Sm, public Chip::Observer {
   Zet::Ptr<Causes> const causes_;
   std::map<Id, Standing> standing_;
   std::set<Id> touched_;
+  std::set<Id> setsAlone_;  // without an entry
   Zet::ReactorPtr<ZetClock> zetClock_{this};
 };
 

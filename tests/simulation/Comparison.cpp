@@ -120,9 +120,8 @@ void Comparison::compareSet(std::string const & what, U32 vlan, std::string cons
 // --- What failed
 
 bool Comparison::failed(RouteName const & name) const {
-  auto const * programmer = host_.programmer(name.vrf);
-  auto const * found = programmer ? programmer->failedMroute().find(name.key) : nullptr;
-  return found && found->reason != 0;
+  auto const trouble = host_.hardware().trouble(name.vrf, name.key);
+  return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
 }
 
 // Its own entry, and not one beside it.
@@ -167,14 +166,12 @@ std::string Comparison::Entry::text() const {
 void Comparison::compareChip(Chip const & chip) {
   Entries found;
   std::vector<std::string> lines;
-  for (auto i = chip.simRoute().begin(); i; i.advance()) {
-    if (isL2(i->key().sg)) continue;
-    auto const & set = i->simMtableOifSet();
-    Entry const entry{i->key().vlanId.value(), i->rpaId(),
-                      textOf(set ? set->oifSet().get() : nullptr)};
-    if (!isSubnetEntry(*i)) found.emplace(i->key().sg, entry);
-    lines.push_back(nameOf(chip) + ": " + i->key().sg.pretty() + " " + entry.text());
-    if (!i->activated()) differ(lines.back() + " is not active");
+  for (auto const & stands : host_.hardware().entries(chip)) {
+    if (isL2(stands.key.sg)) continue;
+    Entry const entry{stands.key.vlanId.value(), stands.rpaId, textOf(stands.oifSet.get())};
+    if (!isSubnetEntry(stands)) found.emplace(stands.key.sg, entry);
+    lines.push_back(nameOf(chip) + ": " + stands.key.sg.pretty() + " " + entry.text());
+    if (!stands.active) differ(lines.back() + " is not active");
   }
   shown_ += joined(lines);
   bool const late = circumstances_.lateChips.count(nameOf(chip)) != 0;
@@ -292,7 +289,7 @@ std::string leftovers(Brindle::Sim::Host const & host) {
   std::string out;
   for (Chip const * chip : host.chips()) {
     if (chip->routesInUse()) out += nameOf(*chip) + " holds entries\n";
-    if (chip->outputsInUse()) out += nameOf(*chip) + " holds outputs\n";
+    if (chip->setsInUse()) out += nameOf(*chip) + " holds outputs\n";
   }
   if (host.routeTables().oifSet().size()) out += "output sets are left\n";
   return out;

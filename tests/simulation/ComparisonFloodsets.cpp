@@ -95,9 +95,8 @@ bool FloodsetComparison::failed(Key const & key) const {
 }
 
 bool FloodsetComparison::isTriedAgain(Key const & key) const {
-  auto const * programmer = host_.programmer(vrf());
-  auto const * found = programmer ? programmer->failedMroute().find(key) : nullptr;
-  return found && found->reason != 0;
+  auto const trouble = host_.hardware().trouble(vrf(), key);
+  return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
 }
 
 void FloodsetComparison::compareFailed(Key const & key) {
@@ -143,11 +142,10 @@ std::string FloodsetComparison::Entry::text() const {
 void FloodsetComparison::compareChip(Chip const & chip) {
   std::map<Key, std::vector<Entry>> found;
   for (auto const & [key, route] : expected_) found[key];
-  for (auto i = chip.simRoute().begin(); i; i.advance()) {
-    if (i->key().sg.kind() == mroute_) continue;
-    auto const & set = i->simMtableOifSet();
-    found[i->key().sg].push_back(
-        {i->key().vlanId.value(), i->activated(), textOf(set ? set->oifSet().get() : nullptr)});
+  for (auto const & entry : host_.hardware().entries(chip)) {
+    if (entry.key.sg.kind() == mroute_) continue;
+    found[entry.key.sg].push_back(
+        {entry.key.vlanId.value(), entry.active, textOf(entry.oifSet.get())});
   }
   std::string const name(chip.name().view());
   for (auto const & [key, entries] : found) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "sim/SyncChip.h"
+
 namespace Simulation {
 
 using Brindle::Sim::Chip;
@@ -23,8 +25,8 @@ std::string textOf(Subnet const & subnet, IntfId intf) {
 
 }  // namespace
 
-bool isSubnetEntry(Brindle::SimSwitchChip::Route const & entry) {
-  return entry.key().sg.group().length() == 4 && !entry.simMtableOifSet();
+bool isSubnetEntry(Chip::Entry const & entry) {
+  return entry.key.sg.group().length() == 4 && !entry.oifSet;
 }
 
 PrefixComparison::PrefixComparison(Brindle::Sim::Host const & host, PrefixOracle const & oracle,
@@ -127,8 +129,9 @@ void PrefixComparison::compareRoom() {
 // Each word of room has been heard.
 void PrefixComparison::compareRetry() {
   auto const chips = host_.chips();
-  bool const full = std::any_of(chips.begin(), chips.end(),
-                                [](Chip const * chip) { return !chip->boundaryTcamFree(); });
+  bool const full = std::any_of(chips.begin(), chips.end(), [](Chip const * chip) {
+    return !static_cast<Brindle::Sim::SyncChip const *>(chip)->boundaryTcamFree();
+  });
   U32 const waiting = host_.prefixProgrammer()->unprogrammedRoute().size();
   if (waiting && !full) {
     differ(std::to_string(waiting) +
@@ -139,8 +142,8 @@ void PrefixComparison::compareRetry() {
 void PrefixComparison::compareChip(Chip const & chip) {
   std::string const name(chip.name().view());
   std::multimap<Subnet, U32> found;
-  for (auto i = chip.simRoute().begin(); i; i.advance()) {
-    if (isSubnetEntry(*i)) found.emplace(i->key().sg.source(), i->key().vlanId.value());
+  for (auto const & entry : chip.entries()) {
+    if (isSubnetEntry(entry)) found.emplace(entry.key.sg.source(), entry.key.vlanId.value());
   }
   auto const take = [&](Subnet const & subnet, U32 vlan, bool anyVlan) {
     auto const [begin, end] = found.equal_range(subnet);

@@ -43,7 +43,7 @@ class PrefixComparison {
 };
 
 // An entry of a connected subnet in a chip; a route has a set.
-bool isSubnetEntry(Brindle::SimSwitchChip::Route const & entry);
+bool isSubnetEntry(Brindle::Sim::Chip::Entry const & entry);
 
 // What is left of subnets when no (*,G) route can stand any more; empty if nothing is.
 std::string leftSubnets(Brindle::Sim::Host const & host, PrefixOracle const & oracle);

@@ -130,8 +130,8 @@ void FastdropHistory::compareCounts(RouteName const & name, Route & model, Mrout
 void FastdropHistory::countHolders() {
   holders_.clear();
   for (auto const * chip : host_.chips()) {
-    for (auto i = chip->simRoute().begin(); i; i.advance()) {
-      ++holders_[{i->key().sg, i->key().vlanId.value()}];
+    for (auto const & entry : chip->entries()) {
+      ++holders_[{entry.key.sg, entry.key.vlanId.value()}];
     }
   }
 }

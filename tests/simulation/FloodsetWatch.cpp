@@ -46,11 +46,11 @@ bool FloodsetWatch::mayLeave(Key const & key) const {
 }
 
 void FloodsetWatch::onEntry(Chip const & chip, Brindle::RouteHandle handle,
-                            Brindle::SimSwitchChip::SimRouteKey const & key) {
+                            Chip::Match const & key) {
   if (key.sg.kind() == mroute_) return;
   std::pair const where(std::string(chip.name().view()), key.sg);
-  if (auto const * entry = chip.simRoute(handle)) {
-    if (entry->activated()) active_[where] = handle;
+  if (auto const entry = chip.entry(handle)) {
+    if (entry->active) active_[where] = handle;
     return;
   }
   auto const active = active_.find(where);

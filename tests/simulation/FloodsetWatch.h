@@ -30,7 +30,7 @@ class FloodsetWatch : public Brindle::Sim::Chip::Observer {
   std::string takeDifferences() { return std::exchange(differences_, {}); }
 
   void onEntry(Brindle::Sim::Chip const & chip, Brindle::RouteHandle handle,
-               Brindle::SimSwitchChip::SimRouteKey const & key) override;
+               Brindle::Sim::Chip::Match const & key) override;
 
  private:
   // Whether the route may be taken from a chip while it stands.

@@ -1,0 +1,159 @@
+// Chips that answer later, and their programmer. It puts connected subnets into the chips, too.
+#include "sim/AsyncChip.h"
+#include "sim/Hardware.h"
+
+namespace Brindle::Sim {
+
+namespace {
+
+class AsyncHardware final : public Hardware {
+ public:
+  explicit AsyncHardware(bool unknownEntries) : unknownEntries_(unknownEntries) {
+    reviewConfig_->reviewFreqIs(mrouteReviewEnabled);
+  }
+
+  Chip & chipIs(Zet::Name name, U32 index) override {
+    auto const added = Zet::make<AsyncChip>(name, index, unknownEntries_);
+    fabric_->chipIs(added);
+    return *added;
+  }
+  void chipDel(Zet::Name name) override;
+  void chipDelAll() override { fabric_->chipDelAll(); }
+  std::vector<Chip *> chips() const override;
+  std::vector<Chip::Entry> entries(Chip const & chip) const override;
+
+  void start(Inputs const &) override;
+  void kill() override;
+  void end() override { programmer_->rootSmDel(); }
+  bool runs() const override { return static_cast<bool>(programmer_->rootSm()); }
+
+  std::optional<Trouble> trouble(L3::VrfName vrf, RouteKey const & key) const override;
+  std::vector<RouteKey> refused(L3::VrfName vrf) const override;
+  Zet::Seconds nextAnswer() const override;
+
+  MrouteReviewConfig * reviewConfig() const override { return reviewConfig_.get(); }
+  AsyncMrouteSm const * asyncMrouteSm(L3::VrfName vrf) const override {
+    return runs() ? programmer_->rootSm()->asyncMrouteSm(vrf) : nullptr;
+  }
+
+ private:
+  bool const unknownEntries_;
+  Zet::Ptr<AsyncFabric> const fabric_ = asyncFabricFactory("fabric");
+  Zet::Ptr<MrouteReviewConfig> const reviewConfig_ = Zet::make<MrouteReviewConfig>();
+  Zet::Ptr<AsyncMrouteProgrammer> const programmer_ = asyncMrouteProgrammerFactory("programmer");
+};
+
+// --- Chips
+
+AsyncChip & asAsync(AsyncSwitchChip & chip) { return static_cast<AsyncChip &>(chip); }
+
+std::vector<Chip *> AsyncHardware::chips() const {
+  std::vector<Chip *> out;
+  for (auto const & entry : fabric_->chip().items()) out.push_back(&asAsync(*entry.value));
+  return out;
+}
+
+// Nobody answers for it any more: its driver fails what is open.
+void AsyncHardware::chipDel(Zet::Name name) {
+  Zet::Ptr<AsyncSwitchChip> const chip = fabric_->chip(name);
+  fabric_->chipDel(name);
+  asAsync(*chip).answering().endAll(Keel::XactResult::failure);
+}
+
+// The set that the chip forwards by or, before the first, that it is to forward by.
+MtableOifSet * standing(AsyncChipInfo const & info) {
+  bool const pending = !info.mtableOifSetCommitted() && info.oldMtableOifSet();
+  return pending ? info.oldMtableOifSet().get() : info.mtableOifSet().get();
+}
+
+void addSetAlone(AsyncZetMroute const & route, Chip const & chip, std::vector<Chip::Entry> & out) {
+  for (AsyncChipInfo const & info : route.chipInfo()) {
+    auto const * const set = standing(info);
+    if (&asAsync(info.chip()) != &chip || !set) continue;
+    out.push_back({{},
+                   {route.key(), route.acceptingVlanId()},
+                   route.rpaId(),
+                   static_cast<SimMtableOifSet const *>(set)->oifSet(),
+                   info.mtableOifSetCommitted() || set != info.mtableOifSet().get()});
+  }
+}
+
+std::vector<Chip::Entry> AsyncHardware::entries(Chip const & chip) const {
+  auto out = chip.entries();
+  auto const * const machine = asyncMrouteSm(L3::VrfName::defaultVrf());
+  if (!machine) return out;
+  auto const & needsEntry = static_cast<AsyncChip const &>(chip);
+  for (auto i = machine->zetMroute().begin(); i; i.advance()) {
+    if (!needsEntry.needIngressProgramming(i.key().kind())) addSetAlone(*i, chip, out);
+  }
+  return out;
+}
+
+Zet::Seconds AsyncHardware::nextAnswer() const {
+  Zet::Seconds first = Zet::Clock::never;
+  for (auto const & entry : fabric_->chip().items()) {
+    first = std::min(first, asAsync(*entry.value).answering().next());
+  }
+  return first;
+}
+
+// --- The programmer
+
+void AsyncHardware::start(Inputs const & in) {
+  for (Chip * chip : chips()) chip->clear();
+  programmer_->rootSmIs({.clock = in.clock,
+                         .fabric = fabric_,
+                         .mrouteTableColl = in.tables,
+                         .mfib = in.records->hardware,
+                         .intfVlanIdTable = in.records->intfVlanIdTable,
+                         .reviewConfig = reviewConfig_,
+                         .pimIntfStatus = in.records->pimIntfStatus,
+                         .mcastGroupStatus = nullptr});
+}
+
+void AsyncHardware::kill() {
+  if (!runs()) return;
+  auto const & root = *programmer_->rootSm();
+  for (auto i = root.asyncMrouteSm().begin(); i; i.advance()) {
+    root.asyncMrouteSm(i.key())->testKillIs(true);
+  }
+  programmer_->rootSmDel();
+}
+
+// --- Routes
+
+bool isRefused(MrouteFailureReason reason) { return (reason.value & ~reason.keptBack()) != 0; }
+
+std::optional<Hardware::Trouble> AsyncHardware::trouble(L3::VrfName vrf,
+                                                        RouteKey const & key) const {
+  if (!runs()) return Trouble{Trouble::blocked, {"no programmer runs"}};
+  auto const * const machine = asyncMrouteSm(vrf);
+  auto const * const route = machine ? machine->zetMroute(key) : nullptr;
+  if (!route) return std::nullopt;
+  MrouteFailureReason const reason = route->reason();
+  if (route->inProgress()) return Trouble{Trouble::inProgress, {"chips have not answered"}};
+  if (isRefused(reason)) return Trouble{Trouble::refused, {reason.pretty()}};
+  if (reason.blocked() && !machine->isReviewEnabled()) {
+    return Trouble{Trouble::blocked, {"the review is off"}};
+  }
+  if (reason) return Trouble{Trouble::inProgress, {"its turn has not come"}};
+  return std::nullopt;
+}
+
+std::vector<Hardware::RouteKey> AsyncHardware::refused(L3::VrfName vrf) const {
+  std::vector<RouteKey> out;
+  auto const * const machine = asyncMrouteSm(vrf);
+  if (!machine) return out;
+  for (auto const & failed : machine->failedMroute()) {
+    if (isRefused(failed.value.mroute->reason())) out.push_back(failed.fwkKey());
+  }
+  return out;
+}
+
+}  // namespace
+
+std::unique_ptr<Hardware> makeAsyncHardware(bool unknownEntries) {
+  return std::make_unique<AsyncHardware>(unknownEntries);
+}
+
+}  // namespace Brindle::Sim
