@@ -78,6 +78,7 @@ void FloodsetComparison::compareRoute(Key const & key, ExpectedFloodset const & 
   }
   if (found->version() == 0) return differ(key.pretty() + " has not been computed");
   if (found->markedForDeletion()) differ(key.pretty() + " is still to be deleted");
+  if (found->dirty()) differ(key.pretty() + " is still to be computed anew");
   if (route.leftAlone) return;
   std::string const computed = textOf(found->oifSet().get());
   if (found->acceptingVlanId().value() != route.vlan || computed != route.text()) {
@@ -110,6 +111,11 @@ void FloodsetComparison::compareFailed(Key const & key) {
 // --- What is published
 
 void FloodsetComparison::compareStatus() {
+  auto const * programmer = host_.programmer(vrf());
+  for (auto i = programmer->failedMroute().begin(); i; i.advance()) {
+    if (i.key().kind() == mroute_ || mroute(i.key())) continue;
+    differ(i.key().pretty() + " is to be tried again, but is in no table");
+  }
   auto const * status = host_.records().hardware->vrfStatus(vrf());
   if (!status) return;
   for (auto i = status->route().begin(); i; i.advance()) {

@@ -163,7 +163,7 @@ void Generator::tearDown() {
     add(line);
     if (random_.percent(15)) add("settle");
   }
-  if (l2_) tearDownL2();
+  if (l2_ || l2Elsewhere_) tearDownL2();
   add("settle");
   add("echo emptied");
 }
@@ -187,7 +187,7 @@ void Generator::weigh() {
              {1, &G::chipGo},          {3, &G::chipSignal},  {8, &G::clock},
              {1, &G::reviewAll}};
   addPublisherEvents();
-  if (l2_) addL2Events();
+  if (l2_ || l2Elsewhere_) addL2Events();
   addSubnetEvents();
   addFastdropEvents();
   for (auto & event : events_) {

@@ -124,6 +124,9 @@ class Generator {
   void linkMode();
   void stpOff();
   void mlagAlone();
+  void mlagOrphan();
+  void pimGroups();
+  void vlanElsewhere();
   void evpnPeer();
   void evpn();
   void keeping();
@@ -190,7 +193,8 @@ class Generator {
   std::vector<Event> events_;
   U32 totalWeight_ = 0;
   bool v6_ = false;
-  bool l2_ = false;  // L2 routes are computed
+  bool l2_ = false;           // L2 routes are computed
+  bool l2Elsewhere_ = false;  // by another process, so that they are only wanted
   U32 chips_ = 1;
   bool lateChips_ = false;
   bool routeFaults_ = false;

@@ -4,25 +4,29 @@
 namespace Simulation {
 
 void Generator::configureL2() {
-  l2_ = random_.percent(50);
-  if (!l2_) {
-    if (random_.percent(10)) add({"l2 vlan ", vlan(), " ", vlan(), " on"});
-    return;
-  }
+  U32 const sort = random_.below(20);
+  l2_ = sort < 11;
+  l2Elsewhere_ = sort == 11;
+  if (!l2_) return;
   add("l2 on");
   if (random_.percent(30)) add("vxlan environment on");
-  if (random_.percent(40)) add("hw delete-l2-on-failure on");
   if (random_.percent(25)) add("l2 ignore-vlan on");
   if (random_.percent(20)) add("l2 share-sets on");
+  if (random_.percent(40)) add("hw delete-l2-on-failure on");
+  if (!random_.percent(35)) return;
+  add("vxlan core-side on");
+  add("vxlan vlan 10 20 on");
+  add({"vxlan vtep add ", random_.of({"Vxlan1", "Port-Channel4"}), " lif 5000"});
 }
 
 void Generator::addL2Events() {
   using G = Generator;
+  if (l2Elsewhere_) events_.push_back({8, &G::vlanElsewhere});
   std::initializer_list<Event> const more = {
       {6, &G::staticGroup}, {4, &G::otherGroup}, {5, &G::vlanAgain}, {5, &G::l2Setting},
       {4, &G::pimVlan},     {4, &G::pimVxlan},   {4, &G::coreSide},  {3, &G::linkMode},
       {2, &G::stpOff},      {12, &G::evpnPeer},  {2, &G::evpn},      {1, &G::keeping},
-      {3, &G::mlagAlone},   {3, &G::walk},
+      {3, &G::mlagAlone},   {2, &G::mlagOrphan}, {2, &G::pimGroups}, {3, &G::walk},
   };
   events_.insert(events_.end(), more);
 }
@@ -84,19 +88,38 @@ void Generator::pimVxlan() {
        random_.percent(40) ? "on" : "off"});
 }
 
-// A VTEP by VLAN, or by a logical interface, which need not be in the VLAN.
+// A VTEP by VLAN, or by a logical interface, which need not be in the VLAN, as the LAG that is in
+// none.
 void Generator::coreSide() {
-  switch (random_.below(3)) {
+  switch (random_.below(4)) {
     case 0:
       return add({"vxlan core-side ", onOff()});
     case 1:
       return add({"vxlan vlan ", vlan(), " ", onOff()});
+    case 2:
+      return add({random_.of({"lag add ", "lag del "}), "Port-Channel4 member ",
+                  random_.of({"p14", "p15"})});
     default:
-      return add({"vxlan vtep ", random_.of({"add ", "add ", "del "}),
-                  random_.of({"Vxlan1", "p3", "Port-Channel1", "Cpu", "Ethernet5.7"}), " lif ",
-                  random_.of({"5000", "5001", "20", "0"})});
+      return add(
+          {"vxlan vtep ", random_.of({"add ", "add ", "del "}),
+           random_.of({"Vxlan1", "p3", "Port-Channel1", "Port-Channel4", "Cpu", "Ethernet5.7"}),
+           " lif ", random_.of({"5000", "5001", "20", "0"})});
   }
 }
+
+// Whether PIM leaves the groups of its VLANs to snooping.
+void Generator::pimGroups() {
+  std::string const which = vlan();
+  add({"bridge snooping vid ", which, " on"});
+  add({"bridge mdb add vid ", which, " port ", ports(), " grp ", group()});
+  add({"pim vlan ", which, " on"});
+  add("l2 ignore-pim on");
+  if (random_.percent(60)) add("settle");
+  add("l2 ignore-pim off");
+}
+
+// VLANs that another process computes L2 routes for, while this one has none.
+void Generator::vlanElsewhere() { add({"l2 vlan ", vlan(), " ", onOff()}); }
 
 void Generator::linkMode() { add({"bridge link set ", ports(), " mode ", random_.of({"0", "6"})}); }
 
@@ -116,6 +139,28 @@ void Generator::mlagAlone() {
       return add({"mlag active ", onOff()});
     default:
       return add({"mlag add ", port(), random_.of({"", " active-partial", " inactive"})});
+  }
+}
+
+// Floods go over the peer link, or not, by a port that is all that the VLAN has beside it.
+void Generator::mlagOrphan() {
+  std::string const which = vlan();
+  std::string const other = random_.percent(50) ? "p1" : lag();
+  add("mlag peer-link p9");
+  add("mlag active on");
+  add({"vlan del ", which});
+  add({"vlan add ", which, " port p9 ", other});
+  add({"mlag add ", other});
+  if (random_.percent(80)) add("settle");
+  switch (random_.below(4)) {
+    case 0:
+      return add("mlag active off");
+    case 1:
+      return add({"bridge vlan set ", which, " learning on"});
+    case 2:
+      return add({"mlag del ", other});
+    default:
+      return add({"mlag add ", other, " inactive"});
   }
 }
 
@@ -157,16 +202,28 @@ void Generator::keeping() {
   if (chips_ == 1 || !routeFaults_) add({"hw delete-l2-on-failure ", onOff()});
 }
 
-// Things go while the reviews walk over them, a few routes at a time.
+// Things change and go while the reviews walk over them, a few routes at a time.
 void Generator::walk() {
   add("clock read-cost 0.02");
   add("review all");
   add({"clock advance ", random_.of({"0.1", "0.13", "0.2"})});
   for (U32 i = random_.between(1, 4); i > 0; --i) {
-    if (random_.percent(60)) {
-      vlanDel();
-    } else {
-      event();
+    switch (random_.below(8)) {
+      case 0:
+        evpnPeer();
+        break;
+      case 1:
+        staticGroup();
+        break;
+      case 2:
+        pimVlan();
+        break;
+      case 3:
+      case 4:
+        event();
+        break;
+      default:
+        vlanDel();
     }
     if (random_.percent(50)) add({"clock advance ", random_.of({"0", "0.03", "0.1"})});
   }
