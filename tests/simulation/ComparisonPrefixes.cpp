@@ -183,6 +183,9 @@ void PrefixComparison::compareWaiting() {
     if (oracle_.ready(route) == PrefixOracle::yes) {
       differ(text + " waits though its subnets are in hardware");
     }
+    for (IntfId intf : {route.iif(), route.notify()}) {
+      if (!saidToWait(route.key(), intf)) differ(text + " waits, but not for " + nameOf(intf));
+    }
   }
   for (auto const & entry : host_.records().pimIntfStatus->intfStatus().items()) {
     for (auto i = entry.value->toAddWc().begin(); i; i.advance()) {
@@ -197,6 +200,14 @@ bool PrefixComparison::published(std::string const & table,
   return std::any_of(tables_.begin(), tables_.end(), [&](auto const & one) {
     return one.name == table && one.routes->route(route.key()) == route;
   });
+}
+
+// Interfaces know a route that waits for them by its key alone.
+bool PrefixComparison::saidToWait(Key const & key, IntfId intf) const {
+  auto const & records = host_.records();
+  auto const * status = records.pimIntfStatus->intfStatus().find(intf);
+  bool const waitedFor = status && records.ipStatus->ipIntfStatus(intf);
+  return !waitedFor || status->toAddWc(key) || history_.heldTwice(key);
 }
 
 bool PrefixComparison::waits(Key const & key, IntfId intf) const {

@@ -30,6 +30,7 @@ class PrefixComparison {
   void compareWaiting();
   void compareHeldBack();
   bool published(std::string const & table, Shoal::Multicast::Fib::Route const & route) const;
+  bool saidToWait(Key const & key, Nettle::IntfId intf) const;
   bool waits(Key const & key, Nettle::IntfId intf) const;
   void differ(std::string const & text) { differences_ += text + "\n"; }
 

@@ -279,7 +279,12 @@ void PrefixHistory::noteSeveral(bool settled) {
     RouteName const name{vrfOf(star.first), star.second};
     if (holders(name) > 1) several_[name] = false;
   }
+  std::map<Key, U32> tables;
+  for (auto const & one : stars_) {
+    if (++tables[one.first.second] > 1) heldTwice_.insert(one.first.second);
+  }
   if (!settled) return;
+  std::erase_if(heldTwice_, [&tables](Key const & key) { return !tables.count(key); });
   for (auto & [name, over] : several_) over = holders(name) == 1;
   std::erase_if(several_, [this](auto const & one) { return holders(one.first) == 0; });
 }

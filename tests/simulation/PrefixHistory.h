@@ -47,6 +47,8 @@ class PrefixHistory {
   // Several tables have held the route at a time, and who holds it now has not published it since:
   // it stands where the other's stood, whether or not it is to be installed.
   bool inherited(RouteName const & name) const { return several_.count(name) != 0; }
+  // Tables of whatever VRFs have held the key at a time, and one of them holds it still.
+  bool heldTwice(Key const & key) const { return heldTwice_.count(key) != 0; }
   // The route has been published once, and at no time since did all subnets that it waits for
   // stand in hardware.
   bool neverLetIn(RouteName const & name) const;
@@ -114,6 +116,7 @@ class PrefixHistory {
   std::map<std::string, std::set<Standing>> olderThanChip_;
   std::set<std::pair<Star, Nettle::IntfId>> olderThanIp_;
   std::map<RouteName, Publication> publications_;
+  std::set<Key> heldTwice_;
   std::map<RouteName, bool> several_;  // true once the switch has settled with one of them left
   std::map<Star, Shoal::Multicast::Fib::Route> waited_;  // and has been published since
   std::set<RouteName> letIn_;
