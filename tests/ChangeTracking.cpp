@@ -257,6 +257,14 @@ TEST_F(ChangeTracking, OnlyRoutesWhoseFiltersMeetTheChangeAreComputed) {
   EXPECT_EQ(computed("default"), 0u);
 }
 
+// They hold on to it until they run in another.
+TEST_F(ChangeTracking, ATreeThatGoesMarksItsVlans) {
+  computed("default");
+  topology->topoConfigDel(Zet::String("vlan20"));
+  settle();
+  EXPECT_EQ(computed("default"), 1u);
+}
+
 TEST_F(ChangeTracking, ARouteFollowsItsInputInterfaceIntoAVrf) {
   vlan(60, "Ethernet10", "");
   publish("10.0.0.6", "239.1.1.6", "Vlan60", "Vlan20");

@@ -163,6 +163,23 @@ TEST_F(ProgrammerFrame, ARouteThatGoesMakesRoomForOthers) {
   EXPECT_EQ(entries("B"), "2@10:2 3@10:1");
 }
 
+// A chip tells of room once; what comes free later is not told.
+TEST_F(ProgrammerFrame, ARouteThatGoesMakesRoomWithoutTheChipsWord) {
+  FaultyChip & a = chip("A");
+  publish(1, 10, {1});
+  a.refuseRoutes = true;
+  publish(2, 10, {1});
+  settle();
+  a.refuseRoutes = false;
+  a.hasNotificationActiveIs(false);
+  a.mrouteTcamFreeIs(true);
+  del(1);
+  a.hasNotificationActiveIs(true);
+  EXPECT_TRUE(sm().reviewTimer()->reviewPending());
+  settle();
+  EXPECT_EQ(entries("A"), "2@10:1");
+}
+
 TEST_F(ProgrammerFrame, ARouteGoesOnWaitingForAChipThatIsBack) {
   FaultyChip & a = chip("A");
   a.refuseRoutes = true;

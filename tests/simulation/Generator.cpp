@@ -122,7 +122,7 @@ void Generator::heal() {
     line("set", " routes 100000");
     line("set", " sets 100000");
     line("free", "");
-    line("kick", "");
+    if (random_.percent(50)) line("kick", "");
   }
   add("settle");
   // What a chip refused that has gone is tried again with the next computation only.

@@ -23,9 +23,8 @@ constexpr char usage[] =
     "       brindle-simulation FILE\n"
     "Runs N seeds (1), or as many as S seconds are enough for, from SEED (1) on, or the script of\n"
     "a file. --print shows each seed's script instead; --keep-going does not end at the first\n"
-    "seed that fails, --no-shrink prints it as it is. --traces prints a hash over each seed's "
-    "run,\n"
-    "which is the same with every compiler.\n";
+    "seed that fails, --no-shrink prints it as it is. --traces prints a hash over the run of each\n"
+    "seed, which is the same with every compiler.\n";
 
 struct Options {
   U64 from = 1;
