@@ -37,6 +37,7 @@ std::vector<Chip::Entry> AsyncChip::entries() const {
 
 void AsyncChip::clear() {
   while (!held_.empty()) doDeleteRoute(RouteHandle{held_.begin()->first});
+  leftSetsDelAll();
 }
 
 // --- Room

@@ -17,7 +17,7 @@ class AsyncHardware final : public Hardware {
     fabric_->chipIs(added);
     return *added;
   }
-  void chipDel(Zet::Name name) override;
+  void chipDel(Zet::Name name) override { fabric_->chipDel(name); }
   void chipDelAll() override { fabric_->chipDelAll(); }
   std::vector<Chip *> chips() const override;
   std::vector<Chip::Entry> entries(Chip const & chip) const override;
@@ -51,13 +51,6 @@ std::vector<Chip *> AsyncHardware::chips() const {
   std::vector<Chip *> out;
   for (auto const & entry : fabric_->chip().items()) out.push_back(&asAsync(*entry.value));
   return out;
-}
-
-// Nobody answers for it any more: its driver fails what is open.
-void AsyncHardware::chipDel(Zet::Name name) {
-  Zet::Ptr<AsyncSwitchChip> const chip = fabric_->chip(name);
-  fabric_->chipDel(name);
-  asAsync(*chip).answering().endAll(Keel::XactResult::failure);
 }
 
 // The set that the chip forwards by or, before the first, that it is to forward by.

@@ -75,14 +75,21 @@ TEST_F(SimAsyncScripts, TransactionsEndOnCommand) {
       "stp vlan 20 port e3 forwarding\nclock advance 9\nxact fail c0\n"
       "expect state 1.1.1.1 232.0.0.1 failed\nexpect chip c1 routes 0\n"
       "expect log MROUTE_HW_RESOURCE_FULL\nchip answers c0 at-once\nsettle\nexpect failed 0\n"
-      "expect log MROUTE_HW_RESOURCE_NORMAL\n");
+      "expect log MROUTE_HW_RESOURCE_NORMAL\n"
+      // Nobody waits for a chip that has gone, nor for what an earlier life has asked for.
+      "chip answers c0 on-command\nchip answers c1 on-command\n"
+      "stp vlan 20 port e3 discarding\nsettle\nxact ok c0\nchip del c1\nsettle\n"
+      "expect transactions 0\nstp vlan 20 port e3 forwarding\nsettle\nprogrammer kill\n"
+      "xact ok\nprogrammer start\nchip answers c0 at-once\nsettle\n"
+      "expect state 1.1.1.1 232.0.0.1 in-hardware\n"
+      "publish pim.default route del all\nsettle\nshow hardware c0\n");
   EXPECT_EQ(result.exit, 0) << result.text;
   for (auto const * line :
        {"c0    set 1        1.1.1.1  232.0.0.1  route  10    -      outstanding",
         "c0    ingress 1    1.1.1.1  232.0.0.1  route  10    set 1  outstanding",
         "c1    ingress 1    1.1.1.1  232.0.0.1  route  10    set 1  success",
-        "c0 + (1.1.1.1, 232.0.0.1) in 10: 20: e2 e3",
-        "1.1.1.1  232.0.0.1  10    yes     20: e2 e3"}) {
+        "c0 + (1.1.1.1, 232.0.0.1) in 10: 20: e2 e3", "1.1.1.1  232.0.0.1  10    yes     20: e2 e3",
+        "Chip c0 (number 0): 0 of 1000 routes, 0 of 4000 sets"}) {
     EXPECT_NE(result.text.find(line), std::string::npos) << line << "\n" << result.text;
   }
 }

@@ -314,8 +314,8 @@ bool FastdropHistory::isLeft(RouteName const & name) const {
 
 // A chip refused it, and it is programmed again whenever there may be room.
 bool FastdropHistory::isRetried(RouteName const & name) const {
-  auto const * programmer = host_.programmer(name.vrf);
-  return programmer && programmer->failedMroute().contains(name.key);
+  auto const trouble = host_.hardware().trouble(name.vrf, name.key);
+  return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
 }
 
 Brindle::Sim::Fib::Hardware::RouteStatus const * FastdropHistory::status(
