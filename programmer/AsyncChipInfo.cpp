@@ -16,7 +16,7 @@ AsyncChipInfo::Pending const AsyncChipInfo::none;
 
 void ZetXact::onStatusVersion() {
   Zet::Ptr<AsyncZetMroute> const route(route_);
-  if (target()) route->handleXact(kind_, *target());
+  if (target()) route->handleXact(kind_, ingress_, *target());
 }
 
 // --- The set

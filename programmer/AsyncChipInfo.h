@@ -14,15 +14,18 @@ class AsyncZetMroute;
 // Hears of the end of a transaction on behalf of a route.
 class ZetXact final : public Zet::Reactor<Keel::Xact const, AsyncMrouteSm> {
  public:
-  ZetXact(AsyncMrouteSm * sm, AsyncZetMroute * route, EntryKind kind)
+  // `ingress`: it points an entry at its set; otherwise it allocates the set.
+  ZetXact(AsyncMrouteSm * sm, AsyncZetMroute * route, EntryKind kind, bool ingress)
       : Reactor(sm),
         route_(route),
-        kind_(kind) {}
+        kind_(kind),
+        ingress_(ingress) {}
   void onStatusVersion() override;
 
  private:
   AsyncZetMroute * const route_;
   EntryKind const kind_;
+  bool const ingress_;
 };
 
 // A transaction that the route waits for; null if there is none.
@@ -96,17 +99,17 @@ class BRINDLE_API AsyncChipInfo {
   void setIngressXactIs(Zet::Ptr<Keel::Xact const> const & v) {
     pendingIs().setIngressXact.xactIs(v);
   }
-  // Calls `f` with each transaction of a kind that stands.
+  // Calls `f` with each transaction of a kind that stands, and whether it is an ingress one.
   template <class F> void forEachXact(EntryKind kind, F f) {
     if (kind == EntryKind::rpf) {
       if (!pending_) return;
-      visit(pending_->oifAllocXact, f);
-      visit(pending_->setIngressXact, f);
+      visit(pending_->oifAllocXact, false, f);
+      visit(pending_->setIngressXact, true, f);
     }
     for (AsyncVlanInfo & v : entries_) {
       if (v.kind != kind) continue;
-      visit(v.oifAllocXact, f);
-      visit(v.setIngressXact, f);
+      visit(v.oifAllocXact, false, f);
+      visit(v.setIngressXact, true, f);
     }
   }
   void unwatchAll();
@@ -150,8 +153,8 @@ class BRINDLE_API AsyncChipInfo {
     if (!pending_) pending_ = Zet::make<Pending>();
     return *pending_;
   }
-  template <class F> static void visit(PendingXact & xact, F f) {
-    if (xact) f(xact);
+  template <class F> static void visit(PendingXact & xact, bool ingress, F f) {
+    if (xact) f(xact, ingress);
   }
 
   Zet::Ptr<AsyncSwitchChip> chip_;

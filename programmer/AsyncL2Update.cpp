@@ -44,10 +44,10 @@ class AsyncZetMroute::L2Update {
 
 void AsyncZetMroute::doUpdateFabricL2Group() {
   if (!sm()->initialized() || mroute_->version() == 0) return;
+  Busy const busy(*this);
   doDropGoneChips();
   if (sm()->fabric()->chips() == 0) return;
   SKEIN("AsyncZetMroute::doUpdateFabricL2Group", key());
-  Busy const busy(*this);
   L2Update(*this).run();
 }
 

@@ -101,7 +101,7 @@ void AsyncMrouteSm::handleRoutes() {
 void AsyncMrouteSm::handleFloodset(Key const & key) {
   MrouteTable const * const table = in_.tables.l2FloodsetTable.get();
   bool const stands = table && table->mroute(key);
-  ZET_TRACE(8, (stands ? "Create" : "Delete") << " Mroute for floodset: " << key);
+  ZET_TRACE(8, (stands ? "Create Mroute for floodset: " : "Delete Mroute for floodset: ") << key);
   follow(table, key);
 }
 
@@ -195,8 +195,8 @@ void AsyncMrouteSm::handleEthGroupsHwOverflow() {
 
 void AsyncMrouteSm::handleBlockedRoutes() {
   bool const backlog = failureCounters_->blockedRoutes() != 0;
-  ZET_TRACE(8, "Routes are " << (backlog ? "backloged" : "no longer backloged")
-                             << " due to programming congestion");
+  ZET_TRACE(8, (backlog ? "Routes are backloged due to programming congestion"
+                        : "Routes are no longer backloged due to programming congestion"));
   in_.reviewConfig->routeBacklogIs(backlog);
 }
 

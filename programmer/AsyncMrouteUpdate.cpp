@@ -18,10 +18,10 @@ Zet::TraceHandle traceHandle("AsyncMrouteUpdate", false);
 
 void AsyncZetMroute::doUpdateFabricMroute() {
   if (!sm()->initialized() || mroute_->version() == 0 || !isRpaReady(*mroute_)) return;
+  Busy const busy(*this);
   doDropGoneChips();
   if (sm()->fabric()->chips() == 0) return;
   SKEIN("AsyncZetMroute::doUpdateFabricMroute", key());
-  Busy const busy(*this);
   Update(*this).run();
 }
 

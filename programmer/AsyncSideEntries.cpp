@@ -72,6 +72,24 @@ constexpr Traces traces[] = {
     },
 };
 
+// By kind, the fastdrop first.
+struct StepTraces {
+  char const * allocated;
+  char const * allocating;
+  char const * handle;
+};
+constexpr StepTraces stepTraces[] = {
+    {"Fastdrop mtableOifSet ", "doAllocate dynamic fastdrop ", "Adding fastdrop routehandle "},
+    {"Notify mtableOifSet ", "doAllocate notify mroute", "Notify routeHandle "},
+    {"persistent mtableOifSet ", "doAllocate static Fastdrop mroute",
+     "Persistent Fastdrop routeHandle "},
+    {"frr mtableOifSet ", "doAllocate frr Fastdrop mroute", "Frr Fastdrop routeHandle "},
+};
+
+StepTraces const & stepTracesOf(EntryKind kind) {
+  return stepTraces[static_cast<U32>(kind) - static_cast<U32>(EntryKind::fastdrop)];
+}
+
 }  // namespace
 
 // --- Both sorts
@@ -98,12 +116,16 @@ bool AsyncZetMroute::doProgram(EntryWish const & wish, ChipInfo & info, XactChai
   Zet::Ptr<MtableOifSet> const old = std::exchange(entry.mtableOifSet, chip.mtableOifSet());
   chip.mtableOifSetIs(nullptr);
   entry.oifAllocXact.xactIs(chain.last());
+  StepTraces const & trace = stepTracesOf(wish.kind);
+  ZET_TRACE(8, trace.allocated << "of xact " << chain.last()->id());
   if (entry.routeHandle.isNull()) {
-    ZET_TRACE(8, "Allocating side entry of " << key() << " on vlan " << wish.vlan);
+    ZET_TRACE(8,
+              trace.allocating << key() << " with intf " << sm()->statusWriter().intfId(wish.vlan));
     chip.doAllocateRoute(key(), wish.vlan, false, mroute_->rpaId(), sm()->vrfName(), wish.fastdrop);
     entry.routeHandle = chip.routeHandle();
     if (!chain.entryIs(chip, entry.routeHandle)) return false;
   }
+  ZET_TRACE(8, trace.handle << entry.routeHandle);
   if (!chain.ingressIs(
           chip, chip.doSetMtableOifSet(entry.routeHandle, entry.mtableOifSet, chain.last()))) {
     chain.keep(old);
@@ -115,7 +137,7 @@ bool AsyncZetMroute::doProgram(EntryWish const & wish, ChipInfo & info, XactChai
 
 void AsyncZetMroute::doForgetXacts(EntryKind kind) {
   for (ChipInfo & info : chipInfo_) {
-    info.forEachXact(kind, [](PendingXact & xact) { xact.xactIs(nullptr); });
+    info.forEachXact(kind, [](PendingXact & xact, bool) { xact.xactIs(nullptr); });
   }
 }
 
@@ -140,7 +162,8 @@ void AsyncZetMroute::doUpdateFabricWith(SpecialRoute const & special) {
   VlanIdOrNone const vlan = (mroute_.get()->*special.vlan)();
   Zet::Ptr<OifSet> const & set = (mroute_.get()->*special.oifSet)();
   if (!vlan || !set) return;  // no chip can be asked for a set that is not computed yet
-  ZET_TRACE(8, traces[special.index()].programming << vlan << " for " << key());
+  ZET_TRACE(8, "Programming route " << key());
+  ZET_TRACE(8, traces[special.index()].programming << vlan);
   (routeStatusIs().*special.intfIdIs)({});  // until the chips have confirmed
   XactChain chain(false);
   if (!doProgram({special.kind, VlanId(vlan), set, special.fastdrop, special.frrRoute}, chain)) {
@@ -190,19 +213,13 @@ void AsyncZetMroute::doDeleteOtherThan(SpecialRoute const & special, VlanIdOrNon
 
 // --- Fastdrops
 
-// An input of the route is no wrong VLAN.
-bool AsyncZetMroute::isInput(VlanId vlan) const {
-  return vlan == mroute_->acceptingVlanId() || vlan == mroute_->notifyingVlanId() ||
-         vlan == mroute_->staticFastdropVlanId() || vlan == mroute_->frrVlanId();
-}
-
 // Those on a VLAN that has become an input go, too: it gets an entry of the same key.
 void AsyncZetMroute::doDeleteObsoleteFastdrops() {
   for (ChipInfo & info : chipInfo_) {
     for (U32 i = info.entries().size(); i-- > 0;) {
       AsyncVlanInfo & v = info.entries()[i];
       if (v.kind != EntryKind::fastdrop) continue;
-      if (mroute_->fastdrop().contains(v.vlanId) && !isInput(v.vlanId)) continue;
+      if (mroute_->fastdrop().contains(v.vlanId) && !isInput(*mroute_, v.vlanId)) continue;
       ZET_TRACE(8, "doUpdateFabricMroute(): delete fastdrop vlan " << v.vlanId);
       info.doDelete(&v);
     }
@@ -214,7 +231,7 @@ void AsyncZetMroute::doUpdateFastdrops(Zet::Ptr<Keel::Xact const> const & last) 
   for (auto const & fastdrop : mroute_->fastdrop().items()) {
     VlanId const vlan = fastdrop.key;
     ZET_ASSERT(vlan.value() != 0, "vlan != 0");
-    if (isInput(vlan)) {
+    if (isInput(*mroute_, vlan)) {
       ZET_TRACE(8, "doUpdateFabricMroute(): route "
                        << key() << ": skip fastdrop, vlan " << vlan
                        << " overlaps with intfs (iif, n, s, frr ): " << mroute_->acceptingVlanId()

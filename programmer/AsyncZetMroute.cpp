@@ -19,6 +19,15 @@ using Reason = MrouteFailureReason;
 constexpr EntryKind allKinds[] = {EntryKind::rpf, EntryKind::fastdrop, EntryKind::notify,
                                   EntryKind::staticFastdrop, EntryKind::frr};
 
+// By kind, and by whether it is an ingress transaction.
+constexpr char const * xactTraces[][2] = {
+    {" oif alloc xact id ", " ingress xact id "},
+    {" fastdrop oif xact alloc id ", " fastdrop ingress xact id "},
+    {" notify oif xact alloc id ", " notify ingress xact id "},
+    {" Persistent fastdrop oif xact alloc id ", " persistent fastdrop ingress xact id "},
+    {" frr fastdrop oif xact alloc id ", " frr fastdrop ingress xact id "},
+};
+
 }  // namespace
 
 // --- Lifecycle
@@ -153,7 +162,7 @@ bool AsyncZetMroute::hasSucceeded(EntryKind kind) const {
 bool AsyncZetMroute::hasFailed(EntryKind kind) const {
   bool any = false;
   for (ChipInfo & info : chipInfo_) {
-    info.forEachXact(kind, [&](PendingXact & xact) { any |= xact.is(XactResult::failure); });
+    info.forEachXact(kind, [&](PendingXact & xact, bool) { any |= xact.is(XactResult::failure); });
   }
   return any;
 }
@@ -176,10 +185,14 @@ MrouteFailureReason AsyncZetMroute::failureOf(EntryKind kind) const {
   return reason;
 }
 
-void AsyncZetMroute::handleXact(EntryKind kind, Keel::Xact const & xact) {
+void AsyncZetMroute::handleXact(EntryKind kind, bool ingress, Keel::Xact const & xact) {
   if (!target() || busy_) return;
-  ZET_TRACE(8, key() << (kind == EntryKind::rpf ? " xact id " : " side entry xact id ") << xact.id()
-                     << " result " << xact.result());
+  ZET_TRACE(8, key() << xactTraces[static_cast<U32>(kind)][ingress] << xact.id() << " result "
+                     << xact.result());
+  bool const isSet = kind == EntryKind::rpf && !ingress;
+  if (isSet && chipInfo_[0].chip().needIngressProgramming(key().kind())) {
+    ZET_TRACE(8, "Programming is succcessful but also needingressProgramming " << key());
+  }
   Busy const busy(*this);
   settle(kind);
 }
@@ -222,8 +235,8 @@ void AsyncZetMroute::endBusy() {
   if (!target()) return;
   for (EntryKind kind : allKinds) {
     for (ChipInfo & info : chipInfo_) {
-      info.forEachXact(kind, [&](PendingXact & xact) {
-        if (!xact.watched()) xact.zetIs(Zet::make<ZetXact>(sm(), this, kind));
+      info.forEachXact(kind, [&](PendingXact & xact, bool ingress) {
+        if (!xact.watched()) xact.zetIs(Zet::make<ZetXact>(sm(), this, kind, ingress));
       });
     }
   }

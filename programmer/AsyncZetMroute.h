@@ -66,7 +66,7 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   void doRetry();
 
   // Outcome
-  void handleXact(EntryKind, Keel::Xact const &);
+  void handleXact(EntryKind, bool ingress, Keel::Xact const &);
   // A chip has left the fabric: nobody waits for it.
   void handleChipGone();
   void handleXactFailure(MrouteFailureReason);
@@ -145,7 +145,6 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   void handleSpecialXactFailure(SpecialRoute const &, MrouteFailureReason);
   void doDeleteOtherThan(SpecialRoute const &, Bridging::VlanIdOrNone wanted,
                          Bridging::VlanIdOrNone keep = {});
-  bool isInput(Bridging::VlanId) const;
   void doDeleteObsoleteFastdrops();
   // Behind the transaction that is the route's own last one.
   void doUpdateFastdrops(Zet::Ptr<Keel::Xact const> const & last);

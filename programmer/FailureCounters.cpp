@@ -59,8 +59,7 @@ std::string subject(FailureCounters::Key const & key) {
 void tellBegin(Overflow const & row, FailureCounters::Key const & key,
                MrouteFailureReason const & reason) {
   if (!row.begins) return;
-  ZET_TRACE(5, row.begins << subject(key) << " failed to program with"
-                          << " reason " << reason.pretty());
+  ZET_TRACE(5, row.begins << subject(key) << " failed to program with reason " << reason.pretty());
   std::string const vlan = std::to_string(key.vlanId().value());
   if (row.disabled) row.disabled->log({vlan, reason.logExplain()});
 }

@@ -32,6 +32,12 @@ struct SpecialRoute {
 // By kind, in the order in which they are programmed.
 extern std::array<SpecialRoute, 3> const specialRoutes;
 
+// Whether the route or one of these has the VLAN as its input: it is no wrong one then.
+inline bool isInput(Mroute const & mroute, Bridging::VlanId vlan) {
+  return vlan == mroute.acceptingVlanId() || vlan == mroute.notifyingVlanId() ||
+         vlan == mroute.staticFastdropVlanId() || vlan == mroute.frrVlanId();
+}
+
 inline SpecialRoute const & specialRoute(EntryKind kind) {
   return specialRoutes[static_cast<U32>(kind) - static_cast<U32>(EntryKind::notify)];
 }

@@ -80,7 +80,6 @@ class BRINDLE_API ZetMroute final : public Zet::Reactor<RouteVersion const, Mrou
                          Bridging::VlanIdOrNone keep = {});
 
   // Fastdrops
-  bool isInput(Bridging::VlanId) const;
   void doDeleteObsoleteFastdrops();
   void doUpdateFastdrops();
   bool doProgramFastdrop(Bridging::VlanId, Zet::Ptr<OifSet> const &, bool bridgeAction,

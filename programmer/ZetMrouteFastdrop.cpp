@@ -2,6 +2,7 @@
 // They are best effort: one that a chip refuses is left out, and nothing waits for it.
 #include "platform/Trace.h"
 #include "programmer/MrouteSm.h"
+#include "programmer/SpecialRoute.h"
 
 namespace Brindle {
 
@@ -13,19 +14,13 @@ Zet::TraceHandle traceHandle("ZetMrouteFastdrop", false);
 
 }  // namespace
 
-// An input of the route is no wrong VLAN.
-bool ZetMroute::isInput(VlanId vlan) const {
-  return vlan == mroute_->acceptingVlanId() || vlan == mroute_->notifyingVlanId() ||
-         vlan == mroute_->staticFastdropVlanId() || vlan == mroute_->frrVlanId();
-}
-
 // Those on a VLAN that has become an input go, too: it gets an entry of the same key.
 void ZetMroute::doDeleteObsoleteFastdrops() {
   for (ChipInfo & info : chipInfo_) {
     for (U32 i = info.entries().size(); i-- > 0;) {
       VlanInfo & v = info.entries()[i];
       if (v.kind != EntryKind::fastdrop) continue;
-      if (!mroute_->fastdrop().contains(v.vlanId) || isInput(v.vlanId)) info.doDelete(&v);
+      if (!mroute_->fastdrop().contains(v.vlanId) || isInput(*mroute_, v.vlanId)) info.doDelete(&v);
     }
   }
 }
@@ -33,7 +28,7 @@ void ZetMroute::doDeleteObsoleteFastdrops() {
 void ZetMroute::doUpdateFastdrops() {
   for (auto const & fastdrop : mroute_->fastdrop().items()) {
     VlanId const vlan = fastdrop.key;
-    if (isInput(vlan)) {
+    if (isInput(*mroute_, vlan)) {
       ZET_TRACE(5, "doUpdateFabric(): route "
                        << key() << ": skip fastdrop, vlan " << vlan
                        << " overlaps with intfs (iif, n, s, frr ): " << mroute_->acceptingVlanId()

@@ -4,18 +4,11 @@
 
 #include "sim/AsyncChip.h"
 #include "sim/Host.h"
+#include "sim/Views.h"
 
 namespace Brindle::Sim {
 
 namespace {
-
-std::vector<L3::VrfName> vrfs(Host const & host) {
-  std::vector<L3::VrfName> out;
-  if (!host.started()) return out;
-  for (auto i = host.routeTables().vrfMrouteTable().begin(); i; i.advance()) out.push_back(i.key());
-  std::sort(out.begin(), out.end());
-  return out;
-}
 
 char const * nameOf(EntryKind kind) {
   static constexpr char const * names[] = {"route", "fastdrop", "notify", "persistent fastdrop",

@@ -43,14 +43,6 @@ SetNumbers setNumbers(Host const & host) {
   return numbers;
 }
 
-std::vector<L3::VrfName> vrfs(Host const & host) {
-  std::vector<L3::VrfName> out;
-  if (!host.started()) return out;
-  for (auto i = host.routeTables().vrfMrouteTable().begin(); i; i.advance()) out.push_back(i.key());
-  std::sort(out.begin(), out.end());
-  return out;
-}
-
 std::string vrfProblem(Host const & host, L3::VrfName vrf, Nettle::IntfId iif) {
   auto const * status = host.records().ipStatus->ipIntfStatus(iif);
   if (!status) return "there is no IP on " + textOf(iif);
@@ -250,6 +242,14 @@ VrfFastdropView vrfFastdropView(Host const & host, Mira const & mira) {
 }
 
 }  // namespace
+
+std::vector<L3::VrfName> vrfs(Host const & host) {
+  std::vector<L3::VrfName> out;
+  if (!host.started()) return out;
+  for (auto i = host.routeTables().vrfMrouteTable().begin(); i; i.advance()) out.push_back(i.key());
+  std::sort(out.begin(), out.end());
+  return out;
+}
 
 std::string KeyView::source() const {
   using namespace Routing::Multicast::Fib;

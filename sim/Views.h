@@ -20,6 +20,9 @@ namespace Brindle::Sim {
 
 class Host;
 
+// The VRFs that have a route table, in the order of their names; none before the start.
+std::vector<L3::VrfName> vrfs(Host const & host);
+
 // A route by its name.
 struct KeyView {
   L3::VrfName vrf;

@@ -147,12 +147,10 @@ TEST_F(AsyncSideEntries, AChangeThatWaitsOutlivesAFailureBesideIt) {
   publish(1, 10, {5});
   answer();
   withNotify(1, 20, {1});
-  chip("A").failIn = 7;
-  chip("A").failsLater = true;
   publish(1, 10, {5, 6});
   publish(1, 10, {5, 6, 7});
-  auto const sets = chip("A").oifSetXact().begin();
-  ASSERT_TRUE(sets);
+  chip("A").doSetIngressXactResult(2, Keel::XactResult::failure);  // the notify entry
+  EXPECT_EQ(failed(), "1:route entries 0x100, inProgress");
   answer();
   recover(2);
   EXPECT_EQ(failed(), "");

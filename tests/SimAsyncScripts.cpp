@@ -9,13 +9,6 @@ namespace {
 
 class SimAsyncScripts : public SimTool {
  protected:
-  Result script(std::string const & lines) const {
-    return run("@brindle-sim run " + file("script.sim", "tables private\n" + lines));
-  }
-  void passes(std::string const & lines) const {
-    auto const result = script(lines);
-    EXPECT_EQ(result.exit, 0) << result.text;
-  }
   // What the last `show ... --json` of the output says.
   static nlohmann::json json(std::string const & text) {
     return nlohmann::json::parse(text.substr(text.rfind("\n[") + 1));

@@ -7,16 +7,7 @@ namespace Brindle::Sim {
 
 namespace {
 
-class SimScripts : public SimTool {
- protected:
-  Result script(std::string const & lines) const {
-    return run("@brindle-sim run " + file("script.sim", "tables private\n" + lines));
-  }
-  void passes(std::string const & lines) const {
-    auto const result = script(lines);
-    EXPECT_EQ(result.exit, 0) << result.text;
-  }
-};
+using SimScripts = SimTool;
 
 std::string const twoVlans =
     "chip add c0 ports e1 e2 e3 e4 e5\n"

@@ -34,6 +34,14 @@ class SimTool : public testing::Test {
     std::ofstream(path) << content;
     return path;
   }
+  // A script of brindle-sim on tables of its own; the same, which is to pass.
+  Result script(std::string const & lines) const {
+    return run("@brindle-sim run " + file("script.sim", "tables private\n" + lines));
+  }
+  void passes(std::string const & lines) const {
+    auto const result = script(lines);
+    EXPECT_EQ(result.exit, 0) << result.text;
+  }
   std::string const & dir() const { return dir_; }
 
   static void expand(std::string & text, std::string const & what, std::string const & by) {
