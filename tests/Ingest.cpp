@@ -166,6 +166,18 @@ TEST_F(Ingest, TheTableOfHigherPriorityIsUsedAndTheNextOneTakesOver) {
   EXPECT_EQ(m->shoalRoute(), lowRoute);
 }
 
+TEST_F(Ingest, ATableThatDoesNotHoldARouteDoesNotBringItBack) {
+  auto const other = muteTable();
+  Route held = starG(wc, plain);
+  held.iifIs(v10);
+  t->routeIs(held);
+  held.flagsIs(0);
+  t->routeIs(held);
+  EXPECT_FALSE(stands(wc));
+  mira()->mfibShoalSm(other.get())->handleRoute(wc);  // as a walk does with keys that have gone
+  EXPECT_FALSE(stands(wc)) << "its table does not want it installed";
+}
+
 TEST_F(Ingest, ATableThatGoesTakesAllItsRoutesAlsoThoseThatItDroppedSilently) {
   auto const other = muteTable();
   RouteKey const kept = key("10.0.0.3/32", "224.1.1.1/32");
