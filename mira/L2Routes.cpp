@@ -263,6 +263,9 @@ void MiraRoot::handleVxlanVlan(VlanId vid) {
 void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
   if (!initialized_) return;
   doUpdateCoreSideInAllVlans(*this);
+  // The floodset of a VLAN asks by the name of its routed interface, also where the VLAN is the
+  // internal one of another.
+  if (miraL2_ && intf.routedVlan()) miraL2_->doMarkVlanDirty(intf.routedVlan());
   VlanIdOrNone const vid = in_.intfVlanIdTable->intfIdToVlanId(intf);
   if (!vid) {
     ZET_TRACE(5, "vid is null");
@@ -273,8 +276,6 @@ void MiraRoot::handlePimVxlanIntf(Nettle::IntfId intf) {
     mira->doMarkVlanDirty(vid);
   }
   if (miraL2_) miraL2_->doMarkVlanDirty(vid);
-  // The floodset of a VLAN asks by the name of its routed interface.
-  if (miraL2_ && intf.routedVlan()) miraL2_->doMarkVlanDirty(intf.routedVlan());
 }
 
 }  // namespace Brindle
