@@ -37,11 +37,21 @@ Bridging::VlanIdOrNone internalVlan(Host & host, Arguments const & arguments) {
   return host.freeInternalVlan();
 }
 
+// A switch takes the internal VLANs of its ports out of one pool.
+void requireNoOthers(Host & host, IntfId intf, Bridging::VlanIdOrNone internal) {
+  for (auto const & entry : host.records().intfVlanIdTable->internalVlanId().items()) {
+    if (entry.key == intf || entry.value != internal) continue;
+    throw CommandError("expected a VLAN of its own, found the internal VLAN of " +
+                       std::string(entry.key.view()));
+  }
+}
+
 void linkAdd(Host & host, Arguments const & arguments) {
   auto & records = host.records();
   auto const intf = arguments.intf();
   requireVrf(host, arguments.vrf());
   auto const internal = internalVlan(host, arguments);
+  if (internal) requireNoOthers(host, intf, internal);
   if (arguments.given("PARENT")) {
     intf.kindIs(Nettle::IntfKind::subIntf);
     intf.parentIs(arguments.intf("PARENT"));
@@ -73,6 +83,7 @@ void linkNoVrf(Host & host, Arguments const & arguments) {
 
 void linkInternalVlan(Host & host, Arguments const & arguments) {
   requireIpIntf(host, arguments.intf());
+  requireNoOthers(host, arguments.intf(), arguments.vlan());
   setInternalVlan(host.records(), arguments.intf(), arguments.vlan());
 }
 

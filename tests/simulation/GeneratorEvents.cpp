@@ -111,7 +111,6 @@ void Generator::intfVrf() {
   add({"ip link set ", intf(), " vrf ", vrf()});
 }
 
-// No two interfaces are ever given one internal VLAN.
 void Generator::internalVlan() {
   switch (random_.below(4)) {
     case 0:
