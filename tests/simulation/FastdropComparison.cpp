@@ -23,7 +23,7 @@ void FastdropHistory::compare(Routes & routes, Oracle const & oracle,
   }
   std::erase_if(routes_, [this](auto const & one) { return !standing(one.first); });
   if (!atRest_) {
-    for (auto & [name, model] : routes_) settle(rest_.at(name), model, isLeft(name));
+    for (auto & [name, model] : routes_) settle(name, model);
   }
   countHolders();
   for (auto & [name, model] : routes_) compareRoute(name, model, oracle);
@@ -38,14 +38,9 @@ void FastdropHistory::compare(Routes & routes, Oracle const & oracle,
 }
 
 // What the computation of the route does to its drops.
-void FastdropHistory::settle(ExpectedRoute const & route, Route & model, bool left) {
-  if (left) {
-    for (auto & [vlan, drop] : model.drops) drop.sure = false;
-    for (auto & [vlan, count] : model.counts) count.sure = false;
-    model.accepted = {unknownVlan};
-    model.hadBackup = model.backup = 0;
-    return;
-  }
+void FastdropHistory::settle(RouteName const & name, Route & model) {
+  if (isLeft(name)) return settleLeft(model, *mroute(name));
+  ExpectedRoute const & route = rest_.at(name);
   auto const isInput = [](U32 vlan) { return vlan != 0; };
   auto const & accepted = model.accepted;
   bool const mayLose = !route.vlan && std::any_of(accepted.begin(), accepted.end(), isInput);
@@ -64,6 +59,17 @@ void FastdropHistory::settle(ExpectedRoute const & route, Route & model, bool le
   }
   model.accepted = {route.vlan};
   settleBackup(model, route.frr ? route.frr->vlan : 0);
+}
+
+// Nothing is known of it but what stands.
+void FastdropHistory::settleLeft(Route & model, Mroute const & found) {
+  for (auto & [vlan, drop] : model.drops) drop.sure = false;
+  for (auto & [vlan, count] : model.counts) count.sure = false;
+  model.accepted = {unknownVlan};
+  model.hadBackup = model.backup = 0;
+  for (auto const backup : {found.frrVlanId(), found.prevFrr()}) {
+    if (backup) model.mayHaveHadBackup.insert(backup.value());
+  }
 }
 
 // What the backup was is known where the route has been computed twice with it.
@@ -188,10 +194,7 @@ void FastdropHistory::compareActivity(RouteName const & name, Route & model) {
 void FastdropHistory::resolveLimit(L3::VrfName vrf, Limit & limit, Total before) {
   U32 const standing = total(vrf).least;
   limit.touched |= before.least != before.most || before.least != standing;
-  if (!limit.known && limit.touched) {
-    limit.allClear.reset();
-    if (limit.reached) limit.allClear = Span{limit.since, now_} + allClearDelay;
-  }
+  if (!limit.known && limit.touched) mayTellAllClear(limit);
   bool const reached = host_.root().mira(vrf)->fastdropLimitReached();
   if (reached != limit.reached) {
     differ("VRF " + std::string(vrf.view()) + ": the operator has been told otherwise than that " +
@@ -199,6 +202,15 @@ void FastdropHistory::resolveLimit(L3::VrfName vrf, Limit & limit, Total before)
   }
   limit.known = true;
   limit.touched = false;
+}
+
+// Drops may have come and gone since, or none have: then an all-clear that was due stays so.
+void FastdropHistory::mayTellAllClear(Limit & limit) const {
+  if (!limit.reached) return limit.allClear.reset();
+  Span due = Span{limit.since, now_} + allClearDelay;
+  if (limit.allClear) due.first = std::min(due.first, limit.allClear->first);
+  limit.allClear = due;
+  limit.allClearSure = false;
 }
 
 // What is published of a VRF is what its table holds.

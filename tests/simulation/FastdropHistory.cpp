@@ -132,6 +132,7 @@ void FastdropHistory::fail(RouteName const & name, ExpectedRoute const & route, 
   }
   if (rules_.ignores(route, vlan)) return;
   Count & count = model.counts[vlan];
+  count.receives = rules_.receives(route, vlan);
   if (!count.sure) return mayMake(name, vlan);
   if (++count.failures < host_.root().mira(name.vrf)->fastdropRpfFailureThreshold()) return;
   Total const standing = total(name.vrf);

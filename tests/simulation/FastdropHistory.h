@@ -96,6 +96,7 @@ class FastdropHistory {
     bool reached = false;
     bool reachedBefore = false;    // before this line
     std::optional<Span> allClear;  // when he is told that it is no longer
+    bool allClearSure = true;      // or may be, if drops came or went
   };
   struct Vrf {
     std::optional<Span> poll;
@@ -143,7 +144,8 @@ class FastdropHistory {
   void compareLog(std::string const & printed);
 
   // At rest
-  void settle(ExpectedRoute const & route, Route & model, bool left);
+  void settle(RouteName const & name, Route & model);
+  void settleLeft(Route & model, Brindle::Mroute const & found);
   void settleBackup(Route & model, U32 backup);
   void compareRoute(RouteName const & name, Route & model, Oracle const & oracle);
   void compareDrops(RouteName const & name, Route & model, Brindle::Mroute const & found);
@@ -152,6 +154,7 @@ class FastdropHistory {
   void compareChips(RouteName const & name, Route const & model);
   void compareActivity(RouteName const & name, Route & model);
   void resolveLimit(L3::VrfName vrf, Limit & limit, Total before);
+  void mayTellAllClear(Limit & limit) const;
   void compareTotals();
   void addDrops(RouteName const & name, ExpectedRoute & route, Oracle const & oracle);
   void countHolders();

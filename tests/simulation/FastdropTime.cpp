@@ -1,4 +1,5 @@
 // What time does to fastdrops, and what the operator is told of their number.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <sstream>
@@ -29,7 +30,8 @@ Zet::Seconds justAfter(Zet::Seconds time) {
 void FastdropHistory::passTime(bool partly) {
   for (auto & [vrf, state] : vrfs_) {
     for (auto * due : {&state.poll, &state.limit.allClear}) {
-      if (partly && *due && (*due)->first <= now_) (*due)->last = justAfter(now_);
+      if (!partly || !*due || (*due)->first > now_) continue;
+      (*due)->last = std::max((*due)->last, justAfter(now_));
     }
     passTime(vrf, state);
   }
@@ -120,7 +122,9 @@ void FastdropHistory::counted(L3::VrfName vrf, Span at) {
   if (standing.least < most && standing.most >= most) {
     doubt(limit, at.first, true);
   } else if (standing.least < most) {
-    if (limit.reached) limit.allClear = at + allClearDelay;
+    if (!limit.reached) return;
+    limit.allClear = at + allClearDelay;
+    limit.allClearSure = true;
   } else if (!limit.reached) {
     limit.reached = true;
     limit.allClear.reset();
@@ -130,7 +134,8 @@ void FastdropHistory::counted(L3::VrfName vrf, Span at) {
 
 void FastdropHistory::tellAllClear(L3::VrfName vrf, Vrf & state) {
   Limit & limit = state.limit;
-  bool const exact = limit.allClear->first == limit.allClear->last && readCost_ == 0;
+  bool const exact =
+      limit.allClearSure && limit.allClear->first == limit.allClear->last && readCost_ == 0;
   Total const standing = total(vrf);
   bool const below = standing.most < rules_.limit(vrf);
   bool const above = standing.least >= rules_.limit(vrf);
