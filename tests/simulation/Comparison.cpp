@@ -176,6 +176,7 @@ void Comparison::compareChip(Chip const & chip) {
   shown_ += joined(lines);
   bool const late = circumstances_.lateChips.count(nameOf(chip)) != 0;
   for (auto const & [name, route] : expected_) take(found, name, route, nameOf(chip), late);
+  for (auto const & [name, route] : expected_) takeSides(found, name, route, nameOf(chip), late);
   for (auto const & [name, route] : expected_) {
     if (mayHoldMore(name, route)) takeOld(found, name, route);
   }
@@ -206,22 +207,32 @@ void Comparison::takeOld(Entries & found, RouteName const & name,
   }
 }
 
-// Takes the entries of a route out of what was found.
+bool Comparison::hasEntries(RouteName const & name, ExpectedRoute const & route) const {
+  Mroute const * const standing = mroute(name);
+  return standing && route.programmed && !failedWholly(name) && !isLeft(*standing, route);
+}
+
+// Takes the entry of a route out of what was found.
 void Comparison::take(Entries & found, RouteName const & name, ExpectedRoute const & route,
                       std::string const & chip, bool late) {
-  Mroute const * const standing = mroute(name);
-  if (!standing || !route.programmed || failedWholly(name) || isLeft(*standing, route)) return;
-  if (route.needsEntry()) {
-    Entry const entry{route.vlan, route.rpa, route.outputs.text()};
-    bool const unnoticed = mayLack(name, route, chip);
-    if (!unnoticed) {
-      requireEntry(found, name, entry, chip, late);
-    } else if (!takeEntry(found, name, entry)) {
-      unnoticed_.emplace(chip, name, standing->version());
-    }
+  if (!hasEntries(name, route) || !route.needsEntry()) return;
+  Entry const entry{route.vlan, route.rpa, route.outputs.text()};
+  bool const unnoticed = mayLack(name, route, chip);
+  if (!unnoticed) {
+    requireEntry(found, name, entry, chip, late);
+  } else if (!takeEntry(found, name, entry)) {
+    unnoticed_.emplace(chip, name, mroute(name)->version());
   }
+}
+
+// The same for those beside it, which may have any rendezvous point: the route of another VRF may
+// need the very one that has none.
+void Comparison::takeSides(Entries & found, RouteName const & name, ExpectedRoute const & route,
+                           std::string const & chip, bool late) {
+  if (!hasEntries(name, route)) return;
   for (auto const & side : {route.notify, route.fastdrop, route.frr}) {
     if (!side) continue;
+    if (takeEntry(found, name, {side->vlan, route.rpa, side->outputs.text()})) continue;
     requireEntry(found, name, {side->vlan, anyRpa, side->outputs.text()}, chip,
                  late || mayHoldMore(name, route));
   }

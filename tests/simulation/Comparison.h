@@ -54,8 +54,11 @@ class Comparison {
   void compareFailed();
   void compareStatus();
   void compareChip(Brindle::Sim::Chip const & chip);
+  bool hasEntries(RouteName const & name, ExpectedRoute const & route) const;
   void take(Entries & found, RouteName const & name, ExpectedRoute const & route,
             std::string const & chip, bool optional);
+  void takeSides(Entries & found, RouteName const & name, ExpectedRoute const & route,
+                 std::string const & chip, bool late);
   bool mayLack(RouteName const & name, ExpectedRoute const & route, std::string const & chip) const;
   bool mayHoldMore(RouteName const & name, ExpectedRoute const & route) const;
   void takeDrops(Entries & found, RouteName const & name, ExpectedRoute const & route,

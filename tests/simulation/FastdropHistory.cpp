@@ -6,6 +6,7 @@
 
 #include "mira/MiraRoot.h"
 #include "tests/simulation/Comparison.h"
+#include "tests/simulation/PrefixHistory.h"
 
 namespace Simulation {
 
@@ -52,6 +53,7 @@ void FastdropHistory::follow(Line const & line) {
   } else if (!isSetting) {
     disturb(verb == "review all");
   }
+  if (words[0] == "detach") noteTableGone(words[1]);
   noteVrfs();
   noteIntfs(words);
   compareLog(line.printed);
@@ -65,6 +67,13 @@ void FastdropHistory::disturb(bool byReview) {
   for (auto & [name, state] : vrfs_) doubt(state.limit, before_, false);
   for (auto & [name, route] : routes_) {
     for (auto & [vlan, drop] : route.drops) drop.published = Drop::unknown;
+  }
+}
+
+// When a table is read again its (*,G) routes may have to wait, as new ones.
+void FastdropHistory::noteTableGone(std::string const & table) {
+  for (auto & [name, route] : routes_) {
+    if (name.key.isStarG() && name.vrf == vrfOf(table)) glimpse(name, nullptr);
   }
 }
 
@@ -325,11 +334,11 @@ Brindle::Sim::Fib::Hardware::RouteStatus const * FastdropHistory::status(
   return vrf ? vrf->route(name.key) : nullptr;
 }
 
-// Of what a chip refused it is not known until when.
+// Of what a chip refused it is not known until when, nor of what it may refuse the next time.
 FastdropHistory::Drop::Published FastdropHistory::publishedAt(RouteName const & name,
                                                               U32 vlan) const {
-  if (activity(name, vlan)) return Drop::yes;
-  return isRetried(name) ? Drop::unknown : Drop::no;
+  if (isRetried(name)) return Drop::unknown;
+  return activity(name, vlan) ? Drop::yes : Drop::no;
 }
 
 double const * FastdropHistory::activity(RouteName const & name, U32 vlan) const {

@@ -6,16 +6,17 @@ std::vector<std::string> Generator::script() {
   configure();
   addChips();
   weigh();
+  calm_ = random_.percent(20);
   bool const early = random_.percent(50);
   if (early) startPublishers();
   populate();
   if (!early) startPublishers();
   for (U32 i = random_.between(1, 20); i > 0; --i) publishNew();
   add("settle");
-  U32 const bursts = random_.between(4, 16);
+  U32 const bursts = calm_ ? random_.between(40, 120) : random_.between(4, 16);
   for (U32 i = 0; i < bursts; ++i) {
     burst();
-    if (random_.percent(12)) heal();
+    if (random_.percent(calm_ ? 2 : 12)) heal();
   }
   heal();
   tearDown();
@@ -75,7 +76,7 @@ void Generator::populate() {
     add({"ip link add et1 internal-vlan 1006 vrf ", vrf()});
     addressAdd("et1");
   }
-  for (U32 i = random_.between(0, 14); i > 0; --i) {
+  for (U32 i = calm_ ? random_.between(15, 50) : random_.between(0, 14); i > 0; --i) {
     switch (random_.below(7)) {
       case 0:
         intfAdd();
@@ -107,8 +108,9 @@ void Generator::startPublishers() {
   for (auto const & name : tables_) add({"publisher start ", name});
 }
 
+// What one event does not bring about in a calm seed no other one does behind it.
 void Generator::burst() {
-  for (U32 i = random_.percent(30) ? 1 : random_.between(2, 25); i > 0; --i) event();
+  for (U32 i = calm_ || random_.percent(30) ? 1 : random_.between(2, 25); i > 0; --i) event();
   add("settle");
 }
 

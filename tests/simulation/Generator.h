@@ -192,6 +192,7 @@ class Generator {
   std::vector<std::string> lines_;
   std::vector<Event> events_;
   U32 totalWeight_ = 0;
+  bool calm_ = false;  // one event between two comparisons
   bool v6_ = false;
   bool l2_ = false;           // L2 routes are computed
   bool l2Elsewhere_ = false;  // by another process, so that they are only wanted

@@ -18,7 +18,7 @@ void PrefixHistory::note(Line const & line, std::vector<ReadTable> const & table
   noteIntfs();
   noteVlans(line);
   noteContested();
-  noteStars(tables);
+  noteStars(line, tables);
   noteIdle(line[0] == "settle");
   noteSeveral(line[0] == "settle");
   notePublications(line[0] == "settle");
@@ -240,7 +240,7 @@ void PrefixHistory::noteTables(Line const & line, std::vector<ReadTable> const &
   tablesGo_ = line[0] != "settle";
 }
 
-void PrefixHistory::noteStars(std::vector<ReadTable> const & tables) {
+void PrefixHistory::noteStars(Line const & line, std::vector<ReadTable> const & tables) {
   std::map<Star, Route> now;
   for (auto const & table : tables) {
     for (auto i = table.routes->routeBegin(); i; i.advance()) {
@@ -248,7 +248,9 @@ void PrefixHistory::noteStars(std::vector<ReadTable> const & tables) {
     }
   }
   for (auto const & [star, route] : stars_) {
-    if (!now.count(star)) publications_[{vrfOf(star.first), star.second}].once = false;
+    if (now.count(star)) continue;
+    publications_[{vrfOf(star.first), star.second}].once = false;
+    if (line[0] == "publisher") stopped_.insert(star);
   }
   for (auto const & [star, route] : now) {
     auto const was = stars_.find(star);
@@ -267,10 +269,13 @@ void PrefixHistory::noteChanged(Star const & star) {
   if (several != several_.end() && several->second) several_.erase(several);
 }
 
-// The tables that hold it.
+// The tables that hold it, or may do so as far as the switch knows: it hears of the end of a
+// publisher by the file that has gone.
 U32 PrefixHistory::holders(RouteName const & name) const {
-  return static_cast<U32>(std::count_if(stars_.begin(), stars_.end(), [&name](auto const & one) {
-    return one.first.second == name.key && vrfOf(one.first.first) == name.vrf;
+  std::set<Star> holders = stopped_;
+  for (auto const & one : stars_) holders.insert(one.first);
+  return static_cast<U32>(std::count_if(holders.begin(), holders.end(), [&name](auto const & one) {
+    return one.second == name.key && vrfOf(one.first) == name.vrf;
   }));
 }
 
@@ -284,6 +289,7 @@ void PrefixHistory::noteSeveral(bool settled) {
     if (++tables[one.first.second] > 1) heldTwice_.insert(one.first.second);
   }
   if (!settled) return;
+  stopped_.clear();
   std::erase_if(heldTwice_, [&tables](Key const & key) { return !tables.count(key); });
   for (auto & [name, over] : several_) over = holders(name) == 1;
   std::erase_if(several_, [this](auto const & one) { return holders(one.first) == 0; });

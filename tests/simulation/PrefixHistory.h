@@ -95,7 +95,7 @@ class PrefixHistory {
   bool leanedOn(Nettle::IntfId intf) const;
   bool mayBeLeanedOn(Nettle::IntfId intf) const;
   void noteTables(Line const & line, std::vector<ReadTable> const & tables);
-  void noteStars(std::vector<ReadTable> const & tables);
+  void noteStars(Line const & line, std::vector<ReadTable> const & tables);
   void noteChanged(Star const & star);
   void noteSeveral(bool settled);
   void notePublications(bool settled);
@@ -117,6 +117,7 @@ class PrefixHistory {
   std::set<std::pair<Star, Nettle::IntfId>> olderThanIp_;
   std::map<RouteName, Publication> publications_;
   std::set<Key> heldTwice_;
+  std::set<Star> stopped_;             // since the last rest, with their publishers
   std::map<RouteName, bool> several_;  // true once the switch has settled with one of them left
   std::map<Star, Shoal::Multicast::Fib::Route> waited_;  // and has been published since
   std::set<RouteName> letIn_;
