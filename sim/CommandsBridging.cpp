@@ -1,4 +1,6 @@
 // VLANs, spanning tree, IGMP snooping and bridging configuration.
+#include <algorithm>
+
 #include "mira/Expansion.h"
 #include "sim/Commands.h"
 #include "sim/Host.h"
@@ -117,8 +119,13 @@ void mdbDel(Host & host, Arguments const & arguments) {
   auto const mac = macOfGroup(arguments);
   if (!snooping.ethGroup(mac)) throw CommandError("expected a group that has listeners there");
   auto const group = snooping.ethGroupIs(mac);
-  for (auto port : arguments.intfs()) group->intfDel(port);
-  if (group->intf().empty()) snooping.ethGroupDel(mac);
+  auto const ports = arguments.intfs();
+  auto const & listeners = group->intf().items();
+  bool const noneStays = std::all_of(listeners.begin(), listeners.end(), [&](auto listener) {
+    return std::find(ports.begin(), ports.end(), listener) != ports.end();
+  });
+  if (noneStays) return snooping.ethGroupDel(mac);
+  for (auto port : ports) group->intfDel(port);
 }
 
 void mdbRouter(Host & host, Arguments const & arguments) {

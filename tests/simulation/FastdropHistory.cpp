@@ -23,6 +23,19 @@ std::string after(Words const & words, char const * word) {
   return at == words.end() || at + 1 == words.end() ? "" : at[1];
 }
 
+// Tables of the VRF are read no more, if only for a moment.
+bool endsReading(Words const & words, L3::VrfName vrf) {
+  if (words.size() < 2) return false;
+  std::string const verb = words[0] + " " + words[1];
+  if (words[0] == "detach") return vrfOf(words[1]) == vrf;
+  if (verb == "vrf del") return words.at(2) == vrf.view();
+  if (verb == "ip routing" || verb == "ip multicast-routing") {
+    std::string const named = after(words, "vrf");
+    return named.empty() ? vrf == L3::VrfName::defaultVrf() : named == vrf.view();
+  }
+  return verb == "hw routing";
+}
+
 Key wildcardOf(Key const & stream) { return Key(Nettle::IpGenPrefix("0.0.0.0/0"), stream.group()); }
 
 }  // namespace
@@ -53,7 +66,7 @@ void FastdropHistory::follow(Line const & line) {
   } else if (!isSetting) {
     disturb(verb == "review all");
   }
-  if (words[0] == "detach") noteTableGone(words[1]);
+  noteUnread(words);
   noteVrfs();
   noteIntfs(words);
   compareLog(line.printed);
@@ -70,10 +83,10 @@ void FastdropHistory::disturb(bool byReview) {
   }
 }
 
-// When a table is read again its (*,G) routes may have to wait, as new ones.
-void FastdropHistory::noteTableGone(std::string const & table) {
+// When its table is read again a (*,G) route may have to wait, as a new one.
+void FastdropHistory::noteUnread(Words const & words) {
   for (auto & [name, route] : routes_) {
-    if (name.key.isStarG() && name.vrf == vrfOf(table)) glimpse(name, nullptr);
+    if (name.key.isStarG() && endsReading(words, name.vrf)) glimpse(name, nullptr);
   }
 }
 

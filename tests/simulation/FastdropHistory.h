@@ -123,7 +123,7 @@ class FastdropHistory {
   void glimpseAll(Line const & line);
   void noteIntfs(std::vector<std::string> const & words);
   void noteVrfs();
-  void noteTableGone(std::string const & table);
+  void noteUnread(std::vector<std::string> const & words);
 
   // Time
   void passTime(bool partly);

@@ -174,20 +174,20 @@ void Generator::tearDown() {
 
 void Generator::weigh() {
   using G = Generator;
-  events_ = {{3, &G::vlanAdd},         {3, &G::vlanDel},     {8, &G::portAdd},
-             {8, &G::portDel},         {6, &G::portMove},    {10, &G::stpPort},
-             {3, &G::stpInstance},     {4, &G::snooping},    {3, &G::snoopingFlood},
-             {12, &G::join},           {8, &G::leave},       {5, &G::router},
-             {2, &G::learning},        {2, &G::linkFlood},   {10, &G::lagMember},
-             {3, &G::lagDel},          {2, &G::lagHardware}, {4, &G::mlag},
-             {8, &G::intfAdd},         {6, &G::intfDel},     {5, &G::intfVrf},
-             {6, &G::internalVlan},    {3, &G::vrfAdd},      {3, &G::vrfDel},
-             {3, &G::routing},         {2, &G::hardware},    {3, &G::nat},
-             {3, &G::vxlan},           {2, &G::pim},         {12, &G::publishNew},
-             {25, &G::publishChanged}, {8, &G::withdraw},    {3, &G::attach},
-             {4, &G::chipRefuse},      {3, &G::chipSize},    {1, &G::chipCome},
-             {1, &G::chipGo},          {3, &G::chipSignal},  {8, &G::clock},
-             {1, &G::reviewAll}};
+  events_ = {{3, &G::vlanAdd},         {3, &G::vlanDel},      {8, &G::portAdd},
+             {8, &G::portDel},         {6, &G::portMove},     {10, &G::stpPort},
+             {3, &G::stpInstance},     {4, &G::snooping},     {3, &G::snoopingFlood},
+             {12, &G::join},           {8, &G::leave},        {5, &G::router},
+             {2, &G::learning},        {2, &G::linkFlood},    {10, &G::lagMember},
+             {3, &G::lagDel},          {2, &G::lagHardware},  {4, &G::mlag},
+             {8, &G::intfAdd},         {6, &G::intfDel},      {5, &G::intfVrf},
+             {6, &G::internalVlan},    {3, &G::vrfAdd},       {3, &G::vrfDel},
+             {3, &G::routing},         {2, &G::hardware},     {3, &G::nat},
+             {3, &G::vxlan},           {2, &G::pim},          {12, &G::publishNew},
+             {25, &G::publishChanged}, {8, &G::withdraw},     {3, &G::attach},
+             {4, &G::chipRefuse},      {3, &G::chipSize},     {1, &G::chipCome},
+             {1, &G::chipGo},          {3, &G::chipSignal},   {8, &G::clock},
+             {1, &G::reviewAll},       {4, &G::snoopingAlone}};
   addPublisherEvents();
   if (l2_ || l2Elsewhere_) addL2Events();
   addSubnetEvents();

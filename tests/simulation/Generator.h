@@ -66,6 +66,7 @@ class Generator {
   void stpInstance();
   void snooping();
   void snoopingFlood();
+  void snoopingAlone();
   void join();
   void leave();
   void router();
@@ -177,6 +178,7 @@ class Generator {
   std::string address(std::string const & intf);
   std::string addressedIntf();
   Published freshRoute();
+  void publishTo(std::string const & intf, std::string const & group);
   void change(Published & route);
   void publish(std::string const & table, std::string const & key, Published const & route);
   void publishNew(std::string const & table);

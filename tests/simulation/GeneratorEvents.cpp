@@ -50,6 +50,45 @@ void Generator::router() {
   add({"bridge router ", random_.of({"add", "add", "del"}), " vid ", vlan(), " port ", port()});
 }
 
+// Snooping knows groups and routers when the switch comes to rest; then one thing of it changes,
+// and nothing else tells of that.
+void Generator::snoopingAlone() {
+  std::string const which = vlan(), here = " vid " + which, where = port();
+  std::string const what = v6_ || random_.percent(85) ? group() : "ff1e::1";
+  std::string const listener = here + " port " + where + " grp " + what;
+  add({"vlan add ", which, " port ", where, " ", ports()});
+  add({"bridge snooping", here, " on"});
+  add({"bridge snooping", here, " flood ", random_.percent(80) ? "off" : "on"});
+  if (random_.percent(85)) add({"bridge mdb add", listener});
+  if (random_.percent(50)) add({"bridge mdb add", here, " port ", ports(), " grp ", group()});
+  if (random_.percent(40)) add({"bridge router add", here, " port ", port()});
+  if (random_.percent(50)) publishTo("Vlan" + which, what);
+  add("settle");
+  switch (random_.below(8)) {
+    case 0:
+    case 1:
+      add({"bridge snooping", here, " flood ", onOff()});
+      break;
+    case 2:
+      add({"bridge snooping", here, " off"});
+      if (random_.percent(40)) add({"bridge snooping", here, " on"});
+      break;
+    case 3:
+      add({"bridge router ", random_.of({"add", "del"}), here, " port ", where});
+      break;
+    case 4:
+      add({"bridge mdb del", listener});
+      add({"bridge mdb add", here, " port ", port(), " grp ", what});
+      break;
+    case 5:
+      add({"bridge mdb add", here, " port ", port(), " grp ", what});
+      break;
+    default:
+      add({"bridge mdb del", listener});
+  }
+  add("settle");
+}
+
 void Generator::learning() { add({"bridge vlan set ", vlan(), " learning ", onOff()}); }
 
 void Generator::linkFlood() { add({"bridge link set ", port(), " flood ", onOff()}); }
@@ -185,6 +224,16 @@ std::string Generator::oif() {
   if (random_.percent(85)) return name;
   return name + "=" +
          random_.of({"accept", "forward+accept", "forward+notify", "notify", "accept+notify"});
+}
+
+// A route of the group that is sent out there.
+void Generator::publishTo(std::string const & intf, std::string const & group) {
+  bool const v6 = group.find(':') != std::string::npos;
+  if (v6 != v6_ || group.find('/') != std::string::npos) return;
+  Published route = freshRoute();
+  route.oifs.push_back(intf);
+  std::string const where = table();
+  publish(where, source() + " " + group, route);
 }
 
 Generator::Published Generator::freshRoute() {
