@@ -162,8 +162,12 @@ inline void PortVlanSetComputation::choosePath(bool allowOptimize) {
   // Outside a review, marks lie in the table still.
   bool const l2Dirty = mira_.dirtyInfo()->mrouteL2Dirty(mroute_) ||
                        mira_.mrouteTable()->dirtyInfo()->mrouteL2Dirty(mroute_);
-  // Whether traffic of any interface is accepted concerns outputs, and drops there, that stay.
-  if (lastSeen.rpaId() != srt_.rpaId()) mroute_.optimizeStatusIs(false);
+  // Whether traffic of any interface is accepted, and whether inputs get notify entries, concerns
+  // interfaces that stay.
+  if (lastSeen.rpaId() != srt_.rpaId() ||
+      lastSeen.notifyProgrammable() != srt_.notifyProgrammable()) {
+    mroute_.optimizeStatusIs(false);
+  }
   if (lastSeen.isDefault() || lastSeen == srt_ || l2Dirty || mroute_.lagFilter() != 0 ||
       mira_.vxlanIntfDirty()) {
     ZET_TRACE(9, "(): Layer 2 likely dirty");

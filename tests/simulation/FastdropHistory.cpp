@@ -83,10 +83,11 @@ void FastdropHistory::disturb(bool byReview) {
   }
 }
 
-// When its table is read again a (*,G) route may have to wait, as a new one.
+// When its tables are read again a (*,G) route may have to wait, as a new one, and one of several
+// tables is taken in from each of them in turn.
 void FastdropHistory::noteUnread(Words const & words) {
   for (auto & [name, route] : routes_) {
-    if (name.key.isStarG() && endsReading(words, name.vrf)) glimpse(name, nullptr);
+    if (endsReading(words, name.vrf)) glimpse(name, nullptr);
   }
 }
 

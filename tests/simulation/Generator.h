@@ -116,6 +116,7 @@ class Generator {
   void addL2Events();
   void tearDownL2();
   void staticGroup();
+  void staticAlone();
   void otherGroup();
   void vlanAgain();
   void l2Setting();

@@ -54,7 +54,8 @@ void Generator::router() {
 // and nothing else tells of that.
 void Generator::snoopingAlone() {
   std::string const which = vlan(), here = " vid " + which, where = port();
-  std::string const what = v6_ || random_.percent(85) ? group() : "ff1e::1";
+  bool const isIp = random_.percent(75);
+  std::string const what = isIp ? group() : "ff1e::1", configured = "33:33:00:00:00:01";
   std::string const listener = here + " port " + where + " grp " + what;
   add({"vlan add ", which, " port ", where, " ", ports()});
   add({"bridge snooping", here, " on"});
@@ -63,7 +64,15 @@ void Generator::snoopingAlone() {
   if (random_.percent(50)) add({"bridge mdb add", here, " port ", ports(), " grp ", group()});
   if (random_.percent(40)) add({"bridge router add", here, " port ", port()});
   if (random_.percent(50)) publishTo("Vlan" + which, what);
+  if (!isIp && random_.percent(70)) {
+    add({"bridge fdb add ", configured, here, " port ", ports()});
+  }
   add("settle");
+  if (!isIp && random_.percent(40)) {
+    add({"bridge fdb ", random_.of({"del ", "add "}), configured, here, " port ", port()});
+    if (random_.percent(60)) add({"bridge fdb del ", configured, here});
+    return add("settle");
+  }
   switch (random_.below(8)) {
     case 0:
     case 1:

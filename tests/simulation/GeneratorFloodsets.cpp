@@ -23,10 +23,11 @@ void Generator::addL2Events() {
   using G = Generator;
   if (l2Elsewhere_) events_.push_back({8, &G::vlanElsewhere});
   std::initializer_list<Event> const more = {
-      {6, &G::staticGroup}, {4, &G::otherGroup}, {5, &G::vlanAgain}, {5, &G::l2Setting},
-      {4, &G::pimVlan},     {4, &G::pimVxlan},   {4, &G::coreSide},  {3, &G::linkMode},
-      {2, &G::stpOff},      {12, &G::evpnPeer},  {2, &G::evpn},      {1, &G::keeping},
-      {3, &G::mlagAlone},   {2, &G::mlagOrphan}, {2, &G::pimGroups}, {3, &G::walk},
+      {6, &G::staticGroup}, {4, &G::otherGroup}, {5, &G::vlanAgain},  {5, &G::l2Setting},
+      {4, &G::staticAlone}, {4, &G::pimVlan},    {4, &G::pimVxlan},   {4, &G::coreSide},
+      {3, &G::linkMode},    {2, &G::stpOff},     {12, &G::evpnPeer},  {2, &G::evpn},
+      {1, &G::keeping},     {3, &G::mlagAlone},  {2, &G::mlagOrphan}, {2, &G::pimGroups},
+      {3, &G::walk},
   };
   events_.insert(events_.end(), more);
 }
@@ -59,6 +60,28 @@ void Generator::staticGroup() {
   if (random_.percent(30))
     return add({"bridge fdb del ", mac(), " vid ", vlan(), " port ", ports()});
   add({"bridge fdb add ", mac(), " vid ", vlan(), " port ", ports()});
+}
+
+// One thing of a group, and nothing else tells of it.
+void Generator::staticAlone() {
+  std::string const what = mac() + " vid " + vlan(), where = port();
+  add({"bridge fdb add ", what, " port ", where, " ", ports()});
+  add("settle");
+  switch (random_.below(4)) {
+    case 0:
+      add({"bridge fdb add ", what, " port ", port()});
+      break;
+    case 1:
+      add({"bridge fdb del ", what, " port ", where});
+      break;
+    case 2:
+      add({"bridge fdb del ", what});
+      add({"bridge fdb add ", what, " port ", port()});
+      break;
+    default:
+      add({"bridge fdb del ", what});
+  }
+  add("settle");
 }
 
 // A group that is snooped, but by another protocol than IGMP.

@@ -250,7 +250,7 @@ void PrefixHistory::noteStars(Line const & line, std::vector<ReadTable> const & 
   for (auto const & [star, route] : stars_) {
     if (now.count(star)) continue;
     publications_[{vrfOf(star.first), star.second}].once = false;
-    if (line[0] == "publisher") stopped_.insert(star);
+    if (line[0] == "publisher" || line[0] == "tables") stopped_.insert(star);
   }
   for (auto const & [star, route] : now) {
     auto const was = stars_.find(star);
