@@ -106,10 +106,11 @@ bool ActivityManager::dispatch(Seconds wait) {
   if (count > 0) Skein::timeIs(clock()->shown());
   bool ran = false;
   for (int i = 0; i < count; ++i) {
-    if (events[i].data.u64 == kWakeUp) {
+    U64 const id = events[i].data.u64;  // a copy: the structure is packed
+    if (id == kWakeUp) {
       U64 drained;
       [[maybe_unused]] auto got = read(wakeUp_, &drained, sizeof drained);
-    } else if (auto ** fd = watched_.find(events[i].data.u64)) {
+    } else if (auto ** fd = watched_.find(id)) {
       Ptr<FileDescriptor> keep(*fd);
       keep->readableCountInc();
       ran = true;

@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -34,10 +35,11 @@ HashLink ** newBuckets(U32 bits) {
   return static_cast<HashLink **>(p);
 }
 
-// What a walk looks at: the link, and what stands behind it.
+// What a walk looks at: the link, which may be null, and what stands behind it.
 inline void fetch(HashLink const * l) {
+  auto const address = reinterpret_cast<std::uintptr_t>(l);
   __builtin_prefetch(l);
-  __builtin_prefetch(l + 3);
+  __builtin_prefetch(reinterpret_cast<void const *>(address + 3 * sizeof(HashLink)));
 }
 
 void deleteBuckets(HashLink ** p, U32 bits) {

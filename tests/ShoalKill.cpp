@@ -72,7 +72,7 @@ TEST_F(ShoalKill, randomInstants) {
   Key key;
   Record record;
   U64 longest = 1000;  // us
-  while (kills < 2000) {
+  while (kills < 500) {
     pid_t const child = ::fork();
     if (child == 0) writeUntilKilled(root, random());
     auto const death = Clock::now() + std::chrono::microseconds(100 + random() % longest);
@@ -95,7 +95,7 @@ TEST_F(ShoalKill, randomInstants) {
     ::stat((root + "/t/map").c_str(), &status);
     inodes += status.st_ino != std::exchange(lastInode, status.st_ino);
     // On a slow machine a writer comes less far before its end: it gets longer there.
-    if (kills % 100 == 0 && inodes < kills / 50 && longest < 50000) longest += longest / 2;
+    if (kills % 40 == 0 && inodes < kills / 20 && longest < 20000) longest += longest / 2;
   }
   torn += follower.torn;
   reads += follower.told;

@@ -9,7 +9,7 @@ namespace Simulation {
 
 class FastdropRules {
  public:
-  explicit FastdropRules(Brindle::Sim::Host const & host) : host_(host), records_(host.records()) {}
+  explicit FastdropRules(Brindle::Sim::Host const & host) : records_(host.records()) {}
 
   // The interface on which what comes in by the VLAN comes in, if there is one, and its VRF.
   Nettle::IntfId intfOf(U32 vlan) const;
@@ -35,7 +35,6 @@ class FastdropRules {
   bool fastFailover(Nettle::IntfId intf) const;
   bool isReplaced(ExpectedRoute const & route, U32 vlan) const;
 
-  Brindle::Sim::Host const & host_;
   Brindle::Sim::Records const & records_;
 };
 
