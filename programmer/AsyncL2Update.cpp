@@ -105,9 +105,9 @@ bool AsyncZetMroute::L2Update::issue(ChipInfo & info) {
   info.mtableOifSetPrecommit(chip.mtableOifSet());
   chip.mtableOifSetIs(nullptr);
   if (!hasSet) return false;
+  ZET_ASSERT(info.mtableOifSet(), "ci->mtableOifSet()");
   bool const choosesId = multicastId_ == 0 && route_.key().kind() == mcastGroup_;
   if (choosesId) multicastId_ = chip.doGetMulticastId(info.mtableOifSet());
-  ZET_ASSERT(info.mtableOifSet(), "ci->mtableOifSet()");
   info.oifAllocXactIs(chain_.last());
   if (!hasEntry_) return true;
   if (info.rpfRouteHandle().isNull() && !allocateEntry(info)) return false;

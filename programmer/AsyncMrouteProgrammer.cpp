@@ -60,6 +60,11 @@ void AsyncMrouteRootSm::asyncMrouteSmDel(L3::VrfName vrf) {
   asyncMrouteSm_.del(vrf);
 }
 
+MrouteTable const * AsyncMrouteRootSm::tableOfMachine(L3::VrfName vrf) const {
+  AsyncMrouteSm const * const machine = asyncMrouteSm(vrf);
+  return machine ? machine->mrouteTable().get() : nullptr;
+}
+
 void AsyncMrouteRootSm::machineIs(L3::VrfName vrf, RouteTables const & tables) {
   asyncMrouteSmIs(vrf, {
                            .clock = in_.clock,

@@ -48,7 +48,7 @@ class BRINDLE_API AsyncMrouteRootSm final : public VrfFollower {
     void immediatePass() override { sm()->doMaybeReconcileMfib(); }
   };
 
-  bool hasMachine(L3::VrfName vrf) const override { return asyncMrouteSm_.contains(vrf); }
+  MrouteTable const * tableOfMachine(L3::VrfName vrf) const override;
   void machineIs(L3::VrfName vrf, RouteTables const &) override;
   void machineDel(L3::VrfName vrf) override { asyncMrouteSmDel(vrf); }
   void handleTable(L3::VrfName vrf, MrouteTable * table) override;

@@ -74,6 +74,7 @@ class BRINDLE_API AsyncMrouteSm final : public Zet::Sm, public Zet::HashLink {
   ZetMroute * zetMroute(Key const & k) const { return zetMroute_.find(k); }
   void mrouteIs(Zet::Ptr<Mroute const> const & mroute);
   void mrouteDel(Key const & key);
+  Zet::Ptr<MrouteTable const> const & mrouteTable() const { return in_.tables.mrouteTable; }
   Zet::Ptr<MrouteTable const> const & l2FloodsetTable() const { return in_.tables.l2FloodsetTable; }
   void l2FloodsetTableIs(Zet::Ptr<MrouteTable const> const &);
   void handleFloodset(Key const & key);

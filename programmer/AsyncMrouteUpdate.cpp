@@ -41,30 +41,37 @@ void AsyncZetMroute::Update::run() {
   removeObsolete();
   route_.routeStatusIs();
   ZET_TRACE(8, "Set mfib for route " << route_.key());
-  if (!needsEntry()) {
-    succeedWithoutEntry();
-  } else if (!issue()) {
-    return route_.finishFailureCleanup(chain_.failure());
-  }
+  if (needsEntry() && !issue()) return route_.finishFailureCleanup(chain_.failure());
   route_.oifSet_ = mroute_.oifSet();
   route_.acceptingVlanId_ = mroute_.acceptingVlanId();
   route_.rpaId_ = mroute_.rpaId();
-  // Ahead of the entries beside it, whose failure it would take for its own past.
-  route_.settle(EntryKind::rpf);
-  if (mroute_.notifyingVlanId()) route_.doUpdateFabricMrouteWithNotifyMroute();
-  route_.doUpdateFastdrops(chain_.last());
-  route_.doUpdateFabricMrouteWithNotifyMroute();
-  route_.doUpdateFabricMrouteWithStaticFastdrop();
-  route_.doUpdateFabricMrouteWithFrr();
+  if (needsEntry()) {
+    // Ahead of the entries beside it, whose failure it would take for its own past.
+    bool const isOver = route_.settle(EntryKind::rpf);
+    if (isOver && route_.chipInfo_.empty()) return;  // it has failed
+    issueSideEntries();
+  } else {
+    succeedWithoutEntry();
+  }
   route_.releaseChips();
   route_.doUpdateStatus();
 }
 
-// Nothing can fail and nothing is to be tried again.
+bool AsyncZetMroute::Update::issueSideEntries() {
+  bool ok = true;
+  if (mroute_.notifyingVlanId()) ok &= route_.doUpdateFabricMrouteWithNotifyMroute();
+  route_.doUpdateFastdrops(chain_.last());
+  ok &= route_.doUpdateFabricMrouteWithNotifyMroute();
+  ok &= route_.doUpdateFabricMrouteWithStaticFastdrop();
+  ok &= route_.doUpdateFabricMrouteWithFrr();
+  return ok;
+}
+
+// Only what stands beside it can fail.
 void AsyncZetMroute::Update::succeedWithoutEntry() {
   route_.inProgress_ = false;
-  route_.reasonIs({});
   route_.routeStatusIs().hwFlagsIs(0);
+  if (issueSideEntries()) route_.reasonIs({});
 }
 
 // A route that comes in nowhere has no entry of its own.

@@ -22,6 +22,8 @@ class AsyncZetMroute::Update {
   void removeObsolete();
   void removeLost();
   void succeedWithoutEntry();
+  // False if a chip has refused one that is tried again.
+  bool issueSideEntries();
   // False if a chip has refused.
   bool issue();
   bool issue(U32 position, AsyncSwitchChip &);

@@ -143,33 +143,35 @@ void AsyncZetMroute::doForgetXacts(EntryKind kind) {
 
 // --- Notify, persistent fastdrop, fast-reroute
 
-void AsyncZetMroute::doUpdateFabricMrouteWithNotifyMroute() {
-  doUpdateFabricWith(specialRoute(EntryKind::notify));
+bool AsyncZetMroute::doUpdateFabricMrouteWithNotifyMroute() {
+  return doUpdateFabricWith(specialRoute(EntryKind::notify));
 }
 
-void AsyncZetMroute::doUpdateFabricMrouteWithStaticFastdrop() {
-  doUpdateFabricWith(specialRoute(EntryKind::staticFastdrop));
+bool AsyncZetMroute::doUpdateFabricMrouteWithStaticFastdrop() {
+  return doUpdateFabricWith(specialRoute(EntryKind::staticFastdrop));
 }
 
-void AsyncZetMroute::doUpdateFabricMrouteWithFrr() {
-  doUpdateFabricWith(specialRoute(EntryKind::frr));
+bool AsyncZetMroute::doUpdateFabricMrouteWithFrr() {
+  return doUpdateFabricWith(specialRoute(EntryKind::frr));
 }
 
-void AsyncZetMroute::doUpdateFabricWith(SpecialRoute const & special) {
-  if (!sm()->initialized() || mroute_->version() == 0) return;
+bool AsyncZetMroute::doUpdateFabricWith(SpecialRoute const & special) {
+  if (!sm()->initialized() || mroute_->version() == 0) return true;
   ZET_ASSERT(key().kind() == Routing::Multicast::Fib::mroute_,
              "mroute->key().kind() == Routing::Multicast::Fib::mroute_");
   VlanIdOrNone const vlan = (mroute_.get()->*special.vlan)();
   Zet::Ptr<OifSet> const & set = (mroute_.get()->*special.oifSet)();
-  if (!vlan || !set) return;  // no chip can be asked for a set that is not computed yet
-  ZET_TRACE(8, "Programming route " << key());
+  if (!vlan || !set) return true;  // no chip can be asked for a set that is not computed yet
+  ZET_TRACE(8, "Programming route " << key() << " on vlan " << vlan);
   ZET_TRACE(8, traces[special.index()].programming << vlan);
   (routeStatusIs().*special.intfIdIs)({});  // until the chips have confirmed
   XactChain chain(false);
   if (!doProgram({special.kind, VlanId(vlan), set, special.fastdrop, special.frrRoute}, chain)) {
-    return handleSpecialXactFailure(special, chain.failure());
+    handleSpecialXactFailure(special, chain.failure());
+    return false;
   }
   releaseChips();
+  return !hasFailed(special.kind);
 }
 
 void AsyncZetMroute::completeSpecial(SpecialRoute const & special) {

@@ -134,7 +134,9 @@ bool AsyncZetMroute::doDeleteRouteStatus() {
     RouteStatusWriter const & writer = sm()->statusWriter();
     Zet::Ptr<RouteStatus> const status = writer.routeStatus(key());
     writer.routeStatusDel(key());
-    return status && status->hwFlags() == 0;
+    bool const freed = status && status->hwFlags() == 0;
+    ZET_TRACE(8, "Route status for " << key() << " deleted: " << freed);
+    return freed;
   }
   bool const isProcessed =
       mroute_->acceptingVlanId() || mroute_->rpaId() != Shoal::Multicast::Fib::rpaNone;

@@ -70,7 +70,10 @@ void AsyncZetMroute::doRetry() {
 
 void AsyncZetMroute::handleDel() {
   if (!sm()->initialized()) return;
-  if (sm()->testKill()) return reasonIs({});
+  if (sm()->testKill()) {
+    doLeaveBehind();
+    return reasonIs({});
+  }
   SKEIN("AsyncZetMroute::handleDel", key());
   ZET_TRACE(8, "Deleting route " << key());
   for (ChipInfo & info : chipInfo_) info.doDeleteAll();
@@ -149,7 +152,9 @@ bool AsyncZetMroute::hasSucceeded(EntryKind kind) const {
     };
     if (kind == EntryKind::rpf) {
       bool const hasIngress = info.chip().needIngressProgramming(key().kind());
-      decide(hasIngress ? info.setIngressXact() : info.oifAllocXact());
+      PendingXact const & last = hasIngress ? info.setIngressXact() : info.oifAllocXact();
+      decide(last);
+      all &= static_cast<bool>(last);  // not out yet, or a chip has thrown
     }
     for (AsyncVlanInfo const & v : info.entries()) {
       if (v.kind == kind) decide(v.setIngressXact);
@@ -189,8 +194,8 @@ void AsyncZetMroute::handleXact(EntryKind kind, bool ingress, Keel::Xact const &
   if (!target() || busy_) return;
   ZET_TRACE(8, key() << xactTraces[static_cast<U32>(kind)][ingress] << xact.id() << " result "
                      << xact.result());
-  bool const isSet = kind == EntryKind::rpf && !ingress;
-  if (isSet && chipInfo_[0].chip().needIngressProgramming(key().kind())) {
+  bool const hasSet = kind == EntryKind::rpf && !ingress && xact.result() == XactResult::success;
+  if (hasSet && chipInfo_[0].chip().needIngressProgramming(key().kind())) {
     ZET_TRACE(8, "Programming is succcessful but also needingressProgramming " << key());
   }
   Busy const busy(*this);
@@ -229,8 +234,8 @@ void AsyncZetMroute::settleAll() {
   }
 }
 
-void AsyncZetMroute::endBusy() {
-  if (target()) settleAll();
+void AsyncZetMroute::endBusy(bool isUnwinding) {
+  if (target() && !isUnwinding) settleAll();
   busy_ = false;
   if (!target()) return;
   for (EntryKind kind : allKinds) {

@@ -17,6 +17,8 @@
 // the route stays; only a fastdrop leaves no reason.
 #pragma once
 
+#include <exception>
+
 #include "model/Mroute.h"
 #include "platform/Reactor.h"
 #include "programmer/AsyncChipInfo.h"
@@ -59,9 +61,10 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   // Programming
   void doUpdateFabricMroute();
   void doUpdateFabricL2Group();
-  void doUpdateFabricMrouteWithNotifyMroute();
-  void doUpdateFabricMrouteWithStaticFastdrop();
-  void doUpdateFabricMrouteWithFrr();
+  // False if a chip has refused.
+  bool doUpdateFabricMrouteWithNotifyMroute();
+  bool doUpdateFabricMrouteWithStaticFastdrop();
+  bool doUpdateFabricMrouteWithFrr();
   // The same again for what failed or was kept back.
   void doRetry();
 
@@ -108,8 +111,9 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
     explicit Busy(AsyncZetMroute & route) : route_(&route), outermost_(!route.busy_) {
       route.busy_ = true;
     }
-    ~Busy() {
-      if (outermost_) route_->endBusy();
+    // May throw what a chip throws, unless it has thrown already.
+    ~Busy() noexcept(false) {
+      if (outermost_) route_->endBusy(std::uncaught_exceptions() > exceptions_);
     }
     Busy(Busy const &) = delete;
     Busy & operator=(Busy const &) = delete;
@@ -117,6 +121,7 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
    private:
     Zet::Ptr<AsyncZetMroute> const route_;
     bool const outermost_;
+    int const exceptions_ = std::uncaught_exceptions();
   };
   using RouteStatus = Routing::Multicast::Fib::Hardware::RouteStatus;
 
@@ -133,11 +138,12 @@ class BRINDLE_API AsyncZetMroute final : public Zet::Reactor<RouteVersion const,
   // True if something did.
   bool settle(EntryKind);
   void settleAll();
-  void endBusy();
+  // With an exception under way no more outcomes are looked at.
+  void endBusy(bool isUnwinding);
   void complete();
 
   // Entries beside the route's own
-  void doUpdateFabricWith(SpecialRoute const &);
+  bool doUpdateFabricWith(SpecialRoute const &);
   // On all chips. False if one has refused.
   bool doProgram(EntryWish const &, XactChain &);
   bool doProgram(EntryWish const &, ChipInfo &, XactChain &);

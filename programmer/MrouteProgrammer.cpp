@@ -8,6 +8,11 @@ MrouteRootSm::MrouteRootSm(Inputs const & in) : VrfFollower(in.mrouteTableColl, 
   doFollow();
 }
 
+MrouteTable const * MrouteRootSm::tableOfMachine(L3::VrfName vrf) const {
+  MrouteSm const * const machine = mrouteSm(vrf);
+  return machine ? machine->mrouteTable().get() : nullptr;
+}
+
 void MrouteRootSm::machineIs(L3::VrfName vrf, RouteTables const & tables) {
   mrouteSm_.insert(mrouteSmFactory(vrf, MrouteSm::Inputs{
                                             .clock = in_.clock,

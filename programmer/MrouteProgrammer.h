@@ -31,7 +31,7 @@ class BRINDLE_API MrouteRootSm final : public VrfFollower {
   MrouteSm * mrouteSm(L3::VrfName vrf) const { return mrouteSm_.find(vrf); }
 
  private:
-  bool hasMachine(L3::VrfName vrf) const override { return mrouteSm_.contains(vrf); }
+  MrouteTable const * tableOfMachine(L3::VrfName vrf) const override;
   void machineIs(L3::VrfName vrf, RouteTables const &) override;
   void machineDel(L3::VrfName vrf) override;
 

@@ -66,6 +66,7 @@ class BRINDLE_API MrouteSm final : public Zet::Sm, public Zet::HashLink {
   void chipIs(Zet::Ptr<SwitchChip> const & chip);
   void chipDel(Zet::Name name);
 
+  Zet::Ptr<MrouteTable const> const & mrouteTable() const { return in_.tables.mrouteTable; }
   // Routes, those of the L2 table among them
   auto const & zetMroute() const { return zetMroute_; }
   void mrouteIs(Zet::Ptr<Mroute const> const & mroute);

@@ -30,7 +30,8 @@ class BRINDLE_API VrfFollower : public Zet::Sm {
     zetMrouteTableColl_.attach(mrouteTableColl_);
   }
 
-  virtual bool hasMachine(L3::VrfName vrf) const = 0;
+  // The route table that the VRF's machine works on; null if there is no machine.
+  virtual MrouteTable const * tableOfMachine(L3::VrfName vrf) const = 0;
   virtual void machineIs(L3::VrfName vrf, RouteTables const &) = 0;
   virtual void machineDel(L3::VrfName vrf) = 0;
   // After the machine of the VRF has come or gone; after the table of L2 routes has.

@@ -3,6 +3,7 @@
 // the set that it points at.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -27,8 +28,8 @@ class AsyncChip final : public Brindle::SimAsyncSwitchChip {
   // Where calls are told, as "A set", "A route 10", "A point 1", "A delete 1".
   std::vector<std::string> * calls = nullptr;
 
-  // Ends the transactions of other entries, as failed, inside each deletion.
-  bool cancelsInDelete = false;
+  // What a driver does inside the calls that delete entries, and those that point them at sets.
+  std::function<void()> inDelete, inPoint;
 
   // What an entry points at; the programmer alone keeps it alive.
   std::map<U32, Brindle::SimMtableOifSet *> points;
@@ -62,6 +63,7 @@ class AsyncChip final : public Brindle::SimAsyncSwitchChip {
   }
   XactPtr doSetMtableOifSet(Handle handle, Set const & set, XactPtr const & blocking) override {
     tell("point", handle.value);
+    if (inPoint) inPoint();
     bool const fails = isStepToFail();
     if (fails && !failsLater) {
       mrouteFailureReasonIs(immediateIngressFailureReason());
@@ -79,7 +81,7 @@ class AsyncChip final : public Brindle::SimAsyncSwitchChip {
     tell("delete", handle.value);
     SimAsyncSwitchChip::doDeleteRoute(handle);
     points.erase(handle.value);
-    if (cancelsInDelete) doSetAllIngressXacts(Result::failure, true);
+    if (inDelete) inDelete();
   }
   bool needIngressProgramming(RouteKeyType kind) const override {
     using namespace Routing::Multicast::Fib;

@@ -60,6 +60,17 @@ TEST_F(AsyncFailures, TheOperatorHearsOfTheFirstAndTheLast) {
   EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_NORMAL");
   EXPECT_FALSE(mfib->hwResourceFull());
 
+  // Of a route without an input, too, of which only the notify entry fails.
+  chip("A").maxRouteHandlesIs(0);
+  route(4).notifyingVlanIdIs(VlanIdOrNone(20));
+  route(4).notifyOifSetIs(set({3}));
+  publish(4, 0, {1});
+  settle(3);
+  EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_FULL");
+  chip("A").maxRouteHandlesIs(10);
+  settle(3);
+  EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_NORMAL");
+
   // A VRF that goes takes its failures with it.
   chip("A").maxRouteHandlesIs(0);
   coll->vrfMrouteTableIs("red");

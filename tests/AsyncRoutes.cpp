@@ -221,10 +221,14 @@ TEST_F(AsyncRoutes, WhatIsPublishedIsWhatTheChipsHaveConfirmed) {
   EXPECT_EQ(sm().l2Status()->vlanStatus(VlanId(5))->vlanFloodsetOifSet(), set({1}));
 }
 
-// A driver may end what an entry waits for when it deletes another one.
-TEST_F(AsyncRoutes, ADeletionThatEndsOtherTransactionsIsSurvived) {
+// A driver may end what an entry waits for when it deletes another one, or points it elsewhere.
+TEST_F(AsyncRoutes, ACallThatEndsOtherTransactionsIsSurvived) {
   chips({"A", "B"});
-  chip("A").cancelsInDelete = chip("B").cancelsInDelete = true;
+  auto const cancel = [](AsyncChip & chip) {
+    return [&chip] { chip.doSetAllIngressXacts(Keel::XactResult::failure, true); };
+  };
+  chip("A").inDelete = cancel(chip("A"));
+  chip("B").inDelete = cancel(chip("B"));
   route(1).notifyingVlanIdIs(VlanIdOrNone(20));
   route(1).notifyOifSetIs(set({3}));
   route(1).fastdropIs(VlanId(30), set({4}));
@@ -232,10 +236,32 @@ TEST_F(AsyncRoutes, ADeletionThatEndsOtherTransactionsIsSurvived) {
   chip("B").doSetAllIngressXacts(Keel::XactResult::failure, true);
   EXPECT_EQ(entries("A") + entries("B"), "");
   EXPECT_EQ(failed(), "1:route entries 0x100");
-  chip("A").cancelsInDelete = chip("B").cancelsInDelete = false;
+  chip("A").inDelete = chip("B").inDelete = nullptr;
   recover(2);
   EXPECT_EQ(failed(), "");
   EXPECT_EQ(entries("A"), entries("B"));
+
+  // What stands beside a route does not go in once the route has failed.
+  chip("B").inPoint = cancel(chip("A"));
+  takeCalls();
+  publish(1, 11, {1});
+  EXPECT_EQ(takeCalls(),
+            "A set, A delete 6, A route 11, A point 7, B set, B delete 6, B route 11, "
+            "B point 7, A delete 4, A delete 7, A delete 5, B delete 4, B delete 7, "
+            "B delete 5");
+  EXPECT_EQ(entries("A") + entries("B"), "");
+  chip("B").inPoint = nullptr;
+  recover(2);
+}
+
+// A driver without an operation throws. What has begun is not taken for finished.
+TEST_F(AsyncRoutes, AChipThatThrowsLeavesTheRouteUnfinished) {
+  chips({"A", "B"});
+  chip("A").answersAtOnce = true;
+  chip("B").inPoint = [] { throw Zet::Exception("no such operation"); };
+  publish(1, 10, {1});
+  EXPECT_TRUE(zet(1).inProgress());
+  EXPECT_FALSE(status(1)->acceptingIntfId());
 }
 
 TEST_F(AsyncRoutes, ADirtyRouteIsLeftToTheResolver) {

@@ -23,6 +23,30 @@ TEST_F(ProgrammerFrame, AMachineLivesAsLongAsTheTableOfItsVrf) {
   leavesEntries = true;
 }
 
+// Somebody else may make the table anew before the programmer has heard of its end.
+TEST_F(ProgrammerFrame, AMachineDoesNotOutliveATableThatWasMadeAnew) {
+  struct Maker final : Zet::Reactor<Brindle::MrouteTableColl, Zet::Sm> {
+    using Reactor::Reactor;
+    void onVrfMrouteTable(L3::VrfName const & vrf) override {
+      if (!target()->vrfMrouteTable(vrf)) target()->vrfMrouteTableIs(vrf);
+    }
+  };
+  programmer->rootSmDel();
+  Zet::Sm owner;
+  Zet::ReactorPtr<Maker> maker(&owner);
+  maker.attach(coll);
+  start();
+  chip("A");
+  publish(*coll->vrfMrouteTableIs("red")->mrouteIs(key(1)), 10, {1});
+  coll->vrfMrouteTableDel("red");
+  EXPECT_EQ(sm("red").mrouteTable(), coll->vrfMrouteTable("red"));
+  EXPECT_TRUE(sm("red").zetMroute().empty());
+  publish(*coll->vrfMrouteTable("red")->mrouteIs(key(2)), 10, {1});
+  EXPECT_EQ(sm("red").zetMroute().size(), 1u);
+  maker.attach(nullptr);
+  leavesEntries = true;
+}
+
 TEST_F(ProgrammerFrame, OnlyTheDefaultVrfProgramsL2Routes) {
   chip("A");
   coll->vrfMrouteTableIs("red");
