@@ -23,11 +23,12 @@ std::string after(Words const & words, char const * word) {
   return at == words.end() || at + 1 == words.end() ? "" : at[1];
 }
 
-// Tables of the VRF are read no more, if only for a moment.
-bool endsReading(Words const & words, L3::VrfName vrf) {
+// Tables of the VRF are read no more, or will be, a while later than others.
+bool isReadAnew(Words const & words, L3::VrfName vrf) {
   if (words.size() < 2) return false;
   std::string const verb = words[0] + " " + words[1];
-  if (words[0] == "detach") return vrfOf(words[1]) == vrf;
+  if (words[0] == "detach" || words[0] == "attach") return vrfOf(words[1]) == vrf;
+  if (verb == "publisher start") return vrfOf(words.at(2)) == vrf;
   if (verb == "vrf del") return words.at(2) == vrf.view();
   if (verb == "ip routing" || verb == "ip multicast-routing") {
     std::string const named = after(words, "vrf");
@@ -87,7 +88,7 @@ void FastdropHistory::disturb(bool byReview) {
 // tables is taken in from each of them in turn.
 void FastdropHistory::noteUnread(Words const & words) {
   for (auto & [name, route] : routes_) {
-    if (endsReading(words, name.vrf)) glimpse(name, nullptr);
+    if (isReadAnew(words, name.vrf)) glimpse(name, nullptr);
   }
 }
 
@@ -140,7 +141,10 @@ void FastdropHistory::fail(L3::VrfName vrf, Stream const & stream) {
     route = standing(name);
     if (!route) return;
   }
-  if (isLeft(name)) return mayMake(name, stream.vlan);
+  if (isLeft(name)) {
+    loseSight(name.vrf, routes_[name]);
+    return mayMake(name, stream.vlan);
+  }
   using Record = Shoal::Multicast::Fib::Route;
   if (name.key.isStarG() && !(route->record.flags() & Record::installStarG)) return;
   fail(name, *route, stream.vlan);
@@ -181,6 +185,12 @@ void FastdropHistory::make(RouteName const & name, ExpectedRoute const & route, 
   forget(name, true);
   vrfs_[name.vrf].poll = span() + host_.root().mira(name.vrf)->fastdropPollingInterval();
   if (model.backup) model.hadBackup = model.backup;
+}
+
+// A route that is left as it is may be computed after all.
+void FastdropHistory::loseSight(L3::VrfName vrf, Route & model) {
+  for (auto & [vlan, drop] : model.drops) drop.sure = false;
+  if (!model.drops.empty()) doubt(vrfs_[vrf].limit, before_, true);
 }
 
 // The route is computed, as it is at rest.

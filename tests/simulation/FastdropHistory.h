@@ -114,6 +114,7 @@ class FastdropHistory {
   void fail(RouteName const & name, ExpectedRoute const & route, U32 vlan);
   void failUnknown(L3::VrfName vrf, Stream const & stream, Line const & line);
   void make(RouteName const & name, ExpectedRoute const & route, U32 vlan);
+  void loseSight(L3::VrfName vrf, Route & model);
   void forget(RouteName const & name, bool sure);
   void mayMake(RouteName const & name, U32 vlan);
   void traffic(Line const & line);

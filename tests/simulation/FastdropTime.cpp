@@ -76,6 +76,7 @@ void FastdropHistory::poll(L3::VrfName vrf, Vrf & state) {
       gone |= age(name, route, vlan, at, sure);
       mayBeGone |= route.drops.count(vlan) && !route.drops[vlan].sure;
     }
+    if (mayBeGone && isLeft(name)) loseSight(vrf, route);
     if (atRest_ && (gone || mayBeGone)) forget(name, gone);
   }
   Seconds const interval = host_.root().mira(vrf)->fastdropPollingInterval();
