@@ -22,7 +22,9 @@ std::string joined(std::vector<std::string> const & words) {
 
 void start(Host & host, Arguments const &) { host.start(); }
 
-void settle(Host & host, Arguments const &) { host.settle(); }
+void settle(Host & host, Arguments const & arguments) {
+  host.settle(arguments.given("SECONDS") ? arguments.seconds() : Host::longestSettling);
+}
 
 void clockAdvance(Host & host, Arguments const & arguments) { host.advance(arguments.seconds()); }
 
@@ -92,7 +94,8 @@ void quit(Host & host, Arguments const &) { host.finishedIs(true); }
 
 constexpr Command<Host> rows[] = {
     {"start", "Start the library on the switch; what needs it starts it, too.", start},
-    {"settle", "Let everything happen that is under way.", settle},
+    {"settle [SECONDS]", "Let everything happen that is under way, for so long (60) at the most.",
+     settle},
     {"clock advance SECONDS", "Move the simulated clock on.", clockAdvance},
     {"clock read-cost SECONDS",
      "Move the simulated clock by so much with each read, so that work is cut into small slices.",

@@ -18,9 +18,6 @@ namespace {
 constexpr U32 firstInternalVlan = 1006;
 // Reviews and retries are at most a second apart; what is due later is waiting for something.
 constexpr Zet::Seconds nearFuture = 2;
-// What goes on for longer does so for ever: a route is tried again each second where its own entry
-// finds room and one beside it does not.
-constexpr Zet::Seconds longestSettling = 60;
 
 // Answers for the chips as the commands say.
 class Helper final : public MiraHelper {
@@ -189,7 +186,7 @@ void Host::followRealTimeIs(bool v) {
 
 void Host::advance(Zet::Seconds time) {
   start();
-  Zet::activityManager()->runFor(time);
+  runUntil(now() + time, now() + time + longestSettling);
   if (interrupted()) throw CommandError("interrupted");
 }
 
@@ -198,20 +195,30 @@ void Host::turns(U32 most) {
   while (most > 0 && Zet::activityManager()->runOnce(false)) --most;
 }
 
-void Host::settle() {
+void Host::settle(Zet::Seconds longest) {
   start();
-  auto const & loop = Zet::activityManager();
-  Zet::Seconds const end = now() + longestSettling;
-  loop->runUntilQuiet();
+  Zet::Seconds const end = now() + longest;
+  runUntil(now(), end);
   auto const horizon = [&] {
     bool const answersCome = hardware_->nextAnswer() != Zet::Clock::never;
     return answersCome ? end : std::min(now() + nearFuture, end);
   };
-  while (clock_->earliest() <= horizon() && !interrupted()) {
-    loop->runUntil(clock_->earliest());
-    loop->runUntilQuiet();
+  while (clock_->earliest() <= horizon() && now() <= end && !interrupted()) {
+    runUntil(clock_->earliest(), end);
   }
   if (interrupted()) throw CommandError("interrupted");
+}
+
+// Runs to a time and on until nothing is due. Where reading the clock takes time there may always
+// be something: then it ends all the same.
+void Host::runUntil(Zet::Seconds time, Zet::Seconds end) {
+  auto const & loop = Zet::activityManager();
+  if (followsRealTime_) return loop->runUntil(time);
+  while (!interrupted() && now() <= end) {
+    if (loop->runOnce(false)) continue;
+    if (now() >= time) return;
+    clock_->doMoveTo(std::min(clock_->earliest(), time));
+  }
 }
 
 void Host::runUntilReadable(int fd) {

@@ -29,6 +29,10 @@ class Watch;
 
 class Host {
  public:
+  // What goes on for longer does so for ever: a route is tried again each second where its own
+  // entry finds room and one beside it does not.
+  static constexpr Zet::Seconds longestSettling = 60;
+
   // What the library is started with.
   struct Settings {
     Nettle::AddressFamily af = Nettle::ipv4();
@@ -76,8 +80,8 @@ class Host {
   // At most so many turns of the loop, at the present time.
   void turns(U32 most);
   // Lets everything happen that is under way: takes in what publishers wrote, and moves the clock
-  // on as long as the next due time is near.
-  void settle();
+  // on as long as the next due time is near, but not for longer than that.
+  void settle(Zet::Seconds longest = longestSettling);
   Zet::Seconds now() const { return clock_->shown(); }
   // How far each read of the simulated clock moves it: time budgets run out by it.
   void readCostIs(Zet::Seconds cost) { clock_->readCostIs(cost); }
@@ -163,6 +167,7 @@ class Host {
   Hardware::Inputs hardwareInputs();
   void startResolver();
   void setGate(MiraRoot & root) const;
+  void runUntil(Zet::Seconds time, Zet::Seconds end);
   void handleVteps();
   void tellEnvironment() const;
 
