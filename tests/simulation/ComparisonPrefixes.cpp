@@ -39,9 +39,11 @@ PrefixComparison::PrefixComparison(Brindle::Sim::Host const & host, PrefixOracle
       failuresExpected_(failuresExpected) {
   for (auto const & [intf, expected] : oracle.intfs()) compareIntf(intf, expected);
   compareMap();
-  compareRoom();
-  compareRetry();
-  for (Chip const * chip : host.chips()) compareChip(*chip);
+  if (host.prefixProgrammer()) {
+    compareRoom();
+    compareRetry();
+    for (Chip const * chip : host.chips()) compareChip(*chip);
+  }
   compareWaiting();
   compareHeldBack();
 }
@@ -250,6 +252,8 @@ std::string leftSubnets(Brindle::Sim::Host const & host, PrefixOracle const & or
   for (auto i = map.begin(); i; i.advance()) {
     if (!oracle.abandoned(i.value())) add(textOf(i.key().prefix, i.value()) + " is left");
   }
+  for (auto const & [where, route] : oracle.waiting()) add(where.second.pretty() + " waits");
+  if (!host.prefixProgrammer()) return out;
   auto const & programmer = *host.prefixProgrammer();
   for (auto i = programmer.mrouteInfo().begin(); i; i.advance()) {
     if (oracle.abandoned(i->key().intfId)) continue;
@@ -258,7 +262,6 @@ std::string leftSubnets(Brindle::Sim::Host const & host, PrefixOracle const & or
   for (auto i = programmer.unprogrammedRoute().begin(); i; i.advance()) {
     add(Zet::textOf(i.key()) + " waits for room");
   }
-  for (auto const & [where, route] : oracle.waiting()) add(where.second.pretty() + " waits");
   return out;
 }
 

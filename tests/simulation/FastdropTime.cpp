@@ -90,17 +90,19 @@ void FastdropHistory::poll(L3::VrfName vrf, Vrf & state) {
 }
 
 // True if the drop surely goes. It does if no chip holds it, if it is where the backup was, or if
-// nothing has come for two polls.
+// nothing has come for two polls. Where chips answer later nobody knows since when they hold it.
 bool FastdropHistory::age(RouteName const & name, Route & route, U32 vlan, Span at, bool sure) {
   Drop & drop = route.drops[vlan];
   bool const here = static_cast<bool>(rules_.intfOf(vlan));
-  bool const lacks = drop.published == Drop::no;
+  bool const later = chipsAnswerLater(host_);
+  bool const lacks = !later && drop.published == Drop::no;
   Seconds const limit = 2.0 * host_.root().mira(name.vrf)->fastdropPollingInterval() - slack;
-  bool const idle = !drop.seenAnew && !isRetried(name) && at.first - drop.seen.last >= limit;
-  bool const goes = !here || lacks || idle || route.hadBackup == vlan;
-  bool const mayGo = goes || drop.published != Drop::yes || at.last - drop.seen.first >= limit ||
-                     route.mayHaveHadBackup.count(vlan) != 0;
   bool const known = sure && drop.sure && !isLeft(name);
+  bool const fresh = later || drop.seenAnew || isRetried(name);
+  bool const idle = !fresh && at.first - drop.seen.last >= limit;
+  bool const goes = !here || lacks || idle || route.hadBackup == vlan;
+  bool const mayGo = goes || later || drop.published != Drop::yes ||
+                     at.last - drop.seen.first >= limit || route.mayHaveHadBackup.count(vlan) != 0;
   if (mayGo && !(goes && known)) {
     drop.sure = false;
     doubt(vrfs_[name.vrf].limit, at.first, true);

@@ -16,6 +16,8 @@ Bridging::VlanId vlanOf(std::string const & word) {
 // --- Lines
 
 void FloodsetWatch::before(std::vector<std::string> const & words) {
+  // The driver takes out what an earlier life has left.
+  if (words[0] == "programmer") return active_.clear();
   bool const del = words.size() == 3 && words[0] == "chip" && words[1] == "del";
   if (!del) return;
   for (Chip * chip : host_.chips()) {
@@ -41,7 +43,8 @@ void FloodsetWatch::note(std::vector<std::string> const & words, bool mayFail) {
 // A floodset that a chip refuses keeps its old entries, unless the platform wants it otherwise.
 bool FloodsetWatch::mayLeave(Key const & key) const {
   if (!host_.routeTables().l2FloodsetTable()->mroute(key)) return true;
-  bool const kept = key.kind() == vlanFloodset_ || key.kind() == multicastFloodset_;
+  bool const ofVlan = key.kind() == vlanFloodset_ || key.kind() == multicastFloodset_;
+  bool const kept = ofVlan && !chipsAnswerLater(host_);
   return mayFail_ && (!kept || host_.records().hardware->deleteL2RouteOnFailure());
 }
 

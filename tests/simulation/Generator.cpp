@@ -6,6 +6,7 @@ std::vector<std::string> Generator::script() {
   configure();
   addChips();
   weigh();
+  weighAsync();
   calm_ = random_.percent(20);
   bool const early = random_.percent(50);
   if (early) startPublishers();
@@ -26,6 +27,7 @@ std::vector<std::string> Generator::script() {
 // What is to be said before the start.
 void Generator::configure() {
   add("tables private");
+  configureAsync();
   v6_ = random_.percent(12);
   if (v6_) add("hw family ipv6");
   add({"lag operation ", random_.of({"pass", "expand", "designated"})});
@@ -58,8 +60,8 @@ void Generator::addChips() {
   for (U32 i = 0; i < chips_; ++i) {
     std::string line = "chip add c" + std::to_string(i);
     if (routeFaults_ || setFaults_) {
-      line += " routes " + std::to_string(routeFaults_ ? random_.between(2, 20) : 100000);
-      line += " sets " + std::to_string(setFaults_ ? random_.between(4, 60) : 100000);
+      line += " routes " + (routeFaults_ ? std::to_string(random_.between(2, 20)) : plenty());
+      line += " sets " + (setFaults_ ? std::to_string(random_.between(4, 60)) : plenty());
     }
     add({line, " ports ", ports(), " ", ports(), " ", ports()});
   }
@@ -110,28 +112,34 @@ void Generator::startPublishers() {
 
 // What one event does not bring about in a calm seed no other one does behind it.
 void Generator::burst() {
-  for (U32 i = calm_ || random_.percent(30) ? 1 : random_.between(2, 25); i > 0; --i) event();
+  for (U32 i = calm_ || random_.percent(30) ? 1 : random_.between(2, 25); i > 0; --i) {
+    event();
+    asyncEvent();
+  }
   add("settle");
 }
 
 void Generator::heal() {
+  healing_ = true;
   for (U32 i = 0; i < chips_; ++i) {
     auto const line = [&](char const * verb, std::string const & rest) {
       add({std::string("chip "), verb, " c", std::to_string(i), rest});
     };
     line("refuse", " routes 0");
     line("refuse", " sets 0");
-    line("set", " routes 100000");
-    line("set", " sets 100000");
+    line("set", " routes " + plenty());
+    line("set", " sets " + plenty());
     line("free", "");
     if (random_.percent(50)) line("kick", "");
   }
+  healAsync();
   add("settle");
   // What a chip refused that has gone is tried again with the next computation only.
   if (!lateChips_) add("echo healed");
   add("review all");
   add("settle");
   add("echo healed");
+  healing_ = false;
 }
 
 void Generator::tearDown() {
@@ -161,6 +169,7 @@ void Generator::tearDown() {
     if (random_.percent(30)) last.push_back("ip addr del " + address + " dev " + intf);
   }
   random_.shuffle(last);
+  tearDownAsync();
   for (auto const & line : last) {
     add(line);
     if (random_.percent(15)) add("settle");

@@ -18,7 +18,7 @@ namespace Simulation {
 
 class Generator {
  public:
-  explicit Generator(U64 seed) : random_(seed) {}
+  explicit Generator(U64 seed);
 
   std::vector<std::string> script();
 
@@ -54,7 +54,9 @@ class Generator {
   // Parts of a line. A list, since its parts are made in their order; operands of + need not be.
   using Parts = std::initializer_list<std::string>;
   void add(Parts parts);
-  void add(std::string const & line) { lines_.push_back(line); }
+  void add(std::string const & line) {
+    lines_.push_back(line == "settle" && settlesBriefly() ? "settle 5" : line);
+  }
 
   // Events
   void vlanAdd();
@@ -158,6 +160,26 @@ class Generator {
   void fastdropEpisode();
   void backupGone();
 
+  // Events of chips that answer later, and of programmers
+  void configureAsync();
+  void weighAsync();
+  void asyncEvent();
+  void healAsync();
+  void tearDownAsync();
+  void chipAnswers();
+  void xactAll();
+  void xactOne();
+  void chipFail();
+  void chipLimit();
+  void review();
+  void programmerLife();
+  std::string laterChip();
+  std::string result();
+  // Where chips answer later and fail, a settle lasts as long as it may.
+  bool settlesBriefly() { return async_ && !healing_ && later_.percent(90); }
+  // More than any seed needs. What answers later counts in fewer bits.
+  std::string plenty() const { return async_ ? "60000" : "100000"; }
+
   // Words
   std::string vlan();
   std::string port();
@@ -209,6 +231,14 @@ class Generator {
   std::set<std::string> stopped_;  // tables without a publisher
   bool subnets_ = false;
   std::vector<std::pair<std::string, std::string>> addresses_;  // each with its interface
+  Random later_;
+  std::vector<Event> asyncEvents_;
+  U32 asyncWeight_ = 0;
+  bool async_ = false;
+  bool asyncFaults_ = false;
+  bool programmerDies_ = false;
+  bool killed_ = false;
+  bool healing_ = false;
 };
 
 }  // namespace Simulation

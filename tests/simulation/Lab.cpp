@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/ShoalFiles.h"
+#include "tests/simulation/ComparisonCounters.h"
 #include "tests/simulation/ComparisonFloodsets.h"
 #include "tests/simulation/ComparisonPrefixes.h"
 
@@ -24,7 +25,8 @@ bool Lab::run(std::string const & line) {
   }
   note(words);
   fastdrops_.follow({words, out_.str(), before, [this] { return expectedRoutes(); }});
-  if (words[0] == "settle" || line == healed || line == emptied) compare();
+  if (words[0] == "settle" || line == healed || line == emptied) compare(line == healed);
+  wrong_ += miscounted(host_);
   wrong_ += fastdrops_.takeDifferences();
   if (wrong_.empty() && line == emptied) compareLeftovers();
   traceText(out_.str());
@@ -52,12 +54,14 @@ void Lab::note(std::vector<std::string> const & words) {
     reviewed_ = false;
   }
   bool const sized = std::find(words.begin(), words.end(), "routes") != words.end();
-  if (verb == "chip refuse" || verb == "chip set" || (verb == "chip add" && sized)) {
+  bool const mayFail = std::find(words.begin(), words.end(), "fail") != words.end();
+  if (mayFail || verb == "chip limit" || verb == "chip refuse" || verb == "chip set" ||
+      (verb == "chip add" && sized)) {
     failuresExpected_ = true;
   }
   if (verb == "echo healed") failuresExpected_ = false;
   if (verb == "review all") reviewed_ = true;
-  if (verb == "settle" && reviewed_) {
+  if (words[0] == "settle" && reviewed_) {
     lateChips_.clear();
     chipsGone_ = false;
   }
@@ -72,7 +76,7 @@ std::map<RouteName, ExpectedRoute> Lab::expectedRoutes() const {
   return routes;
 }
 
-void Lab::compare() {
+void Lab::compare(bool isHealed) {
   auto const tables = publishers_.read(host_.tables());
   PrefixOracle const subnets(host_, tables, prefixHistory_);
   Oracle const oracle(host_, tables);
@@ -85,8 +89,10 @@ void Lab::compare() {
       host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
       {lateChips_, failuresExpected_, floodsetWatch_.keepingChanged()});
   PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables, failuresExpected_);
-  wrong_ = comparison.differences() + floodsets.differences() + floodsetWatch_.takeDifferences() +
-           prefixes.differences();
+  AsyncComparison const later(host_, {lateChips_, failuresExpected_, isHealed, forgotten_});
+  forgotten_ = later.forgotten();
+  wrong_ = comparison.differences() + later.differences() + floodsets.differences() +
+           floodsetWatch_.takeDifferences() + prefixes.differences();
   traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown());
   unnoticed_ = comparison.unnoticed();
   ++comparisons_;

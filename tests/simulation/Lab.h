@@ -10,6 +10,7 @@
 #include "sim/Commands.h"
 #include "sim/Host.h"
 #include "tests/simulation/Comparison.h"
+#include "tests/simulation/ComparisonAsync.h"
 #include "tests/simulation/FastdropHistory.h"
 #include "tests/simulation/FloodsetWatch.h"
 #include "tests/simulation/PrefixHistory.h"
@@ -43,7 +44,8 @@ class Lab {
   void carryOut(std::string const & line, std::vector<std::string> const & words);
   void note(std::vector<std::string> const & words);
   std::map<RouteName, ExpectedRoute> expectedRoutes() const;
-  void compare();
+  // `isHealed`: all chips have room and have answered.
+  void compare(bool isHealed);
   void compareLeftovers();
   void traceText(std::string text);
 
@@ -62,6 +64,7 @@ class Lab {
   bool reviewed_ = false;
   bool failuresExpected_ = false;
   Comparison::Unnoticed unnoticed_;
+  AsyncComparison::Forgotten forgotten_;
   std::string wrong_;
   U64 trace_ = 0xcbf29ce484222325;
   U32 comparisons_ = 0;

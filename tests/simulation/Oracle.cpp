@@ -48,6 +48,8 @@ std::string textOf(Brindle::PortVlanSet const & set) {
   return text;
 }
 
+bool chipsAnswerLater(Brindle::Sim::Host const & host) { return host.hardware().reviewConfig(); }
+
 Oracle::Oracle(Brindle::Sim::Host const & host, std::vector<ReadTable> const & tables)
     : host_(host),
       records_(host.records()),
@@ -92,7 +94,9 @@ ExpectedRoute Oracle::expected(RouteName const & name,
   compute(*best, out);
   judgeStanding(name, published, out);
   auto const source = name.key.source();
-  out.programmed = source.isHost() || name.key.isStarG();
+  bool const later = chipsAnswerLater(host_);
+  out.programmed = later || source.isHost() || name.key.isStarG();
+  out.needsEntry = out.vlan || out.rpa || (out.noRpf && !later);
   return out;
 }
 

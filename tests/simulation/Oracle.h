@@ -52,14 +52,13 @@ struct ExpectedRoute {
   bool acceptsTwice = false;  // by outputs: the first one counts
   Shoal::Multicast::Fib::Route record;
   Shoal::Multicast::Fib::Status const * table = nullptr;  // that holds the record
-  bool programmed = true;  // prefix routes are other machines' business
+  bool programmed = true;   // prefix routes are other machines' business where chips answer at once
+  bool needsEntry = false;  // of its own
   Outputs outputs;
   std::optional<SideEntry> notify;
   std::optional<SideEntry> fastdrop;
   std::optional<SideEntry> frr;
   std::vector<Fastdrop> drops;  // by VLAN; they hang on what was before: see FastdropHistory
-
-  bool needsEntry() const { return vlan != 0 || noRpf || rpa != 0; }
 };
 
 struct RouteName {
@@ -75,6 +74,9 @@ struct ReadTable {
   std::string name;
   Shoal::Multicast::Fib::Status const * routes;
 };
+
+// The chips of the switch answer later, to a programmer of their own.
+bool chipsAnswerLater(Brindle::Sim::Host const & host);
 
 class Oracle {
  public:

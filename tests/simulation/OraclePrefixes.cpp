@@ -145,7 +145,8 @@ void PrefixOracle::addRoute(Subnet const & subnet, IntfId intf,
     out.vlan = host_.records().intfVlanIdTable->intfIdToVlanId(intf).value();
     out.outputs.toCpu = true;
     out.outputs.vlan = host_.records().hardware->needIifInOifSet() ? out.vlan : 0;
-    out.programmed = subnet.isHost();
+    out.programmed = subnet.isHost() || chipsAnswerLater(host_);
+    out.needsEntry = out.vlan != 0;
   }
 }
 

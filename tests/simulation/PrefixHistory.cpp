@@ -24,6 +24,7 @@ void PrefixHistory::note(Line const & line, std::vector<ReadTable> const & table
   notePublications(line[0] == "settle");
   noteWaiting(line[0] == "settle");
   noteChips(line);
+  noteRestart(line);
 }
 
 std::map<std::pair<std::string, Key>, Route> waitingRoutes(Brindle::Sim::Host const & host) {
@@ -341,10 +342,22 @@ void PrefixHistory::noteWaiting(bool settled) {
 
 std::set<PrefixHistory::Standing> PrefixHistory::inHardware() const {
   std::set<Standing> out;
-  for (auto i = host_.prefixProgrammer()->mrouteInfo().begin(); i; i.advance()) {
+  auto const * programmer = host_.prefixProgrammer();
+  if (!programmer) return out;
+  for (auto i = programmer->mrouteInfo().begin(); i; i.advance()) {
     out.insert({i->key().prefix.genPrefix(), i->key().intfId});
   }
   return out;
+}
+
+// A new programmer may find less room than the last one had.
+void PrefixHistory::noteRestart(Line const & line) {
+  if (line[0] != "programmer") return;
+  for (auto const & entry : host_.records().pimIntfStatus->intfStatus().items()) {
+    for (auto i = entry.value->route().begin(); i; i.advance()) {
+      flags_[entry.key].miscounted |= !i->programmed();
+    }
+  }
 }
 
 void PrefixHistory::noteChips(Line const & line) {

@@ -103,6 +103,7 @@ class PrefixHistory {
   bool lacks(Star const & star, Shoal::Multicast::Fib::Route const & route) const;
   bool lacks(Star const & star, Nettle::IntfId intf) const;
   void noteChips(Line const & line);
+  void noteRestart(Line const & line);
 
   Brindle::Sim::Host const & host_;
   // As it was after the last line
