@@ -31,15 +31,16 @@ TEST_F(ProgrammerFrame, AMachineDoesNotOutliveATableThatWasMadeAnew) {
       if (!target()->vrfMrouteTable(vrf)) target()->vrfMrouteTableIs(vrf);
     }
   };
+  struct Owner final : Zet::Sm {};
   programmer->rootSmDel();
-  Zet::Sm owner;
+  Owner owner;
   Zet::ReactorPtr<Maker> maker(&owner);
   maker.attach(coll);
   start();
   chip("A");
   publish(*coll->vrfMrouteTableIs("red")->mrouteIs(key(1)), 10, {1});
   coll->vrfMrouteTableDel("red");
-  EXPECT_EQ(sm("red").mrouteTable(), coll->vrfMrouteTable("red"));
+  EXPECT_EQ(sm("red").mrouteTable().get(), coll->vrfMrouteTable("red"));
   EXPECT_TRUE(sm("red").zetMroute().empty());
   publish(*coll->vrfMrouteTable("red")->mrouteIs(key(2)), 10, {1});
   EXPECT_EQ(sm("red").zetMroute().size(), 1u);
