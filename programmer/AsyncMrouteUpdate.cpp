@@ -40,6 +40,8 @@ void AsyncZetMroute::Update::run() {
                                     << "  New acceptingVlanId: " << mroute_.acceptingVlanId());
   removeObsolete();
   route_.routeStatusIs();
+  // An earlier life of the programmer may have published entries that are wanted no more.
+  if (route_.chipInfo_.empty()) route_.doClearRouteStatus();
   ZET_TRACE(8, "Set mfib for route " << route_.key());
   if (needsEntry() && !issue()) return route_.finishFailureCleanup(chain_.failure());
   route_.oifSet_ = mroute_.oifSet();
