@@ -218,9 +218,8 @@ void AsyncComparison::comparePending(Subject const & subject) {
 }
 
 bool AsyncComparison::mayBeTakenOver(ChipInfo const & info) const {
-  if (!isOutstanding(info.setIngressXact())) return false;
-  return !info.oldMtableOifSet() || !info.oldRpfRouteHandle().isNull() ||
-         host_.records().hardware->avoidDuplicates();
+  bool const isNew = !info.rpfRouteHandleCommitted() || host_.records().hardware->avoidDuplicates();
+  return isNew && isOutstanding(info.setIngressXact());
 }
 
 // --- The entries beside it
@@ -307,7 +306,8 @@ void AsyncComparison::compareStatus(Subject const & subject) {
 // The interface of an entry is told once all chips have confirmed it.
 void AsyncComparison::compareSideStatus(Subject const & subject) {
   auto const status = subject.machine.statusWriter().routeStatus(subject.route.key());
-  if (!status || isUntried(subject.route) || host_.chips().empty()) return;
+  bool const chipsMoved = !circumstances_.lateChips.empty() || host_.chips().empty();
+  if (!status || isUntried(subject.route) || chipsMoved) return;
   std::pair<EntryKind, Nettle::IntfId> const published[] = {
       {EntryKind::notify, status->notifyingIntfId()},
       {EntryKind::staticFastdrop, status->staticFastdropIntfId()},

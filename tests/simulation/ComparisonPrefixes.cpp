@@ -43,6 +43,8 @@ PrefixComparison::PrefixComparison(Brindle::Sim::Host const & host, PrefixOracle
     compareRoom();
     compareRetry();
     for (Chip const * chip : host.chips()) compareChip(*chip);
+  } else if (host.hardware().runs()) {
+    compareToldLater();
   }
   compareWaiting();
   compareHeldBack();
@@ -125,6 +127,20 @@ void PrefixComparison::compareRoom() {
     } else if (!info || (*info)->intfId() != intf) {
       differ(textOf(prefix, intf) + " is not in hardware, and nobody tries it again");
     }
+  }
+}
+
+// Where chips answer later it is a route like others, which tells of itself when it stands.
+void PrefixComparison::compareToldLater() {
+  for (auto const & [subnet, programmed] : oracle_.wanted()) {
+    auto const & [prefix, intf] = subnet;
+    if (programmed || history_.contested(prefix) || oracle_.abandoned(intf)) continue;
+    RouteName const name{oracle_.intfs().at(intf).vrf, Key(prefix, Subnet("224.0.0.0/4"))};
+    auto const * machine = host_.hardware().asyncMrouteSm(name.vrf);
+    auto const * route = machine ? machine->zetMroute(name.key) : nullptr;
+    bool const stands = route && route->acceptingVlanId() && route->oifSet() && !route->reason() &&
+                        !route->inProgress();
+    if (stands) differ(textOf(prefix, intf) + " stands in hardware, but is not said to");
   }
 }
 

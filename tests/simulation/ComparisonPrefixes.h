@@ -25,6 +25,7 @@ class PrefixComparison {
   void compareSubnets(Status const & status, ExpectedIntf const & expected);
   void compareMap();
   void compareRoom();
+  void compareToldLater();
   void compareRetry();
   void compareChip(Brindle::Sim::Chip const & chip);
   void compareWaiting();

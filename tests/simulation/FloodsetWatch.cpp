@@ -13,6 +13,10 @@ Bridging::VlanId vlanOf(std::string const & word) {
 
 }  // namespace
 
+FloodsetWatch::~FloodsetWatch() {
+  for (Chip * chip : host_.chips()) chip->observerIs(nullptr);
+}
+
 // --- Lines
 
 void FloodsetWatch::before(std::vector<std::string> const & words) {

@@ -17,6 +17,8 @@ namespace Simulation {
 class FloodsetWatch : public Brindle::Sim::Chip::Observer {
  public:
   explicit FloodsetWatch(Brindle::Sim::Host const & host) : host_(host) {}
+  // A switch that ends takes its entries out.
+  ~FloodsetWatch();
 
   // Before a line is carried out, and after; `mayFail`: chips refuse from then on, or lack room.
   void before(std::vector<std::string> const & words);

@@ -173,6 +173,7 @@ class Generator {
   void chipLimit();
   void review();
   void programmerLife();
+  void backupTakesOver();
   std::string laterChip();
   std::string result();
   // Where chips answer later and fail, a settle lasts as long as it may.

@@ -29,7 +29,11 @@ void Generator::weighAsync() {
   using G = Generator;
   asyncFaults_ = async_ && later_.percent(66);
   if (async_) {
-    asyncEvents_ = {{10, &G::chipAnswers}, {8, &G::xactAll}, {4, &G::xactOne}, {3, &G::review}};
+    asyncEvents_ = {{10, &G::chipAnswers},
+                    {8, &G::xactAll},
+                    {4, &G::xactOne},
+                    {3, &G::review},
+                    {2, &G::backupTakesOver}};
   }
   if (asyncFaults_) {
     std::initializer_list<Event> const faults = {{4, &G::chipFail}, {4, &G::chipLimit}};
@@ -100,7 +104,8 @@ void Generator::xactAll() {
 
 // Its number is guessed.
 void Generator::xactOne() {
-  std::string const which = " " + laterChip() + " " + later_.of({"set", "ingress"}) + " ";
+  std::string which = " " + laterChip();
+  which += later_.of({" set ", " ingress "});
   U32 const first = later_.between(1, 60);
   std::string const how = result();
   for (U32 i = first; i < first + 4; ++i) add({"xact ", how, which, std::to_string(i)});
@@ -117,6 +122,22 @@ void Generator::chipLimit() {
 }
 
 void Generator::review() { add({"review ", later_.percent(50) ? "on" : "off"}); }
+
+// The entry of a backup input becomes the route's own.
+void Generator::backupTakesOver() {
+  std::string const where = later_.of(tables_), backup = later_.of({"Vlan10", "Vlan20", "et1"});
+  Published route;
+  route.iif = later_.of({"Vlan30", "Vlan20", "Vlan10"});
+  route.oifs = {"Vlan30", "Vlan20"};
+  route.frr = backup;
+  std::string const key =
+      (v6_ ? "fd00::2 " : "10.0.0.2 ") + std::string(v6_ ? "ff1e::1" : "239.1.1.1");
+  publish(where, key, route);
+  if (later_.percent(70)) add("settle");
+  route.iif = backup;
+  route.frr = later_.percent(30) ? "Vlan30" : "";
+  publish(where, key, route);
+}
 
 void Generator::programmerLife() {
   add(killed_ ? "programmer start" : "programmer kill");
