@@ -53,6 +53,15 @@ L2Floodset::L2Floodset(MiraL2 const & l2, Mroute & route)
 
 bool L2Floodset::refresh() {
   route_.dirtyIs(false);  // first: the platform's operations may mark it anew
+  try {
+    return compute();
+  } catch (...) {
+    route_.dirtyIs(true);
+    throw;
+  }
+}
+
+bool L2Floodset::compute() {
   if (kind_ == evpnMultihomeFloodset_) {
     doAddEvpnMultihomeFloodsetPorts();
   } else {

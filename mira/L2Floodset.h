@@ -14,9 +14,11 @@ class L2Floodset {
   L2Floodset(MiraL2 const & l2, Mroute & route);
 
   // Computes the set and stores it with the route's filters; true if it is another one than before.
+  // Throws what the platform's operations throw; the route stays dirty then.
   bool refresh();
 
  private:
+  bool compute();
   void doAddEvpnMultihomeFloodsetPorts();
   void finishSet();
   bool storeSet();

@@ -626,12 +626,12 @@ PortVlanSet PortVlanSetComputation::specialSet(Special const & what) {
   set.keyKindIs(Routing::Multicast::Fib::mroute_);
   set.toCpuIs(what.toCpu);
   set.fastdropSetIs(what.fastdropSet);
+  filters_.vlan |= vlanBit(what.members);  // an input without a VLAN may get one
   if (what.members) {
     Expansion expansion(root_, for_, set);
     expansion.addVlanToPortVlanSet(VlanId(what.members));
     expansion.doResolveAndAddLagsToPvSet(what.chooser, mira_.vrfName(), key_);
     set.settle();
-    filters_.vlan |= vlanBit(what.members);
     filters_.vlanGroup |= vlanGroupBit(what.members, groupHash_);
     filters_.vlanPort |= expansion.vlanPortFilter();
     filters_.lag |= expansion.lagFilter();

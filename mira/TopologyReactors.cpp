@@ -38,13 +38,17 @@ void ZetTopo::ZetTopoPort::handleDel() {
 void ZetTopo::handleTopoPort(Nettle::IntfId intf, PortChange change) {
   SKEIN("ZetTopo::handleTopoPort ", topo_, " ", intf, " change ", U32{change});
   forwarding_ += change == portChangeAdd ? 1 : ~0u;
-  reactors_->root().forwardingPortsIs(topo_, forwarding_);
+  tellForwardingPorts();
   markVlansDirty();
 }
 
 void ZetTopo::handleTopoConfigDel() {
   reactors_->root().forwardingPortsDel(topo_);
   markVlansDirty();
+}
+
+void ZetTopo::tellForwardingPorts() const {
+  reactors_->root().forwardingPortsIs(topo_, forwarding_);
 }
 
 void ZetTopo::markVlansDirty() {

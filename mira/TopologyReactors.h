@@ -17,6 +17,7 @@ class ZetTopo : public Zet::Sm, public Zet::HashLink {
   Zet::String const & fwkKey() const { return topo_; }
   void topoConfigIs(Zet::Ptr<Bridging::Topology::TopoConfig const> const & v) {
     zetTopoConfig_.attach(v);
+    tellForwardingPorts();
   }
 
   auto const & vidList() const { return vidList_; }
@@ -46,6 +47,7 @@ class ZetTopo : public Zet::Sm, public Zet::HashLink {
   void handlePort(Nettle::IntfId intf);
   void handlePort();
   void markVlansDirty();
+  void tellForwardingPorts() const;
 
   // Fixed at construction
   InputReactors * const reactors_;
