@@ -23,6 +23,8 @@
 
 namespace Brindle {
 
+class RouteHandleCollection;
+
 class BRINDLE_API AsyncMrouteSm final : public Zet::Sm, public Zet::HashLink {
  public:
   using Key = Routing::Multicast::Fib::IpGenRouteKey;
@@ -83,6 +85,10 @@ class BRINDLE_API AsyncMrouteSm final : public Zet::Sm, public Zet::HashLink {
 
   // Failed routes. The size of the list is the sum of the counters by kind.
   auto const & failedMroute() const { return failedMroute_; }
+  FailedMroute failedMroute(Key const & key) const {
+    FailedMroute const * const failed = failedMroute_.find(key);
+    return failed ? *failed : FailedMroute();
+  }
   U32 failedMroutes() const { return failedMroute_.size(); }
   void failedMrouteIs(FailedMroute const & v) { failedMroute_.at(v.key) = v; }
   void failedMrouteDel(Key const & key) { failedMroute_.del(key); }
@@ -96,6 +102,11 @@ class BRINDLE_API AsyncMrouteSm final : public Zet::Sm, public Zet::HashLink {
   // Takes away what an earlier life of the agent published of routes that are no more. The chips
   // are not touched: nobody knows those handles any more.
   void reconcileMfib();
+
+  // A diagnostic for a quiet system: ends the process if what is published of the route, what the
+  // machine believes and what its chips were told differ. Adds the entries that the route is to
+  // have in the chips; false if it has none. REQUIRES: zetMroute(key).
+  bool doVerify(Key const & key, RouteHandleCollection & handles) const;
 
   // Review
   Zet::Seconds minDelay() const { return 0.01; }
