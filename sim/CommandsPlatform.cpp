@@ -79,6 +79,11 @@ void hwTaggedPorts(Host & host, Arguments const & arguments) {
   host.settings().taggedPorts = arguments.on();
 }
 
+void hwPolicy(Host & host, Arguments const & arguments) {
+  host.requireNotStarted("whether the platform has a policy");
+  host.policyIs(arguments.on());
+}
+
 void hwFamily(Host & host, Arguments const & arguments) {
   host.requireNotStarted("the address family");
   host.settings().af = arguments.has("ipv4") ? Nettle::ipv4() : Nettle::ipv6();
@@ -104,6 +109,8 @@ constexpr Command<Host> rows[] = {
     {"hw delete-l2-on-failure on|off", "A floodset that fails goes from the chips.", hwDeleteL2},
     {"hw tagged-ports on|off", "Before the start: the chips want to know which ports are tagged.",
      hwTaggedPorts},
+    {"hw policy on|off",
+     "Before the start: the platform is asked about LAGs and VTEPs (on), or nobody is.", hwPolicy},
     {"hw family ipv4|ipv6", "Before the start: the address family of the routes.", hwFamily},
 };
 

@@ -141,7 +141,9 @@ MiraRoot::Inputs Host::inputs() const {
 void Host::startResolver() {
   auto const root = agent_->miraIs(inputs());
   tellEnvironment();
-  root->miraHelperIs(Zet::make<Helper>(root.get(), policy_, settings_.vtepsByEnvironment));
+  if (settings_.policy) {
+    root->miraHelperIs(Zet::make<Helper>(root.get(), policy_, settings_.vtepsByEnvironment));
+  }
   root->lagConfigDirIs(records_.lagConfigDir);
   root->configuredLagMembersInOifSetIs(settings_.configuredLagMembers);
   root->pimVxlanStatusIs(records_.pimVxlanStatus);
@@ -274,12 +276,27 @@ Bridging::VlanId Host::freeInternalVlan() const {
   throw CommandError("expected a free VLAN between 1006 and 4094, found none");
 }
 
+void Host::policyIs(bool v) {
+  settings_.policy = v;
+  if (v) return;
+  policy_.hardwareLags = {};
+  policy_.floodToVteps = policy_.coreSideFloodset = false;
+  policy_.vteps = {};
+  tellEnvironment();
+}
+
+void Host::requirePolicy() const {
+  if (!settings_.policy) throw CommandError("expected a platform with a policy");
+}
+
 void Host::hardwareLagIs(Nettle::IntfId lag, bool v) {
+  requirePolicy();
   v ? policy_.hardwareLags.insert(lag) : policy_.hardwareLags.del(lag);
   if (started()) markLagDirty(*agent_->mira(), lag);
 }
 
 void Host::floodToVtepsIs(bool v) {
+  requirePolicy();
   policy_.floodToVteps = v;
   tellEnvironment();
   if (started()) reviewAll();
@@ -291,11 +308,13 @@ void Host::vxlanVlanIs(Bridging::VlanId vlan, bool v) {
 }
 
 void Host::coreSideFloodsetIs(bool v) {
+  requirePolicy();
   policy_.coreSideFloodset = v;
   handleVteps();
 }
 
 void Host::vtepIs(PortVlan const & vtep, bool v) {
+  requirePolicy();
   policy_.vteps.portVlanIs(vtep, v);
   handleVteps();
 }

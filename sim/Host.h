@@ -39,6 +39,7 @@ class Host {
     LagOperation lagOperation = lagPass;
     bool configuredLagMembers = false;
     bool taggedPorts = false;  // the chips want to know which ports are tagged
+    bool policy = true;        // the platform answers as Policy says, or the library goes by itself
     bool nsfGate = false;
     bool l2Enabled = false;
     bool ignoreVlanForL2Groups = false;
@@ -108,6 +109,9 @@ class Host {
     Zet::OrderedSet<Bridging::VlanId> l2Vlans;
     bool evpn = true;  // its peers are published
   };
+  // Settings::policy. Without it nothing is known of LAGs and VTEPs, and what says something of
+  // them throws CommandError.
+  void policyIs(bool v);
   void hardwareLagIs(Nettle::IntfId lag, bool v);
   void vxlanVlanIs(Bridging::VlanId vlan, bool v);
   void floodToVtepsIs(bool v);
@@ -169,6 +173,7 @@ class Host {
   void setGate(MiraRoot & root) const;
   void runUntil(Zet::Seconds time, Zet::Seconds end);
   void handleVteps();
+  void requirePolicy() const;
   void tellEnvironment() const;
 
   std::ostream & out_;

@@ -35,6 +35,7 @@ void Generator::configure() {
   if (random_.percent(30)) add("hw tagged-ports on");
   if (random_.percent(30)) add("hw need-iif on");
   if (random_.percent(30)) add("hw batch on");
+  if (random_.percent(40)) add("hw policy off");
   configureL2();
   configureSubnets();
   for (auto const * name : {"red", "blue"}) {
@@ -79,7 +80,7 @@ void Generator::populate() {
     addressAdd("et1");
   }
   for (U32 i = calm_ ? random_.between(15, 50) : random_.between(0, 14); i > 0; --i) {
-    switch (random_.below(7)) {
+    switch (random_.below(10)) {
       case 0:
         intfAdd();
         break;
@@ -97,6 +98,15 @@ void Generator::populate() {
         break;
       case 5:
         addressAdd();
+        break;
+      case 6:
+        staticGroup();
+        break;
+      case 7:
+        pimVlan();
+        break;
+      case 8:
+        pimVxlan();
         break;
       default:
         intfAdd();

@@ -62,10 +62,11 @@ void resolveLag(Host const & host, PortVlan const & lag, U32 chooser, Nettle::Et
   auto const & records = host.records();
   auto const add = [&](IntfId port) { out.insert({port, lag.outLif, lag.portProperty}); };
   auto const operation = host.settings().lagOperation;
+  bool const chipsKnow = !host.settings().policy || host.policy().hardwareLags.contains(lag.port);
   if (!records.lagStatusDir->intfStatus(lag.port)) {
     auto const * pair = records.mlagStatus->intfStatus(lag.port);
     if (pair && pair->localIntf()) add(pair->localIntf());
-  } else if (operation == Brindle::lagPass && host.policy().hardwareLags.contains(lag.port)) {
+  } else if (operation == Brindle::lagPass && chipsKnow) {
     add(lag.port);
   } else if (operation == Brindle::lagDesignated) {
     auto const ports = lagMembers(records, lag.port, false);
