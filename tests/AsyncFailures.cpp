@@ -6,43 +6,7 @@ namespace {
 
 struct AsyncFailures : AsyncFixture {};
 
-struct Step {
-  char const * what;
-  U32 failIn;  // of chip B, from the change of the input on
-  bool later;
-  char const * failed;
-};
-constexpr Step steps[] = {
-    {"set refused", 1, false, "1:output sets 0x8"},
-    {"entry refused", 2, false, "1:route entries 0x100"},
-    {"pointing refused", 3, false, "1:route entries 0x100"},
-    {"set fails", 1, true, "1:output sets 0x1"},
-    {"pointing fails", 3, true, "1:route entries 0x100"},
-};
-
 }  // namespace
-
-TEST_F(AsyncFailures, AFailedStepOnOneChipTakesTheRouteOffAllUntilARetrySucceeds) {
-  chips({"A", "B"});
-  for (Step const & step : steps) {
-    publish(1, 10, {1, 2});
-    answer();
-    ASSERT_EQ(entries("A") + "," + entries("B"), "1@10:2,1@10:2") << step.what;
-    chip("B").failIn = step.failIn;
-    chip("B").failsLater = step.later;
-    publish(1, 20, {3});
-    answer();
-    EXPECT_EQ(failed(), step.failed) << step.what;
-    EXPECT_EQ(entries("A") + entries("B"), "") << step.what;
-    EXPECT_TRUE(zet(1).chipInfo().empty()) << step.what;
-    EXPECT_FALSE(zet(1).inProgress()) << step.what;
-    EXPECT_NE(status(1)->hwFlags(), 0u) << step.what;
-    recover(2);
-    EXPECT_EQ(failed(), "") << step.what;
-    EXPECT_EQ(entries("A") + "," + entries("B"), "1@20:1,1@20:1") << step.what;
-    EXPECT_EQ(status(1)->hwFlags(), 0u) << step.what;
-  }
-}
 
 TEST_F(AsyncFailures, TheOperatorHearsOfTheFirstAndTheLast) {
   chip("A").maxRouteHandlesIs(0);

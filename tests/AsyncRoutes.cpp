@@ -113,12 +113,16 @@ TEST_F(AsyncRoutes, ALostInputTakesTheEntryAndIsNoFailure) {
   EXPECT_FALSE(zet(1).inProgress());
 
   // Neither is that of a route that has failed.
-  chip("A").failIn = 1;
-  publish(1, 10, {1});
-  EXPECT_EQ(failed(), "1:output sets 0x8");
-  publish(1, 0, {1});
-  EXPECT_EQ(failed(), "");
-  EXPECT_EQ(status(1)->hwFlags(), 0u);
+  for (bool const later : {false, true}) {
+    chip("A").failIn = 1;
+    chip("A").failsLater = later;
+    publish(1, 10, {1});
+    answer();
+    EXPECT_EQ(failed(), later ? "1:output sets 0x1" : "1:output sets 0x8");
+    publish(1, 0, {1});
+    EXPECT_EQ(failed(), "");
+    EXPECT_EQ(status(1)->hwFlags(), 0u);
+  }
 }
 
 TEST_F(AsyncRoutes, ARendezvousPointIsAnInputOfItsOwn) {
@@ -154,34 +158,6 @@ TEST_F(AsyncRoutes, ARouteThatGoesWhileTransactionsAreOutIsHeardOfNoMore) {
   xact->resultIs(Keel::XactResult::failure);
   xact->statusVersionIs(xact->statusVersion() + 1);
   EXPECT_EQ(failed(), "");
-}
-
-TEST_F(AsyncRoutes, RoutesThatWereThereBeforeTheMachineAreProgrammed) {
-  chip("A");
-  programmer->rootSmDel();
-  publish(1, 10, {1});
-  publish(floodset(5), 5, {1});
-  start();
-  answer();
-  EXPECT_EQ(zet(1).routeProgrammed(), Status::programmed);
-  EXPECT_EQ(zet(floodset(5).key()).routeProgrammed(), Status::programmed);
-}
-
-TEST_F(AsyncRoutes, WhileTheReviewIsDisabledChangesAreKeptBack) {
-  chip("A");
-  reviewConfig->reviewFreqIs(Brindle::mrouteReviewDisabled);
-  publish(1, 10, {1});
-  publish(floodset(5), 5, {1});
-  settle();
-  EXPECT_EQ(takeCalls(), "");
-  EXPECT_EQ(failed(), "1:blocked L5:blocked");
-  EXPECT_TRUE(reviewConfig->routeBacklog());
-  reviewConfig->reviewFreqIs(Brindle::mrouteReviewEnabled);
-  settle(1);
-  answer();
-  EXPECT_EQ(failed(), "");
-  EXPECT_FALSE(reviewConfig->routeBacklog());
-  EXPECT_EQ(entries("A"), "1@10:1");
 }
 
 TEST_F(AsyncRoutes, AReviewGoesOnWhereItsTimeRanOut) {

@@ -22,67 +22,6 @@ class Computation : public Switch {
   }
 };
 
-TEST_F(Computation, SnoopingSpanningTreeAndRouterPortsDecideWhichPorts) {
-  vlan(10, "Ethernet1");
-  vlan(20, "Ethernet2 Ethernet3 Ethernet4 Ethernet5");
-  snoop(20);
-  router(20, "Ethernet5");
-  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
-  settle();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet5@20") << "no listener: the router alone";
-  join(20, "239.1.1.1", "Ethernet2 Ethernet3");
-  block(20, "Ethernet3");
-  reviewAll();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet5@20");
-  snooping->vlanStatusIs(VlanId(20))->useVlanFloodsetIs(true);
-  reviewAll();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet2@20 Ethernet4@20 Ethernet5@20");
-}
-
-TEST_F(Computation, AGroupRangeIsFloodedWhateverSnoopingSays) {
-  threeVlans();
-  snoop(20);
-  publish("10.0.0.1", "239.1.0.0/16", "Vlan10", "Vlan20");
-  settle();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.0.0/16"), "Ethernet2@20 Ethernet3@20");
-}
-
-TEST_F(Computation, Ipv6IsFloodedWhateverSnoopingSaysAndHasNoConnectedPrefixes) {
-  af = Nettle::ipv6();
-  threeVlans();
-  snoop(20);
-  publish("2001:db8::1", "ff05::1", "Vlan10", "Vlan20");
-  settle();
-  EXPECT_EQ(outputs("2001:db8::1", "ff05::1"), "Ethernet2@20 Ethernet3@20");
-  pimIntf->srcToIntfMapIs({Nettle::IpGenPrefix("10.1.0.0/16"), "default"}, intf("Vlan10"));
-  pimIntf->intfStatusIs(intf("Vlan10"))->routeIs(Nettle::IpGenPrefix("10.1.0.0/16"));
-  EXPECT_EQ(routes().mroute().size(), 1u) << "connected prefixes are of IPv4 alone";
-  pimIntf->intfStatusDel(intf("Vlan10"));
-}
-
-TEST_F(Computation, TheInputVlanIsAnOutputOnlyIfItHasMoreThanOnePort) {
-  vlan(10, "Ethernet1");
-  vlan(11, "Ethernet2 Ethernet3");
-  publish(record("10.0.0.1", "239.1.1.1", "", "Vlan10:af"));
-  publish(record("10.0.0.1", "239.1.1.2", "", "Vlan11:af"));
-  settle();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "");
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.2"), "Ethernet2@11 Ethernet3@11");
-  block(11, "Ethernet3");
-  reviewAll();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.2"), "") << "one port is left";
-}
-
-TEST_F(Computation, OfTwoAcceptingInterfacesTheFirstIsTheInput) {
-  threeVlans();
-  oifIndex("Vlan10:a", "pim.default");
-  publish(record("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20:a Vlan30:af"));
-  settle();
-  EXPECT_EQ(iifVlan("10.0.0.1", "239.1.1.1"), 10u);
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet3@30 Ethernet4@30");
-  EXPECT_EQ(mira().ignoredAccepting(), 1u);
-}
-
 TEST_F(Computation, ANoRpfInterfaceWithoutVlanStillSetsNoRpf) {
   threeVlans();
   ip->ipIntfStatusIs(intf("Tunnel1"))->vrfIs(L3::VrfName("default"));
@@ -98,34 +37,11 @@ TEST_F(Computation, ANoRpfInterfaceWithoutVlanStillSetsNoRpf) {
   EXPECT_EQ(m->vlanFilter() & 1, 1u) << "this is how it is found when the interface gets a VLAN";
 }
 
-TEST_F(Computation, LagsAreExpandedWithoutTheirPeerPorts) {
-  vlan(10, "Ethernet1");
-  vlan(20, "Port-Channel1 Ethernet7");
-  lag("Port-Channel1", "Ethernet5 Ethernet6 PeerEthernet5");
-  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
-  settle();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet5@20 Ethernet6@20 Ethernet7@20");
-  EXPECT_NE(mroute("10.0.0.1", "239.1.1.1")->lagFilter(), 0u);
-}
-
-TEST_F(Computation, OneMemberOfADesignatedLagIsChosenByVlanAndGroup) {
+// What platforms ask for themselves.
+TEST_F(Computation, LagsOfASetOfAPlatformAreResolved) {
   lagOperation = lagDesignated;
-  vlan(10, "Ethernet1");
-  vlan(20, "Port-Channel1 Port-Channel2");
   lag("Port-Channel1", "Ethernet4 Ethernet5 Ethernet6 PeerEthernet5");
-  lag("Port-Channel2", "PeerEthernet9");
-  publish("10.0.0.1", "239.1.0.1", "Vlan10", "Vlan20");
-  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
-  settle();
-  // Pearson's hash of (10, 01:00:5e:01:00:01) is 123, of (10, 01:00:5e:01:01:01) 119.
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.0.1"), "Ethernet4@20");
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet6@20");
-  // What is configured matters to LAGs that are expanded only.
-  agent->mira()->configuredLagMembersInOifSetIs(true);
-  bridging->vlanConfigIs(VlanId(20))->intfIs(intf("Port-Channel1"), true);
-  reviewAll();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet6@20");
-
+  start();
   PortVlanSet plain, found;
   plain.portVlanIs({intf("Ethernet9"), VlanIdOrNone(20), 0}, true);
   found.portVlanIs({intf("Port-Channel1"), VlanIdOrNone(20), 0}, true);
@@ -158,37 +74,6 @@ TEST_F(Computation, LagsPassOnlyWhereNoHelperOrTheHelperLetsThem) {
   helper->pass = false;
   reviewAll();
   EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet5@20 Ethernet6@20");
-}
-
-TEST_F(Computation, ALagThatIsUnknownCountsOnlyAsAnMlagWithALocalMember) {
-  vlan(10, "Ethernet1");
-  vlan(20, "Port-Channel1 Port-Channel2 PeerEthernet3");
-  mlag->intfStatusIs(intf("Port-Channel2"))->localIntfIs(intf("Ethernet9"));
-  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20");
-  settle();
-  EXPECT_EQ(outputs("10.0.0.1", "239.1.1.1"), "Ethernet9@20");
-}
-
-TEST_F(Computation, ThePeerLinkStaysOutOfAFloodsetWhereNobodyNeedsIt) {
-  vlan(20, "Ethernet2 Ethernet10");
-  mlag->peerLinkIntfIs(intf("Ethernet10"));
-  mlag->activeIs(true);
-  start();
-  auto ports = [&](Routing::Multicast::Fib::RouteKeyType kind) {
-    PortVlanSet set;
-    Expansion e(*agent->mira(), {kind, {}, false}, set);
-    e.addVlanToPortVlanSet(VlanId(20));
-    set.settle();
-    return set.portVlans();
-  };
-  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 2u) << "Ethernet2 is an orphan";
-  mlag->intfStatusIs(intf("Ethernet2"))->stateIs(Mlag::IntfState::activeFull);
-  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 1u);
-  EXPECT_EQ(ports(Routing::Multicast::Fib::mroute_), 2u) << "routes always cross it";
-  bridging->vlanConfigIs(VlanId(20))->macLearningIs(true);
-  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 2u);
-  bridging->switchIntfConfigIs(intf("Ethernet2"))->floodingEnabledIs(false);
-  EXPECT_EQ(ports(Routing::Multicast::Fib::vlanFloodset_), 1u);
 }
 
 TEST_F(Computation, SpecialInputsGetSpecialEntries) {
@@ -237,16 +122,6 @@ TEST_F(Computation, SpecialInputsGetSpecialEntries) {
   EXPECT_EQ(entries(), "(10.0.0.1, 239.1.1.1)@10 -> Ethernet2@20 Ethernet3@20");
 }
 
-TEST_F(Computation, AFastRerouteInputThatIsAlsoTheInputIsNone) {
-  threeVlans();
-  Route route = record("10.0.0.1", "239.1.1.1", "", "Vlan10:ab Vlan20");
-  route.iifIs(intf("Vlan10"));
-  publish(route);
-  settle();
-  EXPECT_FALSE(mroute("10.0.0.1", "239.1.1.1")->frrVlanId());
-  EXPECT_EQ(chip().simRoute().size(), 1u);
-}
-
 TEST_F(Computation, ABackupOfARouteWithoutInputVlanSendsToLogicalInterfaces) {
   struct Tunnels : MiraHelper {
     using MiraHelper::MiraHelper;
@@ -277,18 +152,6 @@ TEST_F(Computation, AConnectedPrefixThatATableHoldsIsARouteLikeAnyOther) {
   EXPECT_EQ(outputs("10.9.0.0/24", "224.0.0.0/4"), "Ethernet2@20 Ethernet3@20 cpu");
   EXPECT_EQ(iifVlan("10.9.0.0/24", "224.0.0.0/4"), 0u) << "no output of it accepts";
   pimIntf->srcToIntfMapDel(prefix);
-}
-
-TEST_F(Computation, StaticNatMarksTheVlansOfTheGroupButTheInput) {
-  threeVlans();
-  StaticNatIpInfo info;
-  for (U32 v : {10u, 30u, 99u}) info.vlan.insert(VlanId(v));
-  nat->ipInfoIs(Nettle::IpGenAddr("239.1.1.1"), info);
-  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Vlan30");
-  settle();
-  auto const & set = mroute("10.0.0.1", "239.1.1.1")->oifSet()->portVlanSet();
-  EXPECT_EQ(set.natVlan().size(), 1u);
-  EXPECT_TRUE(set.natVlan(VlanId(30)));
 }
 
 TEST_F(Computation, ARouteWhoseInputMovesToAnotherVrfKeepsItsOutput) {
@@ -411,15 +274,6 @@ TEST_F(Computation, PatchingAndComputingAfreshAgree) {
                   outputs("10.0.0.2", "239.1.1.1") != outputs("10.0.0.1", "239.1.1.1")));
 }
 
-TEST(ExpansionTools, GroupsHaveTheirMacAddresses) {
-  auto text = [](char const * group) {
-    return Zet::textOf(ethAddrFromIpAddr(Nettle::IpGenAddr(group)));
-  };
-  EXPECT_EQ(text("239.129.1.2"), "01:00:5e:01:01:02") << "the low 23 bits";
-  EXPECT_EQ(text("ff05::1:2"), "33:33:00:01:00:02");
-  EXPECT_DEATH(ethAddrFromIpAddr(Nettle::IpGenAddr()), "Unknown Address family");
-}
-
 TEST_F(Computation, APrefixGroupIsOfRoutesOnlyAndEvpnSetsAreNotExpanded) {
   vlan(20, "Ethernet2");
   start();
@@ -432,6 +286,7 @@ TEST_F(Computation, APrefixGroupIsOfRoutesOnlyAndEvpnSetsAreNotExpanded) {
   Expansion evpn(*agent->mira(), {evpnMultihomeFloodset_, {}, false}, set);
   EXPECT_DEATH(evpn.addVlanToPortVlanSet(VlanId(20)),
                "forwardingType != Routing::Multicast::Fib::evpnMultihomeFloodset_");
+  EXPECT_DEATH(ethAddrFromIpAddr(Nettle::IpGenAddr()), "Unknown Address family");
 }
 
 }  // namespace Tests

@@ -1,6 +1,8 @@
 // A fault at every point: for a fixed set of changes the n-th request to a chip, or its
 // transaction, fails, for each n, with either programmer. The route itself stands on all chips or
 // on none, what is published says which, and what is tried again repairs it.
+#include <array>
+
 #include "tests/AsyncFixture.h"
 #include "tests/ProgrammerFixture.h"
 
@@ -21,95 +23,50 @@ template <class World> struct FaultPoints : World {
   using Mroute = Brindle::Mroute;
   using VlanId = Bridging::VlanId;
   using VlanIdOrNone = Bridging::VlanIdOrNone;
-  using Scenario = FaultPoints;
 
-  // What a route wants beside its own entry; 0 for none.
-  void sideEntries(U32 notify, U32 staticFastdrop, U32 frr, U32 fastdrop, U32 port = 4) {
+  // A route that sends to port 1 and another one, with the VLANs of its notify, persistent
+  // fastdrop, fast-reroute and fastdrop entries; 0 for none.
+  struct State {
+    U32 input;
+    U32 port = 2;
+    std::array<U32, 4> side{};
+    U32 sidePort = 4;
+  };
+  void become(State const & s) {
     Mroute & m = this->route(1);
-    m.notifyingVlanIdIs(VlanIdOrNone(notify));
-    m.notifyOifSetIs(this->set({port}));
-    m.staticFastdropVlanIdIs(VlanIdOrNone(staticFastdrop));
-    m.staticFastdropOifSetIs(this->set({port + 1}));
-    m.frrVlanIdIs(VlanIdOrNone(frr));
-    m.frrOifSetIs(this->set({port + 2}));
-    if (fastdrop) m.fastdropIs(VlanId(fastdrop), this->set({port + 3}));
+    m.notifyingVlanIdIs(VlanIdOrNone(s.side[0]));
+    m.notifyOifSetIs(this->set({s.sidePort}));
+    m.staticFastdropVlanIdIs(VlanIdOrNone(s.side[1]));
+    m.staticFastdropOifSetIs(this->set({s.sidePort + 1}));
+    m.frrVlanIdIs(VlanIdOrNone(s.side[2]));
+    m.frrOifSetIs(this->set({s.sidePort + 2}));
+    if (s.side[3]) m.fastdropIs(VlanId(s.side[3]), this->set({s.sidePort + 3}));
+    this->publish(1, s.input, {1, s.port});
   }
 
   struct Change {
     char const * what;
-    void (*before)(FaultPoints &);
-    void (*change)(FaultPoints &);
+    std::vector<State> before;
+    State change;
   };
   static std::vector<Change> changes() {
-    using W = FaultPoints &;
     return {
-        {"a new route", [](W) {},
-         [](W w) {
-           w.publish(1, 10, {1, 2});
-         }},
-        {"a new set",
-         [](W w) {
-           w.publish(1, 10, {1, 2});
-         },
-         [](W w) {
-           w.publish(1, 10, {1, 3});
-         }},
-        {"a new input",
-         [](W w) {
-           w.publish(1, 10, {1, 2});
-         },
-         [](W w) {
-           w.publish(1, 20, {1, 3});
-         }},
-        {"a route with all kinds of entries", [](W) {},
-         [](W w) {
-           w.sideEntries(30, 40, 50, 60);
-           w.publish(1, 10, {1, 2});
-         }},
-        {"new entries beside a route",
-         [](W w) {
-           w.publish(1, 10, {1, 2});
-         },
-         [](W w) {
-           w.sideEntries(30, 40, 50, 60);
-           w.publish(1, 10, {1, 2});
-         }},
+        {"a new route", {}, {10}},
+        {"a new set", {{10}}, {10, 3}},
+        {"a new input", {{10}}, {20, 3}},
+        {"a route with all kinds of entries", {}, {10, 2, {30, 40, 50, 60}}},
+        {"new entries beside a route", {{10}}, {10, 2, {30, 40, 50, 60}}},
         {"new sets of entries that stay",
-         [](W w) {
-           w.sideEntries(30, 40, 50, 60);
-           w.publish(1, 10, {1, 2});
-         },
-         [](W w) {
-           w.sideEntries(30, 40, 50, 60, 8);
-           w.publish(1, 10, {1, 3});
-         }},
-        {"entries that move",
-         [](W w) {
-           w.sideEntries(30, 40, 50, 60);
-           w.publish(1, 10, {1, 2});
-         },
-         [](W w) {
-           w.sideEntries(31, 41, 51, 61);
-           w.publish(1, 10, {1, 3});
-         }},
-        {"a backup that becomes the route",
-         [](W w) {
-           w.sideEntries(0, 0, 50, 60);
-           w.publish(1, 10, {1, 2});
-         },
-         [](W w) {
-           w.sideEntries(30, 0, 10, 60);
-           w.publish(1, 50, {1, 3});
-         }},
-        {"an input that comes back",
-         [](W w) {
-           w.publish(1, 10, {1, 2});
-           w.publish(1, 0, {1, 2});
-         },
-         [](W w) {
-           w.publish(1, 10, {1, 2});
-         }},
+         {{10, 2, {30, 40, 50, 60}}},
+         {10, 3, {30, 40, 50, 60}, 8}},
+        {"entries that move", {{10, 2, {30, 40, 50, 60}}}, {10, 3, {31, 41, 51, 61}}},
+        {"a backup that becomes the route", {{10, 2, {0, 0, 50, 60}}}, {50, 3, {30, 0, 10, 60}}},
+        {"an input that comes back", {{10}, {0}}, {10}},
     };
+  }
+  void prepare(Change const & change) {
+    for (State const & state : change.before) become(state);
+    this->answer();
   }
 
   static constexpr char const * names[] = {"A", "B", "C"};
@@ -133,9 +90,8 @@ template <class World> struct FaultPoints : World {
   }
   // What the chips hold if nothing fails.
   std::string reference(Change const & change) {
-    change.before(*this);
-    this->answer();
-    change.change(*this);
+    prepare(change);
+    become(change.change);
     this->answer();
     std::string const text = all();
     wipe();
@@ -144,10 +100,9 @@ template <class World> struct FaultPoints : World {
   // False if there is no n-th step.
   bool tryPoint(Change const & change, U32 n, std::string const & wanted) {
     SCOPED_TRACE(std::string(change.what) + ", step " + std::to_string(n));
-    change.before(*this);
-    this->answer();
+    prepare(change);
     this->failStepIn = n;
-    change.change(*this);
+    become(change.change);
     this->answer();
     bool const happened = this->failStepIn == 0;
     this->failStepIn = 0;

@@ -124,19 +124,11 @@ TEST_F(MiraRoots, AVrfThatComesBackWhileItDrainsHasAllItsRoutes) {
   EXPECT_EQ(mroutes("red"), 2u);
 }
 
-TEST_F(MiraRoots, RoutingNeedsTheGateAndThreeFlagsUnlessNobodyTellsThem) {
+TEST_F(MiraRoots, RoutingIsOnWhereNobodyTellsOfIt) {
   configure("default");
   start();
-  auto const info = routingInfoIs("default");
-  info->routingIs(true);
-  auto const config = vrfConfig->configIs("default");
-  for (unsigned flags = 0; flags < 8; ++flags) {
-    info->routingIs(flags & 1);
-    config->routingIs(flags & 2);
-    status->hwRoutingIs(flags & 4);
-    EXPECT_EQ(mira()->l3Enabled(), flags == 7) << flags;
-  }
   status->hwRoutingIs(false);
+  EXPECT_FALSE(mira()->l3Enabled());
   routingInfo->entityIs("default", Zet::make<Zet::Dir>());
   EXPECT_TRUE(mira()->l3Enabled());
 }

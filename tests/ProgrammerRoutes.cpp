@@ -55,19 +55,6 @@ TEST_F(ProgrammerRoutes, ATableFullOfTheRouteItselfBreaksBeforeItMakes) {
   EXPECT_EQ(failed(), "");
 }
 
-TEST_F(ProgrammerRoutes, ALostInputTakesTheEntryAndItsSetButIsNoFailure) {
-  chips({"A", "B"});
-  publish(1, 10, {1, 2});
-  publish(1, 0, {1, 2});
-  EXPECT_EQ(entries("A") + entries("B"), "");
-  EXPECT_EQ(chip("B").pvNumFree(), 1000u);
-  EXPECT_EQ(failed(), "");
-  EXPECT_EQ(status(1)->hwFlags(), 0u);
-  EXPECT_EQ(status(1)->acceptingIntfId(), IntfId());
-  publish(1, 10, {1, 2});
-  EXPECT_EQ(entries("B"), "1@10:2");
-}
-
 TEST_F(ProgrammerRoutes, TheBackupEntryBecomesTheRoutesOwn) {
   chips({"A", "B"});
   Mroute & m = publish(1, 10, {1});
@@ -267,22 +254,4 @@ TEST_F(ProgrammerRoutes, WhatStandsOnAChipThatLeftIsTakenOffItUnlessItIsBack) {
   publish(1, 20, {1});
   EXPECT_THAT(takeCalls(), testing::Not(HasSubstr("B route"))) << "it still has its entry";
   EXPECT_EQ(entries("B"), "1@20:1");
-}
-
-TEST_F(ProgrammerRoutes, ARefusedFloodsetKeepsForwardingUnlessToldOtherwise) {
-  chips({"A", "B"});
-  for (bool deletes : {false, true}) {
-    mfib->deleteL2RouteOnFailureIs(deletes);
-    publish(floodset(30), 30, {1});
-    chip("B").refuseSetIn = 1;
-    publish(floodset(30), 30, {1, 2});
-    EXPECT_EQ(entries("A"), deletes ? "" : "L30@30:1");
-    EXPECT_EQ(entries("B"), entries("A"));
-    EXPECT_EQ(sm().failedMroute().size(), 1u);
-    chip("B").roomIs();
-    settle();
-    EXPECT_EQ(entries("B"), "L30@30:2");
-    EXPECT_EQ(sm().failedMroute().size(), 0u);
-    l2Table->mrouteDelAll();
-  }
 }

@@ -81,25 +81,6 @@ TEST_F(Review, AChangeBetweenSlicesMovesTheEndOfThePass) {
   EXPECT_GT(mira().review(), review);
 }
 
-TEST_F(Review, OnlyRoutesThatTheMarksMeetAreComputed) {
-  publishMany(100);
-  for (U32 i = 100; i < 150; ++i) publish(source(i), "239.1.1.1", "Vlan10", "Vlan30");
-  settle();
-  U64 before = recomputations();
-  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(30));
-  settle();
-  EXPECT_EQ(recomputations() - before, 50u);
-  before = recomputations();
-  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(31));
-  settle();
-  EXPECT_EQ(recomputations(), before);
-  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(30 + 32));
-  U64 noChange = routes().noChangeRecomputations();
-  settle();
-  EXPECT_EQ(recomputations() - before, 50u) << "62 shares its bit with 30";
-  EXPECT_EQ(routes().noChangeRecomputations() - noChange, 50u);
-}
-
 TEST_F(Review, AnOverflowingQueueLosesNeitherChangesNorDeletions) {
   constexpr U32 routeCount = Mira::dirtyMrouteLimit + 50;
   auto reviewNow = [this] {
@@ -202,17 +183,6 @@ TEST_F(Review, AVrfDrainsOverSeveralSlicesAndMayComeBack) {
   EXPECT_EQ(agent->mira()->mira(L3::VrfName("blue")), nullptr);
   EXPECT_EQ(tables->vrfMrouteTable(L3::VrfName("blue")), nullptr);
   EXPECT_EQ(reviewInfo->review(L3::VrfName("blue")), 0u);
-}
-
-TEST_F(Review, TheUnionOfFiltersForgetsABitWithItsLastRoute) {
-  publish(source(1), "239.1.1.1", "Vlan10", "Vlan20");
-  publish(source(2), "239.1.1.1", "Vlan10", "Vlan30");
-  settle();
-  EXPECT_EQ(routes().vlanFilter(), 1u << 10 | 1u << 20 | 1u << 30);
-  withdraw(source(2), "239.1.1.1");
-  publish(source(1), "239.1.1.1", "Vlan10", "");
-  settle();
-  EXPECT_EQ(routes().vlanFilter(), 1u << 10);
 }
 
 }  // namespace Tests

@@ -133,12 +133,6 @@ void Switch::join(U32 vid, std::string_view group, std::string_view ports) {
   for (auto const & p : words(ports)) g->intfIs(intf(p), true);
 }
 
-void Switch::router(U32 vid, std::string_view ports) {
-  for (auto const & p : words(ports)) {
-    snooping->vlanStatusIs(VlanId(vid))->routerIntfIs(intf(p), true);
-  }
-}
-
 void Switch::lag(std::string_view name, std::string_view members) {
   auto l = lags->intfStatusIs(intf(name));
   for (auto const & m : words(members)) l->memberIs(intf(m), true);

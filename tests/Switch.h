@@ -38,10 +38,9 @@ class Switch : public SwitchRecords {
   // Bridging. Ports are created forwarding and untagged, with an SVI "Vlan<vid>" in the VRF.
   void vlan(U32 vid, std::string_view ports, std::string_view vrf = "default");
   void block(U32 vid, std::string_view ports);
-  // Snooping; join() and router() turn it on.
+  // Snooping; join() turns it on.
   void snoop(U32 vid);
   void join(U32 vid, std::string_view group, std::string_view ports);
-  void router(U32 vid, std::string_view ports);
   void lag(std::string_view name, std::string_view members);
   // IP. "10.1.0.1/24"; the empty text takes the primary address away.
   void address(std::string_view intfName, std::string_view primary);
