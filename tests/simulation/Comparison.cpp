@@ -15,12 +15,6 @@ namespace {
 
 constexpr U32 anyRpa = ~U32{0};
 
-std::string textOf(OifSet const * set) {
-  return set ? Simulation::textOf(set->portVlanSet()) : "no set";
-}
-
-std::string nameOf(Chip const & chip) { return std::string(chip.name().view()); }
-
 // Those have a comparison of their own.
 bool isL2(Key const & key) { return key.kind() != Routing::Multicast::Fib::mroute_; }
 
@@ -45,11 +39,6 @@ Comparison::Comparison(Brindle::Sim::Host const & host, std::map<RouteName, Expe
   compareFailed();
   compareStatus();
   for (Chip const * chip : host.chips()) compareChip(*chip);
-}
-
-Mroute const * Comparison::mroute(RouteName const & name) const {
-  auto const * table = host_.routeTables().vrfMrouteTable(name.vrf);
-  return table ? table->mroute(name.key) : nullptr;
 }
 
 // A record that may be taken in or not has not been, where the route still has an older one.
@@ -121,26 +110,14 @@ void Comparison::compareSet(std::string const & what, U32 vlan, std::string cons
 
 // --- What failed
 
-bool Comparison::failed(RouteName const & name) const {
-  auto const trouble = host_.hardware().trouble(name.vrf, name.key);
-  return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
-}
-
-// Its own entry, and not one beside it.
-bool Comparison::failedWholly(RouteName const & name) const {
-  auto const * status = host_.records().hardware->vrfStatus(name.vrf);
-  auto const * route = status ? status->route(name.key) : nullptr;
-  return route && route->hwFlags() != 0;
-}
-
 void Comparison::compareFailed() {
   for (auto const & [name, route] : expected_) {
     // The next computation, which is to try it again, may never come.
     if (!mroute(name) || isLeft(*mroute(name), route)) continue;
-    if (failedWholly(name) && !failed(name) && !isOpen(host_, name)) {
+    if (failedWholly(host_, name) && !isRetried(host_, name) && !isOpen(host_, name)) {
       differ(name.text() + " is said to have failed, and nobody tries it again");
     }
-    if (failed(name) && !circumstances_.failuresExpected) {
+    if (isRetried(host_, name) && !circumstances_.failuresExpected) {
       differ(name.text() + " has failed though there is room");
     }
   }
@@ -153,8 +130,7 @@ void Comparison::compareStatus() {
   for (auto vrf = vrfs.begin(); vrf; vrf.advance()) {
     for (auto i = vrf->route().begin(); i; i.advance()) {
       RouteName const name{vrf.key(), i.key()};
-      if (!isL2(name.key) && !mroute(name))
-        differ(name.text() + " has a status, but is in no table");
+      if (!mroute(name)) differ(name.text() + " has a status, but is in no table");
     }
   }
 }
@@ -192,14 +168,15 @@ bool Comparison::mayHoldMore(RouteName const & name, ExpectedRoute const & route
   Mroute const * const standing = mroute(name);
   if (!standing || !route.programmed) return false;
   bool const open = isOpen(host_, name);
-  return isLeft(*standing, route) || failed(name) || open || standing->optimizeStatus();
+  return isLeft(*standing, route) || isRetried(host_, name) || open || standing->optimizeStatus();
 }
 
 // Takes what may be old out of what was found. A chip does not know the VRF.
 void Comparison::takeOld(Entries & found, RouteName const & name,
                          ExpectedRoute const & route) const {
   Mroute const & standing = *mroute(name);
-  bool const onlyPatched = !isLeft(standing, route) && !failed(name) && !isOpen(host_, name);
+  bool const onlyPatched =
+      !isLeft(standing, route) && !isRetried(host_, name) && !isOpen(host_, name);
   auto const [begin, end] = found.equal_range(name.key);
   for (auto i = begin; i != end;) {
     U32 const vlan = i->second.vlan;
@@ -212,7 +189,7 @@ void Comparison::takeOld(Entries & found, RouteName const & name,
 
 bool Comparison::hasEntries(RouteName const & name, ExpectedRoute const & route) const {
   Mroute const * const standing = mroute(name);
-  return standing && route.programmed && !failedWholly(name) && !isLeft(*standing, route) &&
+  return standing && route.programmed && !failedWholly(host_, name) && !isLeft(*standing, route) &&
          !isOpen(host_, name);
 }
 

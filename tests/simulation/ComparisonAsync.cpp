@@ -9,7 +9,6 @@ namespace Simulation {
 
 using namespace Brindle;
 using Brindle::Sim::AsyncChip;
-using Brindle::Sim::Chip;
 using Keel::XactResult;
 namespace Fib = Routing::Multicast::Fib;
 
@@ -64,8 +63,6 @@ OifSet const * contentOf(Zet::Ptr<MtableOifSet> const & set) {
   return set ? static_cast<SimMtableOifSet const &>(*set).oifSet().get() : nullptr;
 }
 
-std::string nameOf(Chip const & chip) { return std::string(chip.name().view()); }
-
 char const * const kindNames[] = {"its entry", "a fastdrop", "its notify entry",
                                   "its persistent fastdrop", "its fast-reroute entry"};
 
@@ -104,7 +101,7 @@ std::vector<AsyncChip const *> AsyncComparison::chips() const {
 }
 
 void AsyncComparison::differ(RouteName const & name, std::string const & what) {
-  differences_ += name.text() + " " + what + "\n";
+  Findings::differ(name.text() + " " + what);
 }
 
 AsyncChipInfo const * AsyncComparison::infoOf(ZetMroute const & route,
@@ -356,7 +353,7 @@ void AsyncComparison::compareL2Records(Machine const & machine) {
   }
   for (auto i = machine.l2Status()->vlanStatus().begin(); i; i.advance()) {
     if (vlans.count(i.key())) continue;
-    differences_ += "VLAN " + std::to_string(i.key().value()) + " has a status, but no L2 route\n";
+    Findings::differ("VLAN " + std::to_string(i.key().value()) + " has a status, but no L2 route");
   }
 }
 
@@ -381,8 +378,8 @@ void AsyncComparison::compareChip(AsyncChip const & chip) {
   for (auto const & entry : chip.entries()) {
     auto const holder = held.handles.find(entry.handle);
     if (holder == held.handles.end()) {
-      differences_ += nameOf(chip) + ": nobody holds " + entry.key.sg.pretty() + " in VLAN " +
-                      std::to_string(entry.key.vlanId.value()) + "\n";
+      Findings::differ(nameOf(chip) + ": nobody holds " + entry.key.sg.pretty() + " in VLAN " +
+                       std::to_string(entry.key.vlanId.value()));
     } else if (holder->second) {
       held.sets.insert(entry.oifSet.get());
     }
@@ -390,8 +387,8 @@ void AsyncComparison::compareChip(AsyncChip const & chip) {
   auto const & sets = chip.inUseOifSet();
   for (auto i = sets.begin(); i; i.advance()) {
     if (held.sets.count(i.value().ptr->oifSet().get())) continue;
-    differences_ += nameOf(chip) + ": nobody holds the set " +
-                    Simulation::textOf(i.value().ptr->oifSet()->portVlanSet()) + "\n";
+    Findings::differ(nameOf(chip) + ": nobody holds the set " +
+                     Simulation::textOf(i.value().ptr->oifSet()->portVlanSet()));
   }
 }
 

@@ -10,14 +10,14 @@
 
 #include "programmer/AsyncMrouteSm.h"
 #include "sim/AsyncChip.h"
-#include "tests/simulation/Oracle.h"
+#include "tests/simulation/Standing.h"
 
 namespace Simulation {
 
 // The route need not stand as it is to: it waits for chips, for the review or for a programmer.
 bool isOpen(Brindle::Sim::Host const & host, RouteName const & name);
 
-class AsyncComparison {
+class AsyncComparison : public Findings {
  public:
   // Entries beside a route's own that a chip may have refused, and that nobody tries again before
   // the route's next version: what is known of them goes when the route itself succeeds.
@@ -34,8 +34,6 @@ class AsyncComparison {
   };
   AsyncComparison(Brindle::Sim::Host const & host, Circumstances const & circumstances);
 
-  // A line for each difference.
-  std::string const & differences() const { return differences_; }
   // What still lacks.
   Forgotten const & forgotten() const { return forgotten_; }
 
@@ -84,7 +82,6 @@ class AsyncComparison {
   Brindle::Sim::Host const & host_;
   Circumstances const circumstances_;
   std::map<Brindle::AsyncSwitchChip const *, Held> held_;
-  std::string differences_;
   Forgotten forgotten_;
 };
 

@@ -8,18 +8,7 @@ namespace Simulation {
 
 using namespace Routing::Multicast::Fib;
 using Brindle::Mroute;
-using Brindle::OifSet;
 using Brindle::Sim::Chip;
-
-namespace {
-
-std::string textOf(OifSet const * set) {
-  return set ? Simulation::textOf(set->portVlanSet()) : "no set";
-}
-
-L3::VrfName vrf() { return L3::VrfName::defaultVrf(); }
-
-}  // namespace
 
 FloodsetComparison::FloodsetComparison(Brindle::Sim::Host const & host,
                                        FloodsetOracle const & oracle,
@@ -37,11 +26,6 @@ FloodsetComparison::FloodsetComparison(Brindle::Sim::Host const & host,
   for (auto const & expected : expected_) compareFailed(expected.first);
   compareStatus();
   for (Chip const * chip : host.chips()) compareChip(*chip);
-}
-
-Mroute const * FloodsetComparison::mroute(Key const & key) const {
-  auto const & table = host_.routeTables().l2FloodsetTable();
-  return table ? table->mroute(key) : nullptr;
 }
 
 // --- What is wanted, and what was computed
@@ -92,24 +76,14 @@ void FloodsetComparison::compareRoute(Key const & key, ExpectedFloodset const & 
 // --- What failed
 
 bool FloodsetComparison::failed(Key const & key) const {
-  if (chipsAnswerLater(host_)) {
-    auto const * record =
-        mroute(key) ? host_.hardware().asyncMrouteSm(vrf())->l2Status()->programmedSet(*mroute(key))
-                    : nullptr;
-    return record && record->status == Brindle::ProgrammingStatus::notProgrammed;
-  }
-  auto const * status = host_.records().hardware->vrfStatus(vrf());
-  auto const * route = status ? status->route(key) : nullptr;
-  return route && route->hwFlags() != 0;
-}
-
-bool FloodsetComparison::isTriedAgain(Key const & key) const {
-  auto const trouble = host_.hardware().trouble(vrf(), key);
-  return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
+  if (!chipsAnswerLater(host_)) return failedWholly(host_, name(key));
+  auto const l2 = host_.hardware().asyncMrouteSm(name(key).vrf)->l2Status();
+  auto const * record = mroute(key) ? l2->programmedSet(*mroute(key)) : nullptr;
+  return record && record->status == Brindle::ProgrammingStatus::notProgrammed;
 }
 
 void FloodsetComparison::compareFailed(Key const & key) {
-  if (failed(key) != isTriedAgain(key) && !isOpen(host_, {vrf(), key})) {
+  if (failed(key) != isRetried(host_, name(key)) && !isOpen(host_, name(key))) {
     differ(key.pretty() + " has failed, and nobody tries it again, or the other way round");
   }
   if (failed(key) && !circumstances_.failuresExpected)
@@ -119,15 +93,9 @@ void FloodsetComparison::compareFailed(Key const & key) {
 // --- What is published
 
 void FloodsetComparison::compareStatus() {
-  for (auto const & key : host_.hardware().refused(vrf())) {
+  for (auto const & key : host_.hardware().refused(L3::VrfName::defaultVrf())) {
     if (key.kind() == mroute_ || mroute(key)) continue;
     differ(key.pretty() + " is to be tried again, but is in no table");
-  }
-  auto const * status = host_.records().hardware->vrfStatus(vrf());
-  if (!status) return;
-  for (auto i = status->route().begin(); i; i.advance()) {
-    if (i.key().kind() == mroute_ || mroute(i.key())) continue;
-    differ(i.key().pretty() + " has a status, but is in no table");
   }
 }
 
@@ -160,10 +128,11 @@ void FloodsetComparison::compareChip(Chip const & chip) {
     found[entry.key.sg].push_back(
         {entry.key.vlanId.value(), entry.active, textOf(entry.oifSet.get())});
   }
-  std::string const name(chip.name().view());
   for (auto const & [key, entries] : found) {
-    for (auto const & entry : entries) shown_ += name + ": " + key.pretty() + entry.text() + "\n";
-    compareEntries(name, key, entries);
+    for (auto const & entry : entries) {
+      shown_ += nameOf(chip) + ": " + key.pretty() + entry.text() + "\n";
+    }
+    compareEntries(nameOf(chip), key, entries);
   }
 }
 
@@ -175,7 +144,7 @@ void FloodsetComparison::compareEntries(std::string const & chip, Key const & ke
     for (auto const & entry : found) differ(what + ": nobody needs " + entry.text());
     return;
   }
-  if (isOpen(host_, {vrf(), key})) return;
+  if (isOpen(host_, name(key))) return;
   if (found.size() > 1) return differ(what + " stands more than once");
   if (failed(key)) return compareFailedEntries(what, key, found);
   bool const left = expected->second.leftAlone;

@@ -158,7 +158,7 @@ void PrefixComparison::compareRetry() {
 }
 
 void PrefixComparison::compareChip(Chip const & chip) {
-  std::string const name(chip.name().view());
+  std::string const name = nameOf(chip);
   std::multimap<Subnet, U32> found;
   for (auto const & entry : chip.entries()) {
     if (isSubnetEntry(entry)) found.emplace(entry.key.sg.source(), entry.key.vlanId.value());

@@ -3,20 +3,16 @@
 #pragma once
 
 #include "tests/simulation/OraclePrefixes.h"
+#include "tests/simulation/Standing.h"
 
 namespace Simulation {
 
-class PrefixComparison {
+class PrefixComparison : public Findings {
  public:
   // `failuresExpected`: chips lack room or refuse.
   PrefixComparison(Brindle::Sim::Host const & host, PrefixOracle const & oracle,
                    PrefixHistory const & history, std::vector<ReadTable> const & tables,
                    bool failuresExpected);
-
-  // A line for each difference.
-  std::string const & differences() const { return differences_; }
-  // What stands, for the trace of a run.
-  std::string const & shown() const { return shown_; }
 
  private:
   using Status = Routing::Multicast::Fib::PimIntf::IntfStatus;
@@ -33,15 +29,12 @@ class PrefixComparison {
   bool published(std::string const & table, Shoal::Multicast::Fib::Route const & route) const;
   bool saidToWait(Key const & key, Nettle::IntfId intf) const;
   bool waits(Key const & key, Nettle::IntfId intf) const;
-  void differ(std::string const & text) { differences_ += text + "\n"; }
 
   Brindle::Sim::Host const & host_;
   PrefixOracle const & oracle_;
   PrefixHistory const & history_;
   std::vector<ReadTable> const & tables_;
   bool const failuresExpected_;
-  std::string differences_;
-  std::string shown_;
 };
 
 // An entry of a connected subnet in a chip; a route has a set.

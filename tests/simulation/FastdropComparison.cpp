@@ -163,7 +163,7 @@ void FastdropHistory::compareChips(RouteName const & name, Route const & model) 
                                            : " stands in the chips, but is not published"));
     }
   }
-  auto const * published = status(name);
+  auto const * published = statusOf(host_, name);
   if (!published) return;
   for (auto const & item : published->fastdropLastPollTime().items()) {
     U32 const vlan = host_.records().intfVlanIdTable->intfIdToVlanId(intfOf(item.key)).value();

@@ -328,11 +328,6 @@ void FastdropHistory::doubt(Limit & limit, Seconds since, bool touched) {
   limit.touched |= touched;
 }
 
-Brindle::Mroute const * FastdropHistory::mroute(RouteName const & name) const {
-  auto const * table = host_.routeTables().vrfMrouteTable(name.vrf);
-  return table ? table->mroute(name.key) : nullptr;
-}
-
 // The route as it is at rest, if it has been taken in.
 ExpectedRoute const * FastdropHistory::standing(RouteName const & name) const {
   auto const route = rest_.find(name);
@@ -346,27 +341,15 @@ bool FastdropHistory::isLeft(RouteName const & name) const {
   return route == rest_.end() || !found || Comparison::isLeft(*found, route->second);
 }
 
-// A chip refused it, and it is programmed again whenever there may be room.
-bool FastdropHistory::isRetried(RouteName const & name) const {
-  auto const trouble = host_.hardware().trouble(name.vrf, name.key);
-  return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
-}
-
-Brindle::Sim::Fib::Hardware::RouteStatus const * FastdropHistory::status(
-    RouteName const & name) const {
-  auto const * vrf = host_.records().hardware->vrfStatus(name.vrf);
-  return vrf ? vrf->route(name.key) : nullptr;
-}
-
 // Of what a chip refused it is not known until when, nor of what it may refuse the next time.
 FastdropHistory::Drop::Published FastdropHistory::publishedAt(RouteName const & name,
                                                               U32 vlan) const {
-  if (isRetried(name)) return Drop::unknown;
+  if (isRetried(host_, name)) return Drop::unknown;
   return activity(name, vlan) ? Drop::yes : Drop::no;
 }
 
 double const * FastdropHistory::activity(RouteName const & name, U32 vlan) const {
-  auto const * published = status(name);
+  auto const * published = statusOf(host_, name);
   auto const intf = rules_.intfOf(vlan);
   if (!published || !intf) return nullptr;
   return published->fastdropLastPollTime().find(Zet::String(intf.view()));

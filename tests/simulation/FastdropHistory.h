@@ -18,10 +18,11 @@
 
 #include "model/MrouteTableColl.h"
 #include "tests/simulation/OracleFastdrops.h"
+#include "tests/simulation/Standing.h"
 
 namespace Simulation {
 
-class FastdropHistory {
+class FastdropHistory : public Findings {
  public:
   using Routes = std::map<RouteName, ExpectedRoute>;
   explicit FastdropHistory(Brindle::Sim::Host const & host) : host_(host), rules_(host) {}
@@ -35,19 +36,8 @@ class FastdropHistory {
   };
   void follow(Line const & line);
 
-  struct Circumstances {
-    // Chips came or went since all routes were computed.
-    bool chipsMoved;
-    // Chips lack room or refuse.
-    bool failuresExpected;
-  };
   // The switch is at rest: compares, and adds the drops that stand to the routes.
   void compare(Routes & routes, Oracle const & oracle, Circumstances const & circumstances);
-
-  // A line for each difference.
-  std::string takeDifferences() { return std::exchange(differences_, {}); }
-  // What stands, for the trace of a run.
-  std::string const & shown() const { return shown_; }
 
  private:
   using Seconds = Zet::Seconds;
@@ -162,19 +152,18 @@ class FastdropHistory {
   void countHolders();
 
   // Tools
-  void differ(std::string const & text) { differences_ += text + "\n"; }
   static std::string text(RouteName const & name, U32 vlan) {
     return name.text() + " fastdrop in VLAN " + std::to_string(vlan);
   }
   static Stream streamOf(std::vector<std::string> const & words);
-  Brindle::Mroute const * mroute(RouteName const & name) const;
+  Brindle::Mroute const * mroute(RouteName const & name) const {
+    return Simulation::mroute(host_, name);
+  }
   ExpectedRoute const * standing(RouteName const & name) const;
   bool isLeft(RouteName const & name) const;
-  bool isRetried(RouteName const & name) const;
   bool isInput(RouteName const & name, U32 vlan) const;
   bool isInTwoVrfs(Key const & key) const;
   static Nettle::IntfId intfOf(Zet::String const & name) { return Nettle::IntfId(name.view()); }
-  Brindle::Sim::Fib::Hardware::RouteStatus const * status(RouteName const & name) const;
   // When packets came last, as it is published; null if no drop is.
   double const * activity(RouteName const & name, U32 vlan) const;
   Drop::Published publishedAt(RouteName const & name, U32 vlan) const;
@@ -187,15 +176,13 @@ class FastdropHistory {
   std::map<L3::VrfName, Vrf> vrfs_;
   std::map<std::pair<L3::VrfName, std::string>, U32> expected_;  // messages of this line
   std::map<std::pair<Key, U32>, U32> holders_;                   // chips that hold an entry
-  Circumstances circumstances_{};
+  Circumstances circumstances_;
   Seconds before_ = 0;
   Seconds now_ = 0;
   Seconds readCost_ = 0;
   bool atRest_ = false;
   bool onlyReviewed_ = false;  // but for that, it would be
   U64 failures_ = 0;           // in the default VRF, which never goes
-  std::string differences_;
-  std::string shown_;
 };
 
 }  // namespace Simulation

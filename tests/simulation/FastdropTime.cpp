@@ -98,7 +98,7 @@ bool FastdropHistory::age(RouteName const & name, Route & route, U32 vlan, Span 
   bool const lacks = !later && drop.published == Drop::no;
   Seconds const limit = 2.0 * host_.root().mira(name.vrf)->fastdropPollingInterval() - slack;
   bool const known = sure && drop.sure && !isLeft(name);
-  bool const fresh = later || drop.seenAnew || isRetried(name);
+  bool const fresh = later || drop.seenAnew || isRetried(host_, name);
   bool const idle = !fresh && at.first - drop.seen.last >= limit;
   bool const goes = !here || lacks || idle || route.hadBackup == vlan;
   bool const mayGo = goes || later || drop.published != Drop::yes ||

@@ -25,7 +25,7 @@ void FloodsetWatch::before(std::vector<std::string> const & words) {
   bool const del = words.size() == 3 && words[0] == "chip" && words[1] == "del";
   if (!del) return;
   for (Chip * chip : host_.chips()) {
-    if (chip->name().view() == words[2]) chip->observerIs(nullptr);
+    if (nameOf(*chip) == words[2]) chip->observerIs(nullptr);
   }
   std::erase_if(active_, [&](auto const & one) { return one.first.first == words[2]; });
 }
@@ -55,7 +55,7 @@ bool FloodsetWatch::mayLeave(Key const & key) const {
 void FloodsetWatch::onEntry(Chip const & chip, Brindle::RouteHandle handle,
                             Chip::Match const & key) {
   if (key.sg.kind() == mroute_) return;
-  std::pair const where(std::string(chip.name().view()), key.sg);
+  std::pair const where(nameOf(chip), key.sg);
   if (auto const entry = chip.entry(handle)) {
     if (entry->active) active_[where] = handle;
     return;
@@ -64,7 +64,7 @@ void FloodsetWatch::onEntry(Chip const & chip, Brindle::RouteHandle handle,
   if (active == active_.end() || active->second != handle) return;
   active_.erase(active);
   if (mayLeave(key.sg)) return;
-  differences_ += where.first + ": " + key.sg.pretty() + " has gone for a while\n";
+  differ(where.first + ": " + key.sg.pretty() + " has gone for a while");
 }
 
 }  // namespace Simulation

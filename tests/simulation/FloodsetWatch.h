@@ -6,15 +6,15 @@
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "sim/Host.h"
-#include "tests/simulation/Oracle.h"
+#include "tests/simulation/Standing.h"
 
 namespace Simulation {
 
-class FloodsetWatch : public Brindle::Sim::Chip::Observer {
+// Differs with each entry that went though it should not have.
+class FloodsetWatch : public Brindle::Sim::Chip::Observer, public Findings {
  public:
   explicit FloodsetWatch(Brindle::Sim::Host const & host) : host_(host) {}
   // A switch that ends takes its entries out.
@@ -28,8 +28,6 @@ class FloodsetWatch : public Brindle::Sim::Chip::Observer {
   std::set<Bridging::VlanId> const & treeless() const { return treeless_; }
   // Whether floodsets keep their entries when they fail was changed while chips refused.
   bool keepingChanged() const { return keepingChanged_; }
-  // A line for each entry that went though it should not have, since the last time.
-  std::string takeDifferences() { return std::exchange(differences_, {}); }
 
   void onEntry(Brindle::Sim::Chip const & chip, Brindle::RouteHandle handle,
                Brindle::Sim::Chip::Match const & key) override;
@@ -44,7 +42,6 @@ class FloodsetWatch : public Brindle::Sim::Chip::Observer {
   std::set<Bridging::VlanId> treeless_;
   bool mayFail_ = false;
   bool keepingChanged_ = false;
-  std::string differences_;
 };
 
 }  // namespace Simulation

@@ -44,32 +44,32 @@ void Lab::carryOut(std::string const & line, std::vector<std::string> const & wo
 // What later comparisons have to know.
 void Lab::note(std::vector<std::string> const & words) {
   std::string const verb = words.size() > 1 ? words[0] + " " + words[1] : words[0];
-  if (verb == "chip add" && host_.started()) {
-    lateChips_.insert(words[2]);
-    reviewed_ = false;
-  }
-  if (verb == "chip del") {
-    lateChips_.erase(words[2]);
-    chipsGone_ = true;
+  auto & c = circumstances_;
+  bool const comes = verb == "chip add" && host_.started(), goes = verb == "chip del";
+  if (comes) c.lateChips.insert(words[2]);
+  if (goes) c.lateChips.erase(words[2]);
+  if (comes || goes) {
+    c.chipsMoved = true;
     reviewed_ = false;
   }
   bool const sized = std::find(words.begin(), words.end(), "routes") != words.end();
   bool const mayFail = std::find(words.begin(), words.end(), "fail") != words.end();
   if (mayFail || verb == "chip limit" || verb == "chip refuse" || verb == "chip set" ||
       (verb == "chip add" && sized)) {
-    failuresExpected_ = true;
+    c.failuresExpected = true;
   }
-  if (verb == "echo healed") failuresExpected_ = false;
+  if (verb == "echo healed") c.failuresExpected = false;
   if (verb == "review all") reviewed_ = true;
   if (words[0] == "settle" && reviewed_) {
-    lateChips_.clear();
-    chipsGone_ = false;
+    c.lateChips.clear();
+    c.chipsMoved = false;
   }
-  floodsetWatch_.note(words, failuresExpected_);
+  floodsetWatch_.note(words, c.failuresExpected);
+  c.keepingChanged = floodsetWatch_.keepingChanged();
   prefixHistory_.note(words, publishers_.read(host_.tables()));
 }
 
-std::map<RouteName, ExpectedRoute> Lab::expectedRoutes() const {
+FastdropHistory::Routes Lab::expectedRoutes() const {
   auto const tables = publishers_.read(host_.tables());
   auto routes = Oracle(host_, tables).routes();
   PrefixOracle(host_, tables, prefixHistory_).judge(routes);
@@ -82,19 +82,19 @@ void Lab::compare(bool isHealed) {
   Oracle const oracle(host_, tables);
   auto routes = oracle.routes();
   subnets.judge(routes);
-  Comparison::Circumstances const circumstances{lateChips_, failuresExpected_, unnoticed_};
-  fastdrops_.compare(routes, oracle, {!lateChips_.empty() || chipsGone_, failuresExpected_});
-  Comparison const comparison(host_, std::move(routes), circumstances);
-  FloodsetComparison const floodsets(
-      host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
-      {lateChips_, failuresExpected_, floodsetWatch_.keepingChanged()});
-  PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables, failuresExpected_);
-  AsyncComparison const later(host_, {lateChips_, failuresExpected_, isHealed, forgotten_});
+  fastdrops_.compare(routes, oracle, circumstances_);
+  Comparison const comparison(host_, std::move(routes), circumstances_);
+  FloodsetComparison const floodsets(host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
+                                     circumstances_);
+  PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables,
+                                  circumstances_.failuresExpected);
+  AsyncComparison const later(
+      host_, {circumstances_.lateChips, circumstances_.failuresExpected, isHealed, forgotten_});
   forgotten_ = later.forgotten();
   wrong_ = comparison.differences() + later.differences() + floodsets.differences() +
            floodsetWatch_.takeDifferences() + prefixes.differences();
   traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown());
-  unnoticed_ = comparison.unnoticed();
+  circumstances_.unnoticed = comparison.unnoticed();
   ++comparisons_;
   routesCompared_ += comparison.routes() + floodsets.routes();
 }

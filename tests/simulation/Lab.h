@@ -2,7 +2,6 @@
 // brindle-sim understands, and compared with the oracle whenever it has settled.
 #pragma once
 
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -43,7 +42,7 @@ class Lab {
  private:
   void carryOut(std::string const & line, std::vector<std::string> const & words);
   void note(std::vector<std::string> const & words);
-  std::map<RouteName, ExpectedRoute> expectedRoutes() const;
+  FastdropHistory::Routes expectedRoutes() const;
   // `isHealed`: all chips have room and have answered.
   void compare(bool isHealed);
   void compareLeftovers();
@@ -57,13 +56,8 @@ class Lab {
   FloodsetWatch floodsetWatch_{host_};
   PrefixHistory prefixHistory_{host_};
   FastdropHistory fastdrops_{host_};
-  // Chips that came after the start, until each route has been computed again.
-  std::set<std::string> lateChips_;
-  // Or went, until then.
-  bool chipsGone_ = false;
+  Circumstances circumstances_;
   bool reviewed_ = false;
-  bool failuresExpected_ = false;
-  Comparison::Unnoticed unnoticed_;
   AsyncComparison::Forgotten forgotten_;
   std::string wrong_;
   U64 trace_ = 0xcbf29ce484222325;

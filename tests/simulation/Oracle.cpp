@@ -21,8 +21,6 @@ Nettle::IntfId const & null0() {
   return intf;
 }
 
-std::string_view vrfOfTable(std::string_view name) { return name.substr(name.find('.') + 1); }
-
 }  // namespace
 
 std::string Outputs::text() const {
@@ -50,6 +48,10 @@ std::string textOf(Brindle::PortVlanSet const & set) {
 
 bool chipsAnswerLater(Brindle::Sim::Host const & host) { return host.hardware().reviewConfig(); }
 
+L3::VrfName vrfOf(std::string const & table) {
+  return L3::VrfName(std::string_view(table).substr(table.find('.') + 1));
+}
+
 Oracle::Oracle(Brindle::Sim::Host const & host, std::vector<ReadTable> const & tables)
     : host_(host),
       records_(host.records()),
@@ -60,9 +62,8 @@ Oracle::Oracle(Brindle::Sim::Host const & host, std::vector<ReadTable> const & t
 bool Oracle::routed(L3::VrfName vrf) const {
   auto const * config = records_.mfibVrfConfig->config(vrf);
   auto const * info = host_.routingInfo(vrf);
-  bool const read = std::any_of(tables_.begin(), tables_.end(), [&](auto const & table) {
-    return vrfOfTable(table.name) == vrf.view();
-  });
+  bool const read = std::any_of(tables_.begin(), tables_.end(),
+                                [&](auto const & table) { return vrfOf(table.name) == vrf; });
   if (!read) return false;
   bool const isDefault = vrf == L3::VrfName::defaultVrf();
   if (!isDefault && (!config || !info || !records_.allVrfStatusLocal->vrf(vrf))) return false;
@@ -73,7 +74,7 @@ bool Oracle::routed(L3::VrfName vrf) const {
 std::map<RouteName, ExpectedRoute> Oracle::routes() const {
   std::map<RouteName, std::vector<Published>> published;
   for (auto const & table : tables_) {
-    L3::VrfName const vrf(vrfOfTable(table.name));
+    L3::VrfName const vrf = vrfOf(table.name);
     if (!routed(vrf)) continue;
     for (auto i = table.routes->routeBegin(); i; i.advance()) {
       published[{vrf, i.key()}].push_back({table.routes, table.routes->route(i.key())});

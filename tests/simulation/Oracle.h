@@ -74,6 +74,7 @@ struct ReadTable {
   std::string name;
   Shoal::Multicast::Fib::Status const * routes;
 };
+L3::VrfName vrfOf(std::string const & table);
 
 // The chips of the switch answer later, to a programmer of their own.
 bool chipsAnswerLater(Brindle::Sim::Host const & host);
@@ -109,7 +110,6 @@ class Oracle {
 
   // The members that a VLAN adds for a group, LAGs not yet resolved.
   Members vlanMembers(U32 vlan, Key const & key) const;
-  void addPorts(U32 vlan, Members & out) const;
   void addListeners(U32 vlan, Key const & key, Members & out) const;
   void addTunnels(U32 vlan, Members & out) const;
   void addPort(U32 vlan, Nettle::IntfId port, Members & out) const;

@@ -212,24 +212,9 @@ void FloodsetOracle::addListeners(Set & set, Zet::OrderedSet<IntfId> const & por
   }
 }
 
-// All that forward, or all that are configured.
-std::set<IntfId> FloodsetOracle::portsOf(VlanId vlan) const {
-  std::set<IntfId> out;
-  if (!host_.settings().configuredLagMembers) {
-    for (auto const & port : records_.brTopo->vidToTopoMap(vlan)->topoPortConfig().items()) {
-      if (forwards(records_, vlan.value(), port.key)) out.insert(port.key);
-    }
-  } else if (auto const * config = records_.brConfig->vlanConfig(vlan)) {
-    for (IntfId port : config->intf().items()) {
-      if (isLag(port) || forwards(records_, vlan.value(), port)) out.insert(port);
-    }
-  }
-  return out;
-}
-
 void FloodsetOracle::addPorts(Set & set) const {
   auto const & pair = *records_.mlagStatus;
-  auto ports = portsOf(set.vlan);
+  auto ports = floodedPorts(host_, set.vlan.value());
   bool const linked = ports.erase(pair.peerLinkIntf()) != 0;
   bool orphans = false;
   for (IntfId port : ports) orphans |= addPort(set, port) && isOrphan(port);

@@ -71,7 +71,6 @@ class FloodsetOracle {
   void addTunnels(Set & set) const;
   bool addPort(Set & set, Nettle::IntfId port) const;
   bool addMember(Set & set, Nettle::IntfId port, Brindle::OutLif outLif) const;
-  std::set<Nettle::IntfId> portsOf(Bridging::VlanId vlan) const;
   bool isOrphan(Nettle::IntfId port) const;
 
   Brindle::Sim::Host const & host_;

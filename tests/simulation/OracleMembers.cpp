@@ -40,28 +40,12 @@ Oracle::Members Oracle::vlanMembers(U32 vlan, Key const & key) const {
   auto const * snooping = records_.snooping->vlanStatus(vid);
   bool const v6 = host_.routeTables().af() == Nettle::ipv6();
   if (v6 || !snooping || snooping->useVlanFloodset() || !key.group().isHost()) {
-    addPorts(vlan, out);
+    for (IntfId port : floodedPorts(host_, vlan)) addPort(vlan, port, out);
   } else {
     addListeners(vlan, key, out);
   }
   addTunnels(vlan, out);
   return out;
-}
-
-// All that forward, or all that are configured.
-void Oracle::addPorts(U32 vlan, Members & out) const {
-  if (!host_.settings().configuredLagMembers) {
-    auto const * tree = records_.brTopo->vidToTopoMap(VlanId(vlan));
-    for (auto const & port : tree->topoPortConfig().items()) {
-      if (forwards(records_, vlan, port.key)) addPort(vlan, port.key, out);
-    }
-    return;
-  }
-  auto const * config = records_.brConfig->vlanConfig(VlanId(vlan));
-  if (!config) return;
-  for (IntfId port : config->intf().items()) {
-    if (isLag(port) || forwards(records_, vlan, port)) addPort(vlan, port, out);
-  }
 }
 
 void Oracle::addListeners(U32 vlan, Key const & key, Members & out) const {

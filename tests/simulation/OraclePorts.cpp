@@ -92,6 +92,22 @@ bool forwards(Records const & records, U32 vlan, IntfId port) {
   return state && state->state() == Bridging::Topology::PortState::forwarding;
 }
 
+std::set<IntfId> floodedPorts(Host const & host, U32 vlan) {
+  auto const & records = host.records();
+  std::set<IntfId> out;
+  if (!host.settings().configuredLagMembers) {
+    auto const * tree = records.brTopo->vidToTopoMap(Bridging::VlanId(vlan));
+    for (auto const & port : tree->topoPortConfig().items()) {
+      if (forwards(records, vlan, port.key)) out.insert(port.key);
+    }
+  } else if (auto const * config = records.brConfig->vlanConfig(Bridging::VlanId(vlan))) {
+    for (IntfId port : config->intf().items()) {
+      if (isLag(port) || forwards(records, vlan, port)) out.insert(port);
+    }
+  }
+  return out;
+}
+
 std::set<PortVlan> resolvedLags(Host const & host, std::set<PortVlan> const & members, U32 chooser,
                                 Nettle::EthAddr const & mac) {
   std::set<PortVlan> out;

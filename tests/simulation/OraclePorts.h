@@ -15,6 +15,8 @@ bool isPeer(Nettle::IntfId port);
 bool isLag(Nettle::IntfId port);
 // In the spanning tree of the VLAN.
 bool forwards(Brindle::Sim::Records const & records, U32 vlan, Nettle::IntfId port);
+// All that forward in a VLAN with a spanning tree, or all that are configured.
+std::set<Nettle::IntfId> floodedPorts(Brindle::Sim::Host const & host, U32 vlan);
 
 // The members of a set with LAGs resolved. Where a LAG gives way to one of its ports, that is
 // chosen by a VLAN and a MAC address.

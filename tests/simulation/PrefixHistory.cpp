@@ -8,10 +8,6 @@ using Nettle::IntfId;
 using Shoal::Multicast::Fib::Route;
 using Shoal::Multicast::Fib::rpaNone;
 
-L3::VrfName vrfOf(std::string const & table) {
-  return L3::VrfName(std::string_view(table).substr(table.find('.') + 1));
-}
-
 void PrefixHistory::note(Line const & line, std::vector<ReadTable> const & tables) {
   if (!host_.started()) return;
   noteTables(line, tables);

@@ -126,7 +126,6 @@ class PrefixHistory {
 };
 
 // The VRF of a table, by its name.
-L3::VrfName vrfOf(std::string const & table);
 
 // The (*,G) routes that wait, by table.
 std::map<std::pair<std::string, Key>, Shoal::Multicast::Fib::Route> waitingRoutes(

@@ -1,0 +1,36 @@
+#include "tests/simulation/Standing.h"
+
+namespace Simulation {
+
+using Brindle::Sim::Host;
+
+Brindle::Mroute const * mroute(Host const & host, RouteName const & name) {
+  auto const & tables = host.routeTables();
+  bool const isL2 = name.key.kind() != Routing::Multicast::Fib::mroute_;
+  auto const * table = isL2 ? tables.l2FloodsetTable().get() : tables.vrfMrouteTable(name.vrf);
+  return table ? table->mroute(name.key) : nullptr;
+}
+
+Brindle::Sim::Fib::Hardware::RouteStatus const * statusOf(Host const & host,
+                                                          RouteName const & name) {
+  auto const * vrf = host.records().hardware->vrfStatus(name.vrf);
+  return vrf ? vrf->route(name.key) : nullptr;
+}
+
+bool failedWholly(Host const & host, RouteName const & name) {
+  auto const * status = statusOf(host, name);
+  return status && status->hwFlags() != 0;
+}
+
+bool isRetried(Host const & host, RouteName const & name) {
+  auto const trouble = host.hardware().trouble(name.vrf, name.key);
+  return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
+}
+
+std::string textOf(Brindle::OifSet const * set) {
+  return set ? textOf(set->portVlanSet()) : "no set";
+}
+
+std::string nameOf(Brindle::Sim::Chip const & chip) { return std::string(chip.name().view()); }
+
+}  // namespace Simulation
