@@ -26,8 +26,7 @@ TEST_F(AsyncFailures, TheOperatorHearsOfTheFirstAndTheLast) {
 
   // Of a route without an input, too, of which only the notify entry fails.
   chip("A").maxRouteHandlesIs(0);
-  route(4).notifyingVlanIdIs(VlanIdOrNone(20));
-  route(4).notifyOifSetIs(set({3}));
+  with(notify, 4, 20, {3});
   publish(4, 0, {1});
   settle(3);
   EXPECT_EQ(takeLog(), "MROUTE_HW_RESOURCE_FULL");

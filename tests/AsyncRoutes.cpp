@@ -205,8 +205,7 @@ TEST_F(AsyncRoutes, ACallThatEndsOtherTransactionsIsSurvived) {
   };
   chip("A").inDelete = cancel(chip("A"));
   chip("B").inDelete = cancel(chip("B"));
-  route(1).notifyingVlanIdIs(VlanIdOrNone(20));
-  route(1).notifyOifSetIs(set({3}));
+  with(notify, 1, 20, {3});
   route(1).fastdropIs(VlanId(30), set({4}));
   publish(1, 10, {1});
   chip("B").doSetAllIngressXacts(Keel::XactResult::failure, true);

@@ -12,33 +12,15 @@ struct AsyncSideEntries : AsyncFixture {
       chip->doSetIngressXactResult(1, Keel::XactResult::success);
     }
   }
-  Mroute & withNotify(U32 n, U32 vlan, Ports ports) {
-    Mroute & m = route(n);
-    m.notifyingVlanIdIs(VlanIdOrNone(vlan));
-    m.notifyOifSetIs(set(ports));
-    return m;
-  }
-  Mroute & withStaticFastdrop(U32 n, U32 vlan, Ports ports) {
-    Mroute & m = route(n);
-    m.staticFastdropVlanIdIs(VlanIdOrNone(vlan));
-    m.staticFastdropOifSetIs(set(ports));
-    return m;
-  }
-  Mroute & withFrr(U32 n, U32 vlan, Ports ports) {
-    Mroute & m = route(n);
-    m.frrVlanIdIs(VlanIdOrNone(vlan));
-    m.frrOifSetIs(set(ports));
-    return m;
-  }
 };
 
 }  // namespace
 
 TEST_F(AsyncSideEntries, EachHasAChainOfItsOwnAndIsPublishedWhenAllHaveConfirmed) {
   chips({"A", "B"});
-  withNotify(1, 20, {1});
-  withStaticFastdrop(1, 30, {2});
-  withFrr(1, 40, {3});
+  with(notify, 1, 20, {1});
+  with(persistent, 1, 30, {2});
+  with(frr, 1, 40, {3});
   route(1).fastdropIs(VlanId(50), set({4}));
   publish(1, 10, {5, 6});
   EXPECT_FALSE(status(1)->notifyingIntfId());
@@ -54,16 +36,16 @@ TEST_F(AsyncSideEntries, EachHasAChainOfItsOwnAndIsPublishedWhenAllHaveConfirmed
   EXPECT_EQ(status(1)->fastdropLastPollTime().size(), 1u);
 
   // New sets, the same entries.
-  withNotify(1, 20, {1, 2});
+  with(notify, 1, 20, {1, 2});
   route(1).fastdropIs(VlanId(50), set({4, 7}));
   publish(1, 10, {5, 6});
   answer();
   EXPECT_EQ(entries("A"), "1@10:2 1@20:2 1@30:1 1@40:1 1@50:2");
 
   // One by one they go, or move.
-  withNotify(1, 0, {});
-  withStaticFastdrop(1, 31, {2});
-  withFrr(1, 0, {});
+  with(notify, 1, 0, {});
+  with(persistent, 1, 31, {2});
+  with(frr, 1, 0, {});
   route(1).fastdropDel(VlanId(50));
   publish(1, 10, {5, 6});
   EXPECT_FALSE(status(1)->staticFastdropIntfId());
@@ -78,8 +60,8 @@ TEST_F(AsyncSideEntries, AFailureTakesTheKindOffAllChipsAndLeavesTheRoute) {
   chips({"A", "B"});
   publish(1, 10, {5, 6});
   answer();
-  withNotify(1, 20, {1});
-  withStaticFastdrop(1, 30, {2});
+  with(notify, 1, 20, {1});
+  with(persistent, 1, 30, {2});
   chip("B").failIn = 7;  // of set, pointing; set, entry, pointing, set, pointing; ...
   chip("B").failsLater = true;
   publish(1, 10, {5, 6});
@@ -119,7 +101,7 @@ TEST_F(AsyncSideEntries, AFastdropOnAnInputIsSkippedAndStaysWanted) {
   publish(1, 10, {5});
   answer();
   EXPECT_EQ(entries("A"), "1@10:1 1@20:1");
-  withNotify(1, 20, {1, 2});
+  with(notify, 1, 20, {1, 2});
   publish(1, 10, {5});
   answer();
   EXPECT_EQ(entries("A"), "1@10:1 1@20:2");
@@ -128,11 +110,11 @@ TEST_F(AsyncSideEntries, AFastdropOnAnInputIsSkippedAndStaysWanted) {
 
 TEST_F(AsyncSideEntries, ABackupBecomesTheRouteWithoutANewEntry) {
   chips({"A", "B"});
-  withFrr(1, 40, {3});
+  with(frr, 1, 40, {3});
   publish(1, 10, {5, 6});
   answer();
   takeCalls();
-  withFrr(1, 0, {});
+  with(frr, 1, 0, {});
   publish(1, 40, {5, 6});
   EXPECT_EQ(takeCalls(), "A set, A point 2, B set, B point 2");
   EXPECT_FALSE(status(1)->frrIntfId());
@@ -146,7 +128,7 @@ TEST_F(AsyncSideEntries, AChangeThatWaitsOutlivesAFailureBesideIt) {
   chip("A");
   publish(1, 10, {5});
   answer();
-  withNotify(1, 20, {1});
+  with(notify, 1, 20, {1});
   publish(1, 10, {5, 6});
   publish(1, 10, {5, 6, 7});
   chip("A").doSetIngressXactResult(2, Keel::XactResult::failure);  // the notify entry

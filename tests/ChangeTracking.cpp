@@ -62,6 +62,13 @@ TEST_F(ChangeTracking, EachReachesEveryRouteThatDependsOnIt) {
     other->topoPortConfigIs(intf(port))->stateIs(PortState::forwarding);
   }
   expectPorts("a tree of that VLAN changes", "Ethernet3@20 Ethernet6@20 Ethernet7@20");
+  intfVlans->internalVlanIdIs(intf("Vlan20"), Bridging::VlanIdOrNone(53));
+  expectPorts("a VLAN is routed by another number", "Ethernet9@53");
+  intfVlans->internalVlanIdDel(intf("Vlan20"));
+  expectPorts("and by its own", "Ethernet3@20 Ethernet6@20 Ethernet7@20");
+  intfVlans->internalVlanIdIs(intf("Vlan20"), Bridging::VlanIdOrNone(53));
+  expectPorts("a VLAN without an entry of its own", "Ethernet9@53");
+  intfVlans->internalVlanIdDel(intf("Vlan20"));
   Made<Lag::ConfigDir> lagConfig;
   agent->mira()->lagConfigDirIs(lagConfig);
   lagConfig->phyIntfIs(intf("Ethernet7"))->lagIs(intf("Port-Channel5"));
@@ -71,12 +78,6 @@ TEST_F(ChangeTracking, EachReachesEveryRouteThatDependsOnIt) {
   settle();
   agent->mira()->configuredLagMembersInOifSetIs(true);
   expectPorts("LAG members are taken as configured", "Ethernet3@20 Ethernet7@20");
-  intfVlans->internalVlanIdIs(intf("Vlan20"), Bridging::VlanIdOrNone(53));
-  expectPorts("a VLAN is routed by another number", "Ethernet9@53");
-  intfVlans->internalVlanIdDel(intf("Vlan20"));
-  expectPorts("and by its own", "Ethernet3@20 Ethernet7@20");
-  intfVlans->internalVlanIdIs(intf("Vlan20"), Bridging::VlanIdOrNone(53));
-  expectPorts("a VLAN without an entry of its own", "Ethernet9@53");
 }
 
 TEST_F(ChangeTracking, OnlyRoutesWhoseFiltersMeetTheChangeAreComputed) {

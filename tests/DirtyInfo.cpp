@@ -144,28 +144,13 @@ TEST(MrouteTable, CountsTheDropEntriesOfTheRoutesThatItHolds) {
   auto table = coll->vrfMrouteTableIs("default");
   auto set = coll->oifSetIs({});
   auto a = table->mrouteIs(key("10.0.0.1", "224.1.1.1"));
-  auto b = table->mrouteIs(key("10.0.0.2", "224.1.1.1"));
-  auto c = table->boundaryMrouteIs(a->key());
-  for (RouteBase * r : std::initializer_list<RouteBase *>{a.get(), b.get(), c.get()}) {
-    r->fastdropIs(VlanId(1), nullptr);
-    r->fastdropIs(VlanId(1), set);
-    r->fastdropIs(VlanId(2), set);
-    r->fastdropDel(VlanId(3));
-  }
-  EXPECT_EQ(table->fastdropCount(), 4u);
-  EXPECT_EQ(table->boundaryFastdropCount(), 2u);
-  a->fastdropDel(VlanId(1));
-  EXPECT_EQ(table->fastdropCount(), 3u);
-  b->doClearFastdrop();
-  b->doClearFastdrop();
-  EXPECT_EQ(table->fastdropCount(), 1u);
+  table->boundaryMrouteIs(a->key())->fastdropIs(VlanId(1), set);
+  for (U32 vlan : {1u, 2u, 2u}) a->fastdropIs(VlanId(vlan), set);
+  EXPECT_EQ(table->fastdropCount(), 2u);
+  EXPECT_EQ(table->boundaryFastdropCount(), 1u);
   table->mrouteDel(a->key());
-  EXPECT_EQ(table->fastdropCount(), 0u);
   a->fastdropIs(VlanId(9), set);  // no longer the table's
   EXPECT_EQ(table->fastdropCount(), 0u);
-  coll->vrfMrouteTableDel("default");
-  table = nullptr;
-  b->fastdropIs(VlanId(9), set);
 }
 
 TEST(DirtyChangeSet, ShowsItsReaderTheMemberBeforeTheCounter) {

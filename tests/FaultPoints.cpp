@@ -34,12 +34,9 @@ template <class World> struct FaultPoints : World {
   };
   void become(State const & s) {
     Mroute & m = this->route(1);
-    m.notifyingVlanIdIs(VlanIdOrNone(s.side[0]));
-    m.notifyOifSetIs(this->set({s.sidePort}));
-    m.staticFastdropVlanIdIs(VlanIdOrNone(s.side[1]));
-    m.staticFastdropOifSetIs(this->set({s.sidePort + 1}));
-    m.frrVlanIdIs(VlanIdOrNone(s.side[2]));
-    m.frrOifSetIs(this->set({s.sidePort + 2}));
+    this->with(World::notify, 1, s.side[0], {s.sidePort});
+    this->with(World::persistent, 1, s.side[1], {s.sidePort + 1});
+    this->with(World::frr, 1, s.side[2], {s.sidePort + 2});
     if (s.side[3]) m.fastdropIs(VlanId(s.side[3]), this->set({s.sidePort + 3}));
     this->publish(1, s.input, {1, s.port});
   }

@@ -57,10 +57,8 @@ TEST_F(ProgrammerRoutes, ATableFullOfTheRouteItselfBreaksBeforeItMakes) {
 
 TEST_F(ProgrammerRoutes, TheBackupEntryBecomesTheRoutesOwn) {
   chips({"A", "B"});
-  Mroute & m = publish(1, 10, {1});
-  m.frrVlanIdIs(VlanIdOrNone(20));
-  m.frrOifSetIs(set({1, 2}));
-  publish(m);
+  publish(1, 10, {1});
+  Mroute & m = publish(with(frr, 1, 20, {1, 2}));
   EXPECT_EQ(entries("A"), "1@10:1 1@20:2");
   EXPECT_EQ(status(1)->frrIntfId(), IntfId("Vlan20"));
   takeCalls();
@@ -74,12 +72,9 @@ TEST_F(ProgrammerRoutes, TheBackupEntryBecomesTheRoutesOwn) {
 
 TEST_F(ProgrammerRoutes, TheSetOfABackupEntryThatTookOverMakesRoomForTheNextOne) {
   slotsIs(chip("A"), 5);
-  Mroute & m = publish(1, 10, {1});
-  m.frrVlanIdIs(VlanIdOrNone(20));
-  m.frrOifSetIs(set({1, 2, 3}));
-  publish(m);
-  m.frrVlanIdIs(VlanIdOrNone(30));
-  m.frrOifSetIs(set({1, 2, 4}));
+  publish(1, 10, {1});
+  publish(with(frr, 1, 20, {1, 2, 3}));
+  with(frr, 1, 30, {1, 2, 4});
   publish(1, 20, {1});
   EXPECT_EQ(entries("A"), "1@20:1 1@30:3");
   EXPECT_EQ(failed(), "");
@@ -116,50 +111,28 @@ TEST_F(ProgrammerRoutes, ARouteThatWasNotComputedWithASetEndsTheProcess) {
   EXPECT_DEATH(publish(route(1)), "mroute->oifSet\\(\\)");
 }
 
-// Any chip may refuse any route of one to three chips: none keeps it, and it goes in later.
-TEST_F(ProgrammerRoutes, ARefusedNewRouteIsOnNoChip) {
-  char const * const names[] = {"A", "B", "C"};
-  for (U32 count = 1; count <= 3; ++count) {
-    chip(names[count - 1]);
-    for (U32 refusing = 0; refusing < count; ++refusing) {
-      for (bool refusesSet : {true, false}) {
-        FaultyChip & faulty = chip(names[refusing]);
-        (refusesSet ? faulty.refuseSetIn : faulty.refuseRouteIn) = 1;
-        publish(1, 10, {1, 2});
-        std::string const what = std::string(names[refusing]) + (refusesSet ? " set" : " route") +
-                                 " of " + std::to_string(count);
-        EXPECT_EQ(reason(1), (refusesSet ? 1u : 0x10000u) << refusing) << what;
-        EXPECT_EQ(status(1)->hwFlags(), refusesSet ? 2u : 1u) << what;
-        Brindle::ZetChip & waited = *sm().chips()[refusing];
-        EXPECT_EQ(refusesSet ? waited.oifFailed() : waited.routeFailed(), 1u) << what;
-        for (U32 i = 0; i < count; ++i) EXPECT_EQ(entries(names[i]), "") << what;
-
-        faulty.roomIs();
-        settle();
-        EXPECT_EQ(failed(), "") << what;
-        EXPECT_EQ(status(1)->hwFlags(), 0u) << what;
-        EXPECT_EQ(waited.oifFailed() + waited.routeFailed(), 0u) << what;
-        for (U32 i = 0; i < count; ++i) EXPECT_EQ(entries(names[i]), "1@10:2") << what;
-        del(1);
-      }
+// Those of the highest chip reach the ends of both halves.
+TEST_F(ProgrammerRoutes, EachChipHasReasonsOfItsOwn) {
+  for (auto const & [index, bit] : {std::pair(0u, 1u), {2u, 4u}, {15u, 0x8000u}}) {
+    auto const faulty = Zet::make<FaultyChip>("Z", index);
+    faulty->routeTotalIs(9);
+    faulty->pvTotalIs(9);
+    faulty->pvNumFreeIs(9);
+    faulty->portIs(port(1), true);
+    fabric->chipIs(faulty);
+    for (bool const refusesSet : {true, false}) {
+      (refusesSet ? faulty->refuseSets : faulty->refuseRoutes) = true;
+      publish(1, 10, {1});
+      EXPECT_EQ(reason(1), refusesSet ? bit : bit << 16) << index;
+      EXPECT_EQ(status(1)->hwFlags(), refusesSet ? 2u : 1u) << index;
+      Brindle::ZetChip & waited = *sm().chips()[0];
+      EXPECT_EQ(refusesSet ? waited.oifFailed() : waited.routeFailed(), 1u) << index;
+      faulty->roomIs();
+      settle();
+      EXPECT_EQ(waited.oifFailed() + waited.routeFailed(), 0u) << index;
+      del(1);
     }
-  }
-}
-
-TEST_F(ProgrammerRoutes, ARefusedChangeTakesTheRouteOffAllChips) {
-  mfib->avoidDuplicatesIs(true);
-  chips({"A", "B"});
-  for (bool refusesSet : {true, false}) {
-    publish(1, 10, {1});
-    (refusesSet ? chip("B").refuseSetIn : chip("B").refuseRouteIn) = 1;
-    publish(1, 20, {1, 2});
-    EXPECT_EQ(entries("A") + entries("B"), "");
-    EXPECT_EQ(failed(), "1");
-    settle();
-    EXPECT_EQ(entries("A"), refusesSet ? "1@20:2" : "") << "the set that it held gave room";
-    chip("B").roomIs();
-    settle();
-    EXPECT_EQ(failed(), "");
+    fabric->chipDel("Z");
   }
 }
 
@@ -220,19 +193,6 @@ TEST_F(ProgrammerRoutes, AFullTableIsNotAskedForNewEntries) {
   publish(1, 10, {2, 3});  // needs none
   EXPECT_EQ(entries("A"), "1@10:2 2@10:1");
   EXPECT_EQ(sm().chips()[0]->routeFailed(), 2u);
-}
-
-// The masks of the highest chip reach the ends of both halves.
-TEST_F(ProgrammerRoutes, TheLastChipHasBitsOfItsOwn) {
-  auto last = Zet::make<FaultyChip>("Z", 15);
-  fabric->chipIs(last);
-  last->refuseSets = true;
-  publish(1, 10, {1});
-  EXPECT_EQ(reason(1), 0x8000u);
-  last->roomIs();
-  last->refuseRoutes = true;
-  publish(1, 10, {1});
-  EXPECT_EQ(reason(1), 0x80000000u);
 }
 
 TEST_F(ProgrammerRoutes, WhatStandsOnAChipThatLeftIsTakenOffItUnlessItIsBack) {

@@ -101,20 +101,6 @@ TEST_F(Review, AnOverflowingQueueLosesNeitherChangesNorDeletions) {
   EXPECT_EQ(entries(), "");
 }
 
-TEST_F(Review, RoutesMayGoUnderBothEndsOfTheWalk) {
-  publishMany(3000);
-  settle();
-  mira().doMarkVlanDirty(Bridging::VlanIdOrNone(20));
-  clock->readCostIs(0.001);
-  for (U32 i = 0; i < 3000; i += 2) {
-    if (i % 300 == 0) clock->nowIs(clock->shown() + 0.001);
-    withdraw(source(i), "239.1.1.1");
-  }
-  clock->readCostIs(0);
-  settle();
-  EXPECT_EQ(chip().simRoute().size(), 1500u);
-}
-
 TEST_F(Review, OnlyAWalkThatHasSeenTheLastRouteMakesTheTableInitialized) {
   publishMany(200);
   settle();

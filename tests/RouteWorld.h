@@ -72,6 +72,22 @@ class RouteWorld : public testing::Test, Zet::LogSink {
   }
   void del(U32 n) { table->mrouteDel(key(n)); }
 
+  // A kind of entries beside a route's own, and a route that wants one.
+  struct Side {
+    void (Mroute::*vlanIs)(VlanIdOrNone);
+    void (Mroute::*setIs)(OifSet const &);
+  };
+  static constexpr Side notify{&Mroute::notifyingVlanIdIs, &Mroute::notifyOifSetIs};
+  static constexpr Side persistent{&Mroute::staticFastdropVlanIdIs,
+                                   &Mroute::staticFastdropOifSetIs};
+  static constexpr Side frr{&Mroute::frrVlanIdIs, &Mroute::frrOifSetIs};
+  Mroute & with(Side const & side, U32 n, U32 vlan, Ports ports) {
+    Mroute & m = route(n);
+    (m.*side.vlanIs)(VlanIdOrNone(vlan));
+    (m.*side.setIs)(set(ports));
+    return m;
+  }
+
   // What the programmer has said and done since the last time.
   std::string takeCalls() {
     std::string text = joined(calls, ", ");

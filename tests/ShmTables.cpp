@@ -385,9 +385,8 @@ TEST_F(ShmTable, RoutesThatWereReadButNeverToldAreLostWithTheirFile) {
   }
 }
 
-TEST_F(ShmTable, RefusedTableIsEmptyUntilItIsReplaced) {
+TEST_F(ShmTable, RefusedTableLeavesTheOthers) {
   auto const table = reader(), other = reader("static.default");
-  auto const listener = Zet::make<Listener>(table);
   ShmStatusWriter(root, "static.default").routeIs(route(2, 1));
   {
     ShmStatusWriter writer(root, "pim.default");
@@ -395,27 +394,14 @@ TEST_F(ShmTable, RefusedTableIsEmptyUntilItIsReplaced) {
     writer.routeIs(route(1, 1));
   }
   settle(*table);
-  EXPECT_EQ(table->routes(), 1u);
-
   std::string const path = root + "/pim.default/" + wireRouteMaps[0].name;
   std::filesystem::resize_file(path, 0);
   EXPECT_TRUE(table->route(key(1)).isDefault());
   settle(*table);
   EXPECT_NE(table->refusal().find(path), std::string::npos) << table->refusal();
-  EXPECT_EQ(listener->lost, 1);
-  EXPECT_EQ(table->routes(), 0u);
   EXPECT_EQ(table->oifIndexIntf(OifIndex(1)), OifIndexIntf());
   settle(*other);
   EXPECT_EQ(other->route(key(2)), route(2, 1));
-
-  listener->take();
-  ShmStatusWriter writer(root, "pim.default");
-  writer.routeIs(route(3, 1));
-  writer.commit();
-  settle(*table);
-  EXPECT_EQ(table->refusal(), "");
-  EXPECT_EQ(listener->take(), std::set{key(3)});
-  EXPECT_EQ(table->oifIndexIntf(OifIndex(1)).intf, IntfId("Vlan10"));
 }
 
 }  // namespace

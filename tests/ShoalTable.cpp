@@ -15,34 +15,6 @@ using ZetShoal::ShoalError;
 
 using ShoalTable = ShoalFixture;
 
-TEST_F(ShoalTable, readerStartedBeforeTheWriterFollowsIt) {
-  Follower follower(root, "pim.default");
-  follower.settle();
-  EXPECT_FALSE(follower.rung());
-  {
-    Table table(root, "pim.default");
-    for (U64 key = 0; key < 10; ++key) EXPECT_TRUE(table.put(key));
-    table.commit();
-    EXPECT_TRUE(follower.rung());
-    follower.settle();
-    EXPECT_EQ(follower.view, viewOf(table.map));
-    EXPECT_EQ(follower.map.size(), 10u);
-
-    table.put(3, 9);
-    table.del(4);
-    table.commit();
-    EXPECT_TRUE(follower.rung());
-    U64 const told = follower.told;
-    follower.settle();
-    EXPECT_EQ(follower.told, told + 2);
-    EXPECT_EQ(follower.view.at(3), 9u);
-    EXPECT_EQ(follower.view.count(4), 0u);
-    EXPECT_EQ(follower.map.size(), 9u);
-  }
-  Record record;
-  EXPECT_TRUE(follower.map.read(Key(3), record)) << "the table outlives its writer";
-}
-
 TEST_F(ShoalTable, equalRecordNotifiesNobody) {
   Table table(root, "t");
   table.put(1, 5);

@@ -61,7 +61,7 @@ TEST_F(SimScripts, FloodsetsOfPeersAndTheCore) {
 TEST_F(SimScripts, FaultsOfChips) {
   passes(twoVlans + "chip refuse c0 routes 1\n" + publish +
          "expect state 1.1.1.1 232.0.0.1 failed\nexpect log MROUTE_HW_RESOURCE_FULL\n"
-         "chip kick c0\nsettle\nexpect log MROUTE_HW_RESOURCE_NORMAL\n");
+         "chip free c0\nsettle\nexpect log MROUTE_HW_RESOURCE_NORMAL\n");
   EXPECT_NE(script(twoVlans + publish + "chip set c0 sets 1\n")
                 .text.find("expected at least the 2 outputs in use, found 1"),
             std::string::npos);
