@@ -54,11 +54,13 @@ void markLagDirty(MiraRoot & root, IntfId lag) {
     ZET_TRACE(7, "Found mira");
     root.miraL2()->doMarkLagDirty(lag);
   }
-  // Routes of other VRFs may go out there, and a tunnel may run over a LAG that is in no VLAN.
+  // Routes of other VRFs may go out there. A tunnel may run over a LAG that is in no VLAN, and one
+  // of configured members counts as a listener of VLANs that it is not in.
+  bool const anywhere = vlans == 0 || root.configuredLagMembersInOifSet();
   for (auto i = root.mira().begin(); i; i.advance()) {
-    if (vlans == 0 || (i->mrouteTable()->vlanFilter() & vlans)) i->doMarkLagDirty(lag);
+    if (anywhere || (i->mrouteTable()->vlanFilter() & vlans)) i->doMarkLagDirty(lag);
   }
-  if (vlans == 0 && root.miraL2()) root.miraL2()->doMarkLagDirty(lag);
+  if (anywhere && root.miraL2()) root.miraL2()->doMarkLagDirty(lag);
 }
 
 // --- The caches of configured LAGs
