@@ -113,6 +113,14 @@ TEST_F(Computation, SpecialEntriesHaveTheirFeatureFlagsAndDependOnTheInput) {
   settle();
 }
 
+TEST_F(Computation, AFastRerouteInputInTheVlanOfTheInputIsNone) {
+  threeVlans();
+  intfVlans->internalVlanIdIs(intf("Ethernet9"), VlanIdOrNone(10));
+  publish("10.0.0.1", "239.1.1.1", "Vlan10", "Vlan20 Ethernet9:b");
+  settle();
+  EXPECT_FALSE(mroute("10.0.0.1", "239.1.1.1")->frrVlanId());
+}
+
 TEST_F(Computation, ABackupOfARouteWithoutInputVlanSendsToLogicalInterfaces) {
   struct Tunnels : MiraHelper {
     using MiraHelper::MiraHelper;

@@ -150,6 +150,15 @@ TEST_F(Fastdrop, ABidirectionalRouteTakesFailuresUnlessThePlatformSaysNo) {
                "g.af\\(\\) == Nettle::ipv4\\(\\)");
 }
 
+TEST_F(Fastdrop, AnInterfaceTakesItsExemptionToItsNewVlan) {
+  vrfConfig->intfConfigIs(intf("Ethernet9"))->noFastdropIs(true);
+  agent->mira()->handleIntfConfig(intf("Ethernet9"));
+  EXPECT_TRUE(mira().noFastdropVlan(VlanId(60)));
+  intfVlans->internalVlanIdIs(intf("Ethernet9"), VlanId(61));
+  EXPECT_FALSE(mira().noFastdropVlan(VlanId(60)));
+  EXPECT_TRUE(mira().noFastdropVlan(VlanId(61)));
+}
+
 TEST_F(Fastdrop, ABatchIsCompleteUnlessAReviewWillSaySo) {
   status->batchEnabledIs(true);
   U32 const version = routes().mrouteBatchVersion();
