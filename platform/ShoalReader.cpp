@@ -37,7 +37,7 @@ void ShoalReaderDir::refresh() {
   if (culprit_ && culprit_->stillAt(culpritPath_)) return;
   culprit_.reset();
   refusal_.clear();
-  for (ShoalReader * map : maps_) map->open();
+  std::for_each(maps_.rbegin(), maps_.rend(), [](ShoalReader * map) { map->open(); });
   refusalUnseen_ = false;
 }
 
@@ -100,8 +100,13 @@ bool ShoalReader::sound(std::shared_ptr<ShoalSegment> segment) {
   return false;
 }
 
+// What took the place of a map may be of a table that was made anew, and is not to be read with
+// maps of the one before. A writer makes first what others refer to: so the last map is opened
+// first.
 ShoalSegment const * ShoalReader::current() {
-  if (live_ && live_->retired()) open();
+  if (live_ && live_->retired()) {
+    std::for_each(dir_.maps_.rbegin(), dir_.maps_.rend(), [](ShoalReader * map) { map->open(); });
+  }
   return live_.get();
 }
 

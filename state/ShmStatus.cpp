@@ -164,6 +164,7 @@ void ShmStatus::followOifs() {
   OifIndex index;
   WireOif wire;
   for (U32 rest = maxFollowed; rest && oifs_.nextChange(&index.value); --rest) {
+    if (intfs_.pending()) followIntfs();  // the table may just have turned out to be another one
     OifIndexIntf oif;
     if (oifs_.read(&index.value, &wire) && !fromWire(wire, intf_, oif)) {
       ++malformed_;

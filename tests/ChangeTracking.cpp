@@ -78,6 +78,14 @@ TEST_F(ChangeTracking, EachReachesEveryRouteThatDependsOnIt) {
   settle();
   agent->mira()->configuredLagMembersInOifSetIs(true);
   expectPorts("LAG members are taken as configured", "Ethernet3@20 Ethernet7@20");
+  lagConfig->phyIntfDel(intf("Ethernet7"));
+  expectPorts("the last configured member leaves a LAG", "Ethernet3@20");
+  bridging->vlanConfigIs(vlan20)->intfDel(intf("Ethernet3"));
+  expectPorts("a configured port leaves a VLAN", "");
+  bridging->vlanConfigIs(vlan20)->intfIs(intf("Ethernet3"), true);
+  expectPorts("and comes back", "Ethernet3@20");
+  bridging->vlanConfigDel(vlan20);
+  expectPorts("a VLAN is configured no longer", "");
 }
 
 TEST_F(ChangeTracking, OnlyRoutesWhoseFiltersMeetTheChangeAreComputed) {

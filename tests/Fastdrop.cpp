@@ -173,4 +173,19 @@ TEST_F(Fastdrop, ABatchIsCompleteUnlessAReviewWillSaySo) {
   EXPECT_EQ(routes().mrouteBatchVersion(), version + 3) << "a poll";
 }
 
+TEST_F(Fastdrop, AnExemptInterfaceIsOneInWhateverVrfItIs) {
+  for (auto name : {"Vlan30", "Ethernet9"}) vrfConfig->intfConfigIs(intf(name))->noFastdropIs(true);
+  auto const exempt = [&](std::string_view vrf) {
+    return std::pair(mira(vrf).noFastdropVlan(VlanId(30)), mira(vrf).noFastdropVlan(VlanId(60)));
+  };
+  EXPECT_EQ(exempt("default"), std::pair(true, true));
+  ip->ipIntfStatusIs(intf("Vlan30"))->vrfIs(L3::VrfName("red"));  // which comes later
+  configure("red");
+  table("pim.red");
+  settle();
+  ip->ipIntfStatusIs(intf("Ethernet9"))->vrfIs(L3::VrfName("red"));
+  EXPECT_EQ(exempt("default"), std::pair(false, false));
+  EXPECT_EQ(exempt("red"), std::pair(true, true));
+}
+
 }  // namespace

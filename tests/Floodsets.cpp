@@ -164,6 +164,14 @@ TEST_F(Floodsets, coreSideOfTheSimulatedPlatform) {
   EXPECT_EQ("Ethernet1@10 Vxlan1@10", outputs("10.0.0.1", "239.1.1.1"));
   EXPECT_EQ(0u, set(vlan10).flags());
   EXPECT_EQ("Ethernet2@20 | Ethernet2@20 | -", floods(20));
+  // PIM is asked by the name of the routed interface, also while another one has the VLAN.
+  intfVlans->internalVlanIdDel(intf("Vlan10"));
+  intfVlans->internalVlanIdIs(intf("Ethernet8"), Bridging::VlanIdOrNone(10));
+  settle();
+  overVxlan->vxlanIntfIs(intf("Vlan10"), true);
+  settle();
+  EXPECT_EQ(all + " | Ethernet1@10 | Ethernet1@10", floods(10));
+  overVxlan->vxlanIntfDel(intf("Vlan10"));
   root().vxlanVlanIs(VlanId(10), false);
   settle();
   EXPECT_EQ("Ethernet1@10 | Ethernet1@10 | -", floods(10));

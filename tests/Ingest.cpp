@@ -107,9 +107,10 @@ TEST_F(Ingest, WhatHasGoneUnheardDoesNotKeepTheNextOneOut) {
 
 TEST_F(Ingest, ATableThatDoesNotHoldARouteDoesNotBringItBack) {
   auto const other = muteTable();
-  Route held = starG(wc, plain);
-  held.iifIs(v10);
+  programmed(v10, true);
+  Route held = starG(wc, v10);
   t->routeIs(held);
+  ASSERT_TRUE(stands(wc));
   held.flagsIs(0);
   t->routeIs(held);
   EXPECT_FALSE(stands(wc));

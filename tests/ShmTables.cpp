@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 #include <vector>
@@ -383,6 +384,30 @@ TEST_F(ShmTable, RoutesThatWereReadButNeverToldAreLostWithTheirFile) {
     EXPECT_EQ(listener->lost, removed);
     EXPECT_EQ(listener->take().count(key(19)), !removed);
   }
+}
+
+// One of its maps had been outgrown, so that the reader comes by the new one before it hears of the
+// files.
+TEST_F(ShmTable, TableMadeAnewIsNotReadWithTheNamesOfTheOldOne) {
+  auto const table = reader();
+  auto const publish = [this](char const * intf) {
+    auto writer = std::make_unique<ShmStatusWriter>(root, "pim.default", 16);
+    writer->oifIndexIntfIs(OifIndex(0), {IntfId(intf), oifAccept});
+    writer->routeIs(route(1, 0));
+    writer->commit();
+    return writer;
+  };
+  auto writer = publish("Vlan20");
+  settle(*table);
+  for (U16 i = 1; i < 100; ++i) {
+    writer->oifIndexIntfIs(OifIndex(i), {IntfId("Vlan30"), oifForward});
+  }
+  writer->remove();
+  writer.reset();
+  writer = publish("Vlan40");
+  table->turn(256);
+  settle(*table);
+  EXPECT_EQ(table->oifIndexIntf(OifIndex(0)).intf, IntfId("Vlan40"));
 }
 
 TEST_F(ShmTable, RefusedTableLeavesTheOthers) {
