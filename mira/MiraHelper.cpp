@@ -34,6 +34,15 @@ U32 MiraHelper::doGetMiraFeatureFlag(L3::VrfName const &,
   return 0;
 }
 
+U32 MiraHelper::doGetMcastGroupFeatureFlag(
+    L3::VrfName const &, Zet::Ptr<Multicast::Group::Request const> const & request) {
+  return U32{request->featureType()} << 16 | request->featureValue();
+}
+
+bool MiraHelper::resolveLagRequired(Zet::Ptr<Multicast::Group::Request const> const &) {
+  return true;
+}
+
 PortVlanSet MiraHelper::doGetVtepFloodsetPortOutLifSet(Bridging::VlanId) const {
   PortVlanSet set;
   char const * text = simMode_ ? std::getenv("vtepFloodsetPortOutLifSet") : nullptr;

@@ -5,6 +5,7 @@
 #include "platform/Ptr.h"
 #include "platform/VlanId.h"
 #include "platform/VrfName.h"
+#include "state/McastGroup.h"
 #include "state/RouteKey.h"
 #include "state/ShoalFib.h"
 
@@ -30,6 +31,11 @@ class BRINDLE_API MiraHelper : public Zet::PtrInterface {
   virtual U32 doGetMiraFeatureFlag(L3::VrfName const & vrf,
                                    Routing::Multicast::Fib::IpGenRouteKey const & key,
                                    PortVlanSet const & pvSet, Iterator const * outputs);
+  // The platform's word on the set of a group that an agent has requested: the request's own.
+  virtual U32 doGetMcastGroupFeatureFlag(L3::VrfName const & vrf,
+                                         Zet::Ptr<Multicast::Group::Request const> const & request);
+  // Whether a LAG that the chips know is resolved all the same for this request.
+  virtual bool resolveLagRequired(Zet::Ptr<Multicast::Group::Request const> const & request);
   // The VTEPs of a VLAN's floodsets, as outputs. In simMode from `vtepFloodsetPortOutLifSet`:
   // records "number,interface", each ended by a newline; the number is the output's OutLif.
   virtual PortVlanSet doGetVtepFloodsetPortOutLifSet(Bridging::VlanId vid) const;

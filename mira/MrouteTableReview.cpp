@@ -126,7 +126,11 @@ void MrouteTableReview::doProcess(Zet::Ptr<Mroute> const & mroute) {
   ZET_TRACE(7, " Process mroute " << mroute->key().pretty()
                                   << " Accepting VlanId: " << mroute->acceptingVlanId());
   SKEIN("Mira::doReview: Process mroute ", mroute->key());
-  mira_.doRefreshPortVlanSet(mroute);
+  if (mroute->key().kind() == Routing::Multicast::Fib::mroute_) {
+    mira_.doRefreshPortVlanSet(mroute);
+  } else {
+    mroute->dirtyIs(false);  // whoever asked for the group computes it
+  }
   mroute->reviewIs(mira_.review());
 }
 

@@ -10,11 +10,11 @@
 #include <string>
 #include <tuple>
 
-#include "model/PortVlan.h"
 #include "platform/Assert.h"
 #include "platform/CollectionText.h"
 #include "platform/Export.h"
 #include "platform/RbTreeMap.h"
+#include "state/PortVlan.h"
 #include "state/RouteKey.h"
 
 namespace Brindle {

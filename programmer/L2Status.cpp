@@ -71,8 +71,7 @@ ProgrammedSet * L2Status::programmedSet(Mroute const & mroute) const {
 ProgrammedSet & L2Status::programmedSetIs(Mroute const & mroute) {
   Fib::IpGenRouteKey const & key = mroute.key();
   if (key.kind() == Fib::mcastGroup_) {
-    if (!mcastGroupStatus(key)) mcastGroupStatus_.insert(Zet::make<McastGroupStatus>(key));
-    return mcastGroupStatus(key)->programmedSet();
+    return create<&NotifieeConst::onMcastGroupStatus>(mcastGroupStatus_, key)->programmedSet();
   }
   VlanId const vlanId = vlanOf(mroute);
   if (!vlanStatus(vlanId)) vlanStatus_.insert(Zet::make<VlanStatus>(vlanId));
@@ -87,7 +86,7 @@ ProgrammedSet & L2Status::programmedSetIs(Mroute const & mroute) {
 void L2Status::programmedSetDel(Mroute const & mroute) {
   Fib::IpGenRouteKey const & key = mroute.key();
   if (key.kind() == Fib::mcastGroup_) {
-    mcastGroupStatus_.del(key);
+    erase<&NotifieeConst::onMcastGroupStatus>(mcastGroupStatus_, key);
     return;
   }
   Zet::Ptr<VlanStatus> const vlan = vlanStatus(vlanOf(mroute));

@@ -170,6 +170,10 @@ class McastGroupStatus final : public Zet::KeyedEntity<Routing::Multicast::Fib::
       return std::array{Zet::field<&HwFlags::noOifSet>("noOifSet")};
     }
   };
+  class NotifieeConst : public Zet::NotifieeOf<McastGroupStatus, Zet::Entity> {
+   public:
+    virtual void onResponseId() {}
+  };
   using KeyedEntity::KeyedEntity;
 
   ProgrammingStatus status() const { return set_.status; }
@@ -181,7 +185,7 @@ class McastGroupStatus final : public Zet::KeyedEntity<Routing::Multicast::Fib::
   U32 requestId() const { return requestId_; }
   void requestIdIs(U32 v) { requestId_ = v; }
   U32 responseId() const { return responseId_; }
-  void responseIdInc(U32 n) { responseId_ += n; }
+  void responseIdInc(U32 n) { assign(responseId_, responseId_ + n, &NotifieeConst::onResponseId); }
   // The set's id in hardware, the same on all chips; 0 if it does not stand.
   U32 multicastId() const { return multicastId_; }
   void multicastIdIs(U32 v) { multicastId_ = v; }
@@ -199,12 +203,16 @@ class McastGroupStatus final : public Zet::KeyedEntity<Routing::Multicast::Fib::
 // Kept by the machine of the default VRF, the only one that has L2 routes.
 class BRINDLE_API L2Status final : public Zet::Entity {
  public:
+  using Key = Routing::Multicast::Fib::IpGenRouteKey;
+  class NotifieeConst : public Zet::NotifieeOf<L2Status, Zet::Entity> {
+   public:
+    virtual void onMcastGroupStatus(Key const &) {}
+  };
+
   auto const & vlanStatus() const { return vlanStatus_; }
   VlanStatus * vlanStatus(Bridging::VlanId k) const { return vlanStatus_.find(k); }
   auto const & mcastGroupStatus() const { return mcastGroupStatus_; }
-  McastGroupStatus * mcastGroupStatus(Routing::Multicast::Fib::IpGenRouteKey const & k) const {
-    return mcastGroupStatus_.find(k);
-  }
+  McastGroupStatus * mcastGroupStatus(Key const & k) const { return mcastGroupStatus_.find(k); }
 
   // What the record of an L2 route holds, null if there is none; found or made; taken away, and
   // with it a VLAN that has nothing left. Throw RangeException for a route without a VLAN.
@@ -214,7 +222,7 @@ class BRINDLE_API L2Status final : public Zet::Entity {
 
  private:
   Zet::HashMap<Bridging::VlanId, VlanStatus> vlanStatus_;
-  Zet::HashMap<Routing::Multicast::Fib::IpGenRouteKey, McastGroupStatus> mcastGroupStatus_;
+  Zet::HashMap<Key, McastGroupStatus> mcastGroupStatus_;
 };
 
 // How the kinds of L2 routes differ in their records.

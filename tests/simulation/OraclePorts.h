@@ -4,9 +4,9 @@
 
 #include <set>
 
-#include "model/PortVlan.h"
 #include "platform/EthAddr.h"
 #include "sim/Host.h"
+#include "state/PortVlan.h"
 
 namespace Simulation {
 
