@@ -4,7 +4,8 @@
 // holds it. A route entry is a handle: it lives until doDeleteRoute(). The order of calls for a new
 // route is: on all chips doAllocateMtableOifSet, on all doAllocateRoute, on all doSetMtableOifSet
 // and doActivateRoute, and at last releasedIs(true), which takes away the chip's own hold on the
-// set.
+// set. The entry of a connected subnet has no set: doAllocateRoute with null, doSetBridgeAction and
+// doActivateRoute.
 #pragma once
 
 #include "model/OifSet.h"
@@ -87,13 +88,16 @@ class BRINDLE_API SwitchChip : public SwitchChipBase {
     assign(mrouteReviewKick_, v, &NotifieeConst::onMrouteReviewKick);
   }
 
-  // Sets mtableOifSet() to a set for these members, or to null, and clears mtableFree(), if there
-  // is no room. The object may be shared with an equal set.
+  // Sets mtableOifSet() to a set for these members (portVlanSet().portVlan()), or to null, and
+  // clears mtableFree(), if there is no room. The object may be shared with an equal set.
   virtual void doAllocateMtableOifSet(Zet::Ptr<OifSet const> const &);
   // Sets routeHandle() to a new entry, which is not active yet, or to null, and clears
-  // mrouteTcamFree(), if the table is full. Connected subnets take entries from here, too, but are
-  // tried again at a change of boundaryTcamFree(): a chip whose table is full clears both flags,
-  // and sets both when entries become free.
+  // mrouteTcamFree(), if the table is full. The entry takes packets of the key that come in the
+  // accepting VLAN, in any with `noRpf`, or in those of a rendezvous point's index. They go to the
+  // set, which may be null, and with `bridgeAction` to the CPU. A `fastdrop` keeps them from the
+  // CPU; its set holds ports of its own VLAN only. Connected subnets take entries from here, too,
+  // but are tried again at a change of boundaryTcamFree(): a chip whose table is full clears both
+  // flags, and sets both when entries become free.
   virtual void doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone acceptingVlanId,
                                bool bridgeAction, Zet::Ptr<MtableOifSet> const &, bool fastdrop,
                                bool noRpf, RpaIndex rpaId, L3::VrfName vrf);
@@ -102,7 +106,7 @@ class BRINDLE_API SwitchChip : public SwitchChipBase {
   // Whether the entry's packets go to the CPU, too.
   virtual void doSetBridgeAction(RouteHandle, bool toCpu);
   virtual void doDeleteRoute(RouteHandle);
-  // Brings the entry into effect: once, after its first doSetMtableOifSet.
+  // Brings the entry into effect: once, after its first doSetMtableOifSet if it has a set.
   virtual void doActivateRoute(RouteHandle);
   // Flushes the writes that the chip has held back.
   virtual void doCommitRouteBatch();

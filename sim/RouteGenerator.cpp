@@ -76,7 +76,7 @@ RouteGenerator::RouteGenerator(Plan const & plan)
   require(plan.routes / plan.groups < maxSources, "fewer than 16777216 sources a group");
   require(!plan.iifs.empty(), "an accepting interface");
   require(plan.oifs < plan.outs.size() || (plan.oifs == 0 && plan.outs.empty()),
-          "more output interfaces than a route has outputs");
+          "more interfaces (--oif) than a route has outputs (--oifs)");
 }
 
 Routing::Multicast::Fib::IpGenRouteKey RouteGenerator::key(U32 number) const {
