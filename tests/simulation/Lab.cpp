@@ -60,6 +60,7 @@ void Lab::note(std::vector<std::string> const & words) {
   }
   if (verb == "echo healed") c.failuresExpected = false;
   if (verb == "review all") reviewed_ = true;
+  if (verb == "programmer start") noteLeftVrfs();
   if (words[0] == "settle" && reviewed_) {
     c.lateChips.clear();
     c.chipsMoved = false;
@@ -67,6 +68,13 @@ void Lab::note(std::vector<std::string> const & words) {
   floodsetWatch_.note(words, c.failuresExpected);
   c.keepingChanged = floodsetWatch_.keepingChanged();
   prefixHistory_.note(words, publishers_.read(host_.tables()));
+}
+
+void Lab::noteLeftVrfs() {
+  auto const & vrfs = host_.records().hardware->vrfStatus();
+  for (auto i = vrfs.begin(); i; i.advance()) {
+    if (!host_.routeTables().vrfMrouteTable(i.key())) circumstances_.leftVrfs.insert(i.key());
+  }
 }
 
 FastdropHistory::Routes Lab::expectedRoutes() const {
@@ -91,6 +99,9 @@ void Lab::compare(bool isHealed) {
   AsyncComparison const later(
       host_, {circumstances_.lateChips, circumstances_.failuresExpected, isHealed, forgotten_});
   forgotten_ = later.forgotten();
+  std::erase_if(circumstances_.leftVrfs, [this](L3::VrfName vrf) {
+    return host_.routeTables().vrfMrouteTable(vrf) != nullptr;
+  });
   wrong_ = comparison.differences() + later.differences() + floodsets.differences() +
            floodsetWatch_.takeDifferences() + prefixes.differences();
   traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown());

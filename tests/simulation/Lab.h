@@ -41,6 +41,7 @@ class Lab {
 
  private:
   void carryOut(std::string const & line, std::vector<std::string> const & words);
+  void noteLeftVrfs();
   void note(std::vector<std::string> const & words);
   FastdropHistory::Routes expectedRoutes() const;
   // `isHealed`: all chips have room and have answered.

@@ -36,6 +36,8 @@ struct Circumstances {
   bool failuresExpected = false;  // chips lack room or refuse
   bool keepingChanged = false;    // what becomes of a floodset that fails, while chips refused
   Unnoticed unnoticed;            // what the last comparison found
+  // Went while no programmer ran: what is published of them stays until they come back.
+  std::set<L3::VrfName> leftVrfs;
 };
 
 class Findings {
