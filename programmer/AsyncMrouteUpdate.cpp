@@ -20,7 +20,10 @@ void AsyncZetMroute::doUpdateFabricMroute() {
   if (!sm()->initialized() || mroute_->version() == 0 || !isRpaReady(*mroute_)) return;
   Busy const busy(*this);
   doDropGoneChips();
-  if (sm()->fabric()->chips() == 0) return;
+  if (sm()->fabric()->chips() == 0) {  // nothing stands beside the route any more
+    doClearRouteStatus();
+    return doUpdateStatus();
+  }
   SKEIN("AsyncZetMroute::doUpdateFabricMroute", key());
   Update(*this).run();
 }

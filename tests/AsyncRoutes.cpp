@@ -181,9 +181,18 @@ TEST_F(AsyncRoutes, WithoutChipsNothingIsWaitedFor) {
   publish(1, 10, {2});
   EXPECT_FALSE(zet(1).inProgress());
   chip("A");
+  route(1).notifyingVlanIdIs(VlanIdOrNone(20));
+  route(1).notifyOifSetIs(set({3}));
+  route(1).fastdropIs(VlanId(30), set({4}));
   publish(1, 10, {2});
   answer();
-  EXPECT_EQ(entries("A"), "1@10:1");
+  EXPECT_EQ(entries("A"), "1@10:1 1@20:1 1@30:1");
+
+  // What stood beside it on the last one is published no more.
+  fabric->chipDel("A");
+  publish(1, 10, {1});
+  EXPECT_FALSE(status(1)->notifyingIntfId());
+  EXPECT_TRUE(status(1)->fastdropLastPollTime().empty());
 }
 
 TEST_F(AsyncRoutes, WhatIsPublishedIsWhatTheChipsHaveConfirmed) {
