@@ -60,7 +60,8 @@ PortVlanSet computePvSet(Request const & request, MiraHelper * helper) {
   auto [pvSet, lagPvSet] = membersOf(request, helper);
   auto const & all = request.portVlan().items();
   bool const areOutLifs = !all.empty() && all.begin()->isOutLif();
-  ZET_TRACE(8, (areOutLifs ? "Port:OutLifs are " : "Port:Vlans are ") << pvSet.pretty());
+  ZET_TRACE(8, (areOutLifs ? "Port:OutLifs are " : "Port:Vlans are ")
+                   << pvSet.pretty() << " " << lagPvSet.pretty());
   if (Zet::Ptr<Mira> const mira = miraOf(helper)) {
     Fib::IpGenRouteKey const key = Fib::makeRouteKeyMcastGroup(request.key());
     pvSet = mira->resolveAndAddLagsToPvSet(vlanOf(request), key, pvSet, lagPvSet);
@@ -111,11 +112,16 @@ Mroute * McastGroupProgrammerSm::route(GroupKey const & group) const {
 }
 
 void McastGroupProgrammerSm::handleAsyncMrouteSm(L3::VrfName vrf) {
-  AsyncMrouteSm * const machine = in_.asyncMrouteRootSm->asyncMrouteSm(vrf);
-  if (vrf != L3::VrfName::defaultVrf() || !machine) return;
+  if (vrf != L3::VrfName::defaultVrf() || !doFollowL2Status()) return;
+  forEachRequest([this](Request const & request) { handleRequest(request); });
+}
+
+bool McastGroupProgrammerSm::doFollowL2Status() {
+  AsyncMrouteSm * const machine = in_.asyncMrouteRootSm->asyncMrouteSm(L3::VrfName::defaultVrf());
+  if (!machine) return false;
   zetL2Status_.attach(machine->l2Status());
   ZET_TRACE(5, "Initialized L2 Status");
-  forEachRequest([this](Request const & request) { handleRequest(request); });
+  return true;
 }
 
 // --- Requests
@@ -167,10 +173,7 @@ Zet::Ptr<OifSet> McastGroupProgrammerSm::oifSetOf(Request const & request) const
 void McastGroupProgrammerSm::handleRequestId(Request const & request) {
   Mroute * const mroute = route(request.key());
   if (!mroute) return;
-  if (!l2Status()) {
-    AsyncMrouteSm * const machine = in_.asyncMrouteRootSm->asyncMrouteSm(L3::VrfName::defaultVrf());
-    if (machine) zetL2Status_.attach(machine->l2Status());
-  }
+  if (!l2Status()) doFollowL2Status();  // the machine may have come after its table
   mroute->acceptingVlanIdIs(vlanOf(request));
   mroute->oifSetIs(oifSetOf(request));
   mroute->mcastGroupRequestIdIs(request.requestId());
@@ -230,7 +233,7 @@ void McastGroupProgrammerSm::ZetMcastGroupStatus::handleResponseId() {
   McastGroupStatus const * const group = target();
   if (!group) return;
   ZET_TRACE(5, "Got response id " << group->responseId() << " request id " << group->requestId()
-                                  << key() << " success " << group->success() << " mcastId "
+                                  << " " << key() << " success " << group->success() << " mcastId "
                                   << group->multicastId());
   bool const isDecided = group->responseId() || group->multicastId() || group->success();
   if (!isDecided) return;

@@ -73,6 +73,8 @@ class BRINDLE_API McastGroupProgrammerSm final : public Zet::Sm {
     void handleResponseId();
   };
 
+  // False if there is no programmer of the default VRF yet.
+  bool doFollowL2Status();
   void handleClientDir(Zet::Name name);
   void handleClientDirs();
   void handleMcastGroupStatus(Key const &);

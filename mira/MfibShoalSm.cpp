@@ -252,12 +252,12 @@ void MfibShoalSm::doAddRoute(RouteKey const & key, Route const & route, Nettle::
 // told of a key that had left all tables before is no news: who has published it since is told,
 // too, and knows whether it is to be installed, and when.
 bool MfibShoalSm::doHandOver(RouteKey const & key) {
-  Zet::Ptr<Mroute> mroute = in_.mrouteTable->mroute(key);
-  if (mroute && mroute->markedForDeletion()) return false;
   auto const * dir = mira_->mfibShoalDir();
   Route route;
   auto const * other = dir ? dir->nextBestShoal(in_.mfibShoal.get(), key, route) : nullptr;
   if (!other) return false;
+  Zet::Ptr<Mroute> const mroute = in_.mrouteTable->mroute(key);
+  if (mroute && mroute->markedForDeletion()) return false;
   ZET_TRACE(5, "Route " << key << " deleted from " << in_.mfibShoal->name()
                         << ", now using route from " << other->name());
   if (key.isStarG()) handleWcRouteDel(key);

@@ -143,8 +143,8 @@ void MiraRoot::handleDel() {
 void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) {
   if (!assign(miraHelper_, v) || !initialized_) return;
   inputReactors_->markAllVlansDirty();
-  for (Bridging::VlanId vid : vxlanVlan_.items())
-    doUpdateVlanFloodsets(vid);  // it may want one more
+  // It may want a core-side floodset.
+  for (Bridging::VlanId vid : vxlanVlan_.items()) doUpdateVlanFloodsets(vid);
 }
 void MiraRoot::lagOperationIs(LagOperation v) {
   if (assign(in_.lagOperation, v) && initialized_) inputReactors_->markAllVlansDirty();

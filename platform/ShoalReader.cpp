@@ -26,6 +26,11 @@ bool ShoalReaderDir::present() const {
                      [](ShoalReader const * map) { return map->live_ != nullptr; });
 }
 
+// A writer makes first what others refer to: so the last map is opened first.
+void ShoalReaderDir::openMaps() {
+  std::for_each(maps_.rbegin(), maps_.rend(), [](ShoalReader * map) { map->open(); });
+}
+
 void ShoalReaderDir::refresh() {
   // Had the refusal ended in the same turn, its owner would not know that its keys have gone.
   if (std::exchange(refusalUnseen_, false)) return;
@@ -37,7 +42,7 @@ void ShoalReaderDir::refresh() {
   if (culprit_ && culprit_->stillAt(culpritPath_)) return;
   culprit_.reset();
   refusal_.clear();
-  std::for_each(maps_.rbegin(), maps_.rend(), [](ShoalReader * map) { map->open(); });
+  openMaps();
   refusalUnseen_ = false;
 }
 
@@ -101,12 +106,9 @@ bool ShoalReader::sound(std::shared_ptr<ShoalSegment> segment) {
 }
 
 // What took the place of a map may be of a table that was made anew, and is not to be read with
-// maps of the one before. A writer makes first what others refer to: so the last map is opened
-// first.
+// maps of the one before.
 ShoalSegment const * ShoalReader::current() {
-  if (live_ && live_->retired()) {
-    std::for_each(dir_.maps_.rbegin(), dir_.maps_.rend(), [](ShoalReader * map) { map->open(); });
-  }
+  if (live_ && live_->retired()) dir_.openMaps();
   return live_.get();
 }
 

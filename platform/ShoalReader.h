@@ -53,6 +53,7 @@ class BRINDLE_API ShoalReaderDir {
  private:
   friend class ShoalReader;
   friend class ShoalWatch;
+  void openMaps();
   void refuse(std::string const & path, std::string const & reason,
               std::shared_ptr<ShoalSegment> culprit);
 

@@ -80,9 +80,7 @@ void AsyncZetMroute::Update::succeedWithoutEntry() {
 }
 
 // A route that comes in nowhere has no entry of its own.
-bool AsyncZetMroute::Update::needsEntry() const {
-  return mroute_.acceptingVlanId() || mroute_.rpaId() != Shoal::Multicast::Fib::rpaNone;
-}
+bool AsyncZetMroute::Update::needsEntry() const { return hasInput(mroute_); }
 
 bool AsyncZetMroute::Update::isInputChanged() const {
   return mroute_.acceptingVlanId() != route_.acceptingVlanId_ || mroute_.rpaId() != route_.rpaId_;

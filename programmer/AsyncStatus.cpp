@@ -138,9 +138,7 @@ bool AsyncZetMroute::doDeleteRouteStatus() {
     ZET_TRACE(8, "Route status for " << key() << " deleted: " << freed);
     return freed;
   }
-  bool const isProcessed =
-      mroute_->acceptingVlanId() || mroute_->rpaId() != Shoal::Multicast::Fib::rpaNone;
-  if (!isProcessed && kind != Fib::mcastGroup_) {
+  if (!hasInput(*mroute_) && kind != Fib::mcastGroup_) {
     ZET_TRACE(8, "Not deleting route status for " << key()
                                                   << " because it has not been processed by Mira");
     return false;

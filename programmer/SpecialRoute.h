@@ -32,6 +32,11 @@ struct SpecialRoute {
 // By kind, in the order in which they are programmed.
 extern std::array<SpecialRoute, 3> const specialRoutes;
 
+// Whether the route comes in somewhere: by a VLAN, or by those of a rendezvous point.
+inline bool hasInput(Mroute const & mroute) {
+  return mroute.acceptingVlanId() || mroute.rpaId() != Shoal::Multicast::Fib::rpaNone;
+}
+
 // Whether the route or one of these has the VLAN as its input: it is no wrong one then.
 inline bool isInput(Mroute const & mroute, Bridging::VlanId vlan) {
   return vlan == mroute.acceptingVlanId() || vlan == mroute.notifyingVlanId() ||

@@ -4,6 +4,7 @@
 #include "platform/Assert.h"
 #include "platform/Trace.h"
 #include "programmer/AsyncMrouteSm.h"
+#include "programmer/SpecialRoute.h"
 
 namespace Brindle {
 
@@ -220,7 +221,6 @@ struct Expected {
 // Of a route that is not kept back by the review.
 Expected expectedOf(AsyncZetMroute const & mr, bool waitForMiraUpdate) {
   Mroute const & route = mr.mroute();
-  bool const hasInput = route.acceptingVlanId() || route.rpaId() != Shoal::Multicast::Fib::rpaNone;
   if (mr.inProgress()) {
     checkInProgress(mr);
     if (mr.chipInfo().empty()) return {ProgrammingStatus::inProgress, nullptr};
@@ -228,7 +228,7 @@ Expected expectedOf(AsyncZetMroute const & mr, bool waitForMiraUpdate) {
     return {ProgrammingStatus::inProgress, first.chip().doGetOifSet(first.mtableOifSet())};
   }
   bool const waits = mr.reason().inProgress();
-  if (!waits && (mr.reason() || waitForMiraUpdate || !hasInput)) {
+  if (!waits && (mr.reason() || waitForMiraUpdate || !hasInput(route))) {
     return {ProgrammingStatus::notProgrammed, nullptr};
   }
   if (!waits) {
@@ -267,12 +267,10 @@ bool AsyncMrouteSm::doVerify(Key const & key, RouteHandleCollection & handles) c
     checkStatus(*this, key, status, mr.reason(), oifSet);
   }
   if (mr.chipInfo().empty()) {
-    Mroute const & route = mr.mroute();
-    bool const hasInput =
-        route.acceptingVlanId() || route.rpaId() != Shoal::Multicast::Fib::rpaNone;
     ZET_ASSERT(status == ProgrammingStatus::notProgrammed, "status == notProgrammed_");
     ZET_ASSERT(!mr.inProgress(), "!mr->inProgress()");
-    ZET_ASSERT(!hasInput || mr.reason() || waitForMiraUpdate, "mr->reason() || waitForMiraUpdate");
+    ZET_ASSERT(!hasInput(mr.mroute()) || mr.reason() || waitForMiraUpdate,
+               "mr->reason() || waitForMiraUpdate");
     return false;
   }
   for (AsyncChipInfo const & it : mr.chipInfo()) collectHandles(mr, it, handles);
