@@ -159,6 +159,7 @@ class Generator {
   void inputRole();
   void fastdropEpisode();
   void backupGone();
+  void failoverGone();
 
   // Events of chips that answer later, and of programmers
   void configureAsync();

@@ -7,8 +7,9 @@ namespace Simulation {
 void Generator::addFastdropEvents() {
   using G = Generator;
   std::initializer_list<Event> const more = {
-      {10, &G::rpfFailure}, {4, &G::traffic},   {8, &G::fastdropEpisode}, {3, &G::fastdropLimit},
-      {2, &G::fastdropOff}, {3, &G::inputRole}, {3, &G::backupGone},      {1, &G::idle},
+      {10, &G::rpfFailure},   {4, &G::traffic},     {8, &G::fastdropEpisode},
+      {3, &G::fastdropLimit}, {2, &G::fastdropOff}, {3, &G::inputRole},
+      {3, &G::backupGone},    {1, &G::idle},        {3, &G::failoverGone},
   };
   events_.insert(events_.end(), more);
 }
@@ -111,6 +112,21 @@ void Generator::fastdropEpisode() {
         idle();
     }
   }
+  add("settle");
+}
+
+// Drops are wanted where the route receives, too, as long as the interface takes over at once.
+void Generator::failoverGone() {
+  if (v6_) return;
+  std::string const input = vlan(), host = "10.0.0.1", what = "239.1.1.1";
+  Published route = freshRoute();
+  route.oifs.push_back("Vlan" + input + "=forward+notify");
+  publish(table(), host + " " + what, route);
+  add({"pim fast-failover Vlan", input, " on"});
+  add("settle");
+  add({"rpf-failure ", host, " ", what, " vlan ", input});
+  add("settle");
+  add({"pim fast-failover Vlan", input, " off"});
   add("settle");
 }
 

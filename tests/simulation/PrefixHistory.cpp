@@ -133,7 +133,8 @@ void PrefixHistory::noteAddresses(IntfId intf, Intf const & was, Intf const & is
 }
 
 // A subnet leaves the chips for a moment when the internal VLAN changes, and its return is counted.
-// In doing so the interface may have given the VLAN back and taken it again.
+// In doing so the interface may have given the VLAN back and taken it again, and the same change
+// may be what has a route lean on it.
 void PrefixHistory::noteVlans(Line const & line) {
   bool const link = line.size() > 3 && line[0] == "ip" && line[1] == "link";
   auto const word = std::find_if(line.begin(), line.end(), [](std::string const & one) {
@@ -142,6 +143,10 @@ void PrefixHistory::noteVlans(Line const & line) {
   bool const told = link && word != line.end();
   auto const & table = *host_.records().intfVlanIdTable;
   std::map<IntfId, Vlans> now;
+  for (auto const & entry : host_.records().ipStatus->ipIntfStatus().items()) {
+    now[entry.key] = {table.intfIdToVlanId(entry.key).value(),
+                      table.internalVlanId(entry.key).value()};
+  }
   for (auto & [intf, flags] : flags_) {
     Vlans const is{table.intfIdToVlanId(intf).value(), table.internalVlanId(intf).value()};
     auto const was = vlans_.find(intf);
@@ -151,7 +156,7 @@ void PrefixHistory::noteVlans(Line const & line) {
     } else if (other || (told && word + 1 != line.end() && intf.view() == "Vlan" + word[1])) {
       flags.otherVlan = true;
     }
-    now.emplace(intf, is);
+    now[intf] = is;
   }
   vlans_ = std::move(now);
 }

@@ -108,7 +108,7 @@ class PrefixHistory {
   Brindle::Sim::Host const & host_;
   // As it was after the last line
   std::map<Nettle::IntfId, Intf> intfs_;
-  std::map<Nettle::IntfId, Vlans> vlans_;  // of interfaces that are tracked
+  std::map<Nettle::IntfId, Vlans> vlans_;
   std::map<Star, Shoal::Multicast::Fib::Route> stars_;
   std::set<std::string> read_;
   // What is noted
