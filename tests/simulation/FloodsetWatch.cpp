@@ -22,6 +22,7 @@ FloodsetWatch::~FloodsetWatch() {
 void FloodsetWatch::before(std::vector<std::string> const & words) {
   // The driver takes out what an earlier life has left.
   if (words[0] == "programmer") return active_.clear();
+  mayFail_ |= words[0] == "xact" && words.size() > 1 && words[1] == "fail";
   bool const del = words.size() == 3 && words[0] == "chip" && words[1] == "del";
   if (!del) return;
   for (Chip * chip : host_.chips()) {
