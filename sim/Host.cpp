@@ -454,7 +454,7 @@ RpfFrames & Host::rpfFrames() {
 void Host::reviewAll() {
   start();
   auto const & machines = root().mira();
-  for (auto i = machines.begin(); i; i.advance()) root().mira(i.key())->doMarkAllVlansDirty();
+  for (auto i = machines.begin(); i; i.advance()) root().mira(i.key())->doMarkAllRoutesDirty();
   if (root().miraL2()) root().miraL2()->doMarkAllVlansDirty();
 }
 
