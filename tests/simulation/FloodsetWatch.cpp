@@ -1,5 +1,7 @@
 #include "tests/simulation/FloodsetWatch.h"
 
+#include <algorithm>
+
 namespace Simulation {
 
 using namespace Routing::Multicast::Fib;
@@ -22,7 +24,7 @@ FloodsetWatch::~FloodsetWatch() {
 void FloodsetWatch::before(std::vector<std::string> const & words) {
   // The driver takes out what an earlier life has left.
   if (words[0] == "programmer") return active_.clear();
-  mayFail_ |= words[0] == "xact" && words.size() > 1 && words[1] == "fail";
+  mayFail_ |= std::find(words.begin(), words.end(), "fail") != words.end();
   bool const del = words.size() == 3 && words[0] == "chip" && words[1] == "del";
   if (!del) return;
   for (Chip * chip : host_.chips()) {
