@@ -138,8 +138,8 @@ void PrefixComparison::compareToldLater() {
     RouteName const name{oracle_.intfs().at(intf).vrf, Key(prefix, Subnet("224.0.0.0/4"))};
     auto const * machine = host_.hardware().asyncMrouteSm(name.vrf);
     auto const * route = machine ? machine->zetMroute(name.key) : nullptr;
-    bool const stands = route && route->acceptingVlanId() && route->oifSet() && !route->reason() &&
-                        !route->inProgress();
+    bool const stands = route && !route->chipInfo().empty() && route->acceptingVlanId() &&
+                        route->oifSet() && !route->reason() && !route->inProgress();
     if (stands) differ(textOf(prefix, intf) + " stands in hardware, but is not said to");
   }
 }
