@@ -26,12 +26,13 @@ Zet::Seconds justAfter(Zet::Seconds time) {
 
 // --- Clocks
 
-// What is due may wait for a later turn.
+// What is due may wait for a later turn, or come late with the next line.
 void FastdropHistory::passTime(bool partly) {
   for (auto & [vrf, state] : vrfs_) {
     for (auto * due : {&state.poll, &state.limit.allClear}) {
-      if (!partly || !*due || (*due)->first > now_) continue;
-      (*due)->last = std::max((*due)->last, justAfter(now_));
+      if (!*due || (*due)->first > now_) continue;
+      bool const late = readCost_ > 0 && (*due)->last + longestDelay > now_;
+      if (partly || late) (*due)->last = std::max((*due)->last, justAfter(now_));
     }
     passTime(vrf, state);
   }
