@@ -300,10 +300,12 @@ void AsyncComparison::compareStatus(Subject const & subject) {
   }
 }
 
-// The interface of an entry is told once all chips have confirmed it.
+// The interface of an entry is told once all chips have confirmed it. It stays with a route that
+// has lost its chips until that is programmed again, which may be kept back.
 void AsyncComparison::compareSideStatus(Subject const & subject) {
   auto const status = subject.machine.statusWriter().routeStatus(subject.route.key());
-  bool const chipsMoved = !circumstances_.lateChips.empty() || host_.chips().empty();
+  bool const lostChips = subject.route.chipInfo().empty() && subject.route.reason().keptBack();
+  bool const chipsMoved = !circumstances_.lateChips.empty() || host_.chips().empty() || lostChips;
   if (!status || isUntried(subject.route) || chipsMoved) return;
   std::pair<EntryKind, Nettle::IntfId> const published[] = {
       {EntryKind::notify, status->notifyingIntfId()},

@@ -1,5 +1,7 @@
 #include "tests/simulation/Standing.h"
 
+#include <algorithm>
+
 namespace Simulation {
 
 using Brindle::Sim::Host;
@@ -25,6 +27,13 @@ bool failedWholly(Host const & host, RouteName const & name) {
 bool isRetried(Host const & host, RouteName const & name) {
   auto const trouble = host.hardware().trouble(name.vrf, name.key);
   return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
+}
+
+bool haveChipsGone(Host const & host, Circumstances const & circumstances) {
+  auto const chips = host.chips();
+  return chipsAnswerLater(host) && std::all_of(chips.begin(), chips.end(), [&](auto const * chip) {
+           return circumstances.lateChips.count(nameOf(*chip)) != 0;
+         });
 }
 
 std::string textOf(Brindle::OifSet const * set) {

@@ -40,6 +40,10 @@ struct Circumstances {
   std::set<L3::VrfName> leftVrfs;
 };
 
+// Chips that answer later have gone, and those that stand get a route with its next version: what
+// the old ones refused stays refused until then.
+bool haveChipsGone(Brindle::Sim::Host const & host, Circumstances const & circumstances);
+
 class Findings {
  public:
   // A line for each difference; the same, since the last time.
