@@ -257,8 +257,9 @@ bool Comparison::mayLack(RouteName const & name, ExpectedRoute const & route,
 }
 
 bool Comparison::takeEntry(Entries & found, RouteName const & name, Entry const & entry) {
-  // A backup that became the route keeps its rendezvous point, which is none; an entry beside the
-  // route's keeps the one that it came with. Another VRF may have the like.
+  // A backup that became the route keeps its rendezvous point, which is none where chips answer at
+  // once; an entry beside the route's keeps the one that it came with. Another VRF may have the
+  // like.
   auto const range = found.equal_range(name.key);
   auto const find = [&](auto rpaFits) {
     return std::find_if(range.first, range.second, [&](auto const & one) {
@@ -267,7 +268,13 @@ bool Comparison::takeEntry(Entries & found, RouteName const & name, Entry const 
     });
   };
   auto same = find([&](U32 rpa) { return rpa == entry.rpa; });
-  if (same == range.second) same = find([&](U32 rpa) { return rpa == 0 || entry.rpa == anyRpa; });
+  auto const backup = circumstances_.backupRpas.find(name);
+  bool const hadBackup = backup != circumstances_.backupRpas.end();
+  if (same == range.second) {
+    same = find([&](U32 rpa) {
+      return rpa == 0 || entry.rpa == anyRpa || (hadBackup && backup->second.count(rpa));
+    });
+  }
   if (same == range.second) return false;
   found.erase(same);
   return true;

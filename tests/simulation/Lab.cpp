@@ -61,6 +61,7 @@ void Lab::note(std::vector<std::string> const & words) {
   if (verb == "echo healed") c.failuresExpected = false;
   if (verb == "review all") reviewed_ = true;
   if (verb == "programmer start") noteLeftVrfs();
+  if (words[0] == "publish") noteBackups(words);
   if (words[0] == "settle" && reviewed_) {
     c.lateChips.clear();
     c.chipsMoved = false;
@@ -75,6 +76,36 @@ void Lab::noteLeftVrfs() {
   for (auto i = vrfs.begin(); i; i.advance()) {
     if (!host_.routeTables().vrfMrouteTable(i.key())) circumstances_.leftVrfs.insert(i.key());
   }
+}
+
+// Where chips answer later the entry of a backup has the route's rendezvous point, and takes it
+// along when it becomes the route's own.
+void Lab::noteBackups(std::vector<std::string> const & words) {
+  if (!chipsAnswerLater(host_)) return;
+  for (auto const & table : publishers_.read(host_.tables())) {
+    if (table.name != words[1]) continue;
+    for (auto i = table.routes->routeBegin(); i; i.advance()) {
+      auto const route = table.routes->route(i.key());
+      if (!route.iifFrr()) continue;
+      circumstances_.backupRpas[{vrfOf(table.name), i.key()}].insert(route.rpaId());
+    }
+  }
+}
+
+// An entry is made with the route's computation, so that of what is published no more only the
+// entries count that stand.
+void Lab::forgetBackups() {
+  std::map<Key, std::set<U32>> standing;
+  for (auto const * chip : host_.chips()) {
+    for (auto const & entry : chip->entries()) standing[entry.key.sg].insert(entry.rpaId);
+  }
+  for (auto & [name, rpas] : circumstances_.backupRpas) {
+    auto const * route = mroute(host_, name);
+    std::set<U32> known = standing[name.key];
+    if (route && route->frrVlanId()) known.insert(route->rpaId());
+    std::erase_if(rpas, [&known](U32 rpa) { return !known.count(rpa); });
+  }
+  std::erase_if(circumstances_.backupRpas, [](auto const & one) { return one.second.empty(); });
 }
 
 FastdropHistory::Routes Lab::expectedRoutes() const {
@@ -106,6 +137,7 @@ void Lab::compare(bool isHealed) {
            floodsetWatch_.takeDifferences() + prefixes.differences();
   traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown());
   circumstances_.unnoticed = comparison.unnoticed();
+  forgetBackups();
   ++comparisons_;
   routesCompared_ += comparison.routes() + floodsets.routes();
 }

@@ -42,6 +42,8 @@ class Lab {
  private:
   void carryOut(std::string const & line, std::vector<std::string> const & words);
   void noteLeftVrfs();
+  void noteBackups(std::vector<std::string> const & words);
+  void forgetBackups();
   void note(std::vector<std::string> const & words);
   FastdropHistory::Routes expectedRoutes() const;
   // `isHealed`: all chips have room and have answered.

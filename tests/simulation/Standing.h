@@ -2,6 +2,7 @@
 // of what differs.
 #pragma once
 
+#include <map>
 #include <set>
 #include <string>
 #include <tuple>
@@ -38,6 +39,8 @@ struct Circumstances {
   Unnoticed unnoticed;            // what the last comparison found
   // Went while no programmer ran: what is published of them stays until they come back.
   std::set<L3::VrfName> leftVrfs;
+  // Of routes on chips that answer later: with which their backup's entry may have come.
+  std::map<RouteName, std::set<U32>> backupRpas;
 };
 
 // Chips that answer later have gone, and those that stand get a route with its next version: what
