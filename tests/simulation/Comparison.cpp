@@ -111,7 +111,7 @@ void Comparison::compareSet(std::string const & what, U32 vlan, std::string cons
 // --- What failed
 
 void Comparison::compareFailed() {
-  if (haveChipsGone(host_, circumstances_)) return;
+  if (haveChipsGone(host_, circumstances_.lateChips)) return;
   for (auto const & [name, route] : expected_) {
     // The next computation, which is to try it again, may never come.
     if (!mroute(name) || isLeft(*mroute(name), route)) continue;

@@ -324,7 +324,7 @@ void AsyncComparison::compareSideStatus(Subject const & subject) {
 
 void AsyncComparison::compareL2Status(Subject const & subject) {
   ZetMroute const & route = subject.route;
-  if (host_.chips().empty()) return;
+  if (route.chipInfo().empty() && haveChipsGone(host_, circumstances_.lateChips)) return;
   ProgrammingStatus expected = ProgrammingStatus::programmed;
   if (route.inProgress()) expected = ProgrammingStatus::inProgress;
   if (hasFailed(route)) expected = ProgrammingStatus::notProgrammed;

@@ -29,10 +29,10 @@ bool isRetried(Host const & host, RouteName const & name) {
   return trouble && trouble->kind == Brindle::Sim::Hardware::Trouble::refused;
 }
 
-bool haveChipsGone(Host const & host, Circumstances const & circumstances) {
+bool haveChipsGone(Host const & host, std::set<std::string> const & lateChips) {
   auto const chips = host.chips();
   return chipsAnswerLater(host) && std::all_of(chips.begin(), chips.end(), [&](auto const * chip) {
-           return circumstances.lateChips.count(nameOf(*chip)) != 0;
+           return lateChips.count(nameOf(*chip)) != 0;
          });
 }
 

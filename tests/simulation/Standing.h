@@ -45,7 +45,7 @@ struct Circumstances {
 
 // Chips that answer later have gone, and those that stand get a route with its next version: what
 // the old ones refused stays refused until then.
-bool haveChipsGone(Brindle::Sim::Host const & host, Circumstances const & circumstances);
+bool haveChipsGone(Brindle::Sim::Host const & host, std::set<std::string> const & lateChips);
 
 class Findings {
  public:
