@@ -78,7 +78,8 @@ void ZetClientDir::onEntityPtr(Zet::Name const & nameOfMember) {
 
 void ZetClientDir::immediatePass() {
   if (target()) {
-    for (auto const & entity : target()->entityPtr().items()) onEntityPtr(entity.key);
+    auto const & entities = target()->entityPtr();
+    for (auto i = entities.begin(); i && target(); i.advance()) onEntityPtr(i.key());
   }
   for (auto i = client_.begin(); i; i.advance()) {
     if (!target() || !target()->entityPtr(i.key())) clientDel(i.key());

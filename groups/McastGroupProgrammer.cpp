@@ -16,10 +16,7 @@ namespace {
 
 Zet::TraceHandle traceHandle("McastGroupProgrammer", false);
 
-Zet::Ptr<Mira> miraOf(MiraHelper * helper) {
-  MiraRoot * const root = helper ? helper->miraRoot() : nullptr;
-  return root ? root->mira(L3::VrfName::defaultVrf()) : nullptr;
-}
+MiraRoot * rootOf(MiraHelper * helper) { return helper ? helper->miraRoot() : nullptr; }
 
 VlanIdOrNone vlanOf(Request const & request) {
   auto const & members = request.portVlan().items();
@@ -62,9 +59,10 @@ PortVlanSet computePvSet(Request const & request, MiraHelper * helper) {
   bool const areOutLifs = !all.empty() && all.begin()->isOutLif();
   ZET_TRACE(8, (areOutLifs ? "Port:OutLifs are " : "Port:Vlans are ")
                    << pvSet.pretty() << " " << lagPvSet.pretty());
-  if (Zet::Ptr<Mira> const mira = miraOf(helper)) {
+  if (MiraRoot const * const root = rootOf(helper)) {
     Fib::IpGenRouteKey const key = Fib::makeRouteKeyMcastGroup(request.key());
-    pvSet = mira->resolveAndAddLagsToPvSet(vlanOf(request), key, pvSet, lagPvSet);
+    pvSet = root->resolveAndAddLagsToPvSet(L3::VrfName::defaultVrf(), vlanOf(request), key, pvSet,
+                                           lagPvSet);
   }
   ZET_TRACE(8, "New pvSet is " << pvSet.pretty() << "lagPvSet is " << lagPvSet.pretty());
   pvSet.keyKindIs(Fib::mcastGroup_);
@@ -116,10 +114,14 @@ void McastGroupProgrammerSm::handleAsyncMrouteSm(L3::VrfName vrf) {
   forEachRequest([this](Request const & request) { handleRequest(request); });
 }
 
+AsyncMrouteSm const * McastGroupProgrammerSm::machine() const {
+  return in_.asyncMrouteRootSm->asyncMrouteSm(L3::VrfName::defaultVrf());
+}
+
 bool McastGroupProgrammerSm::doFollowL2Status() {
-  AsyncMrouteSm * const machine = in_.asyncMrouteRootSm->asyncMrouteSm(L3::VrfName::defaultVrf());
-  if (!machine) return false;
-  zetL2Status_.attach(machine->l2Status());
+  AsyncMrouteSm const * const present = machine();
+  if (!present) return false;
+  zetL2Status_.attach(present->l2Status());
   ZET_TRACE(5, "Initialized L2 Status");
   return true;
 }
@@ -127,7 +129,9 @@ bool McastGroupProgrammerSm::doFollowL2Status() {
 // --- Requests
 
 void McastGroupProgrammerSm::handleClientDirs() {
-  for (auto const & entity : in_.configDir->entityPtr().items()) handleClientDir(entity.key);
+  if (!zetConfigDir_.target()) return;
+  auto const & entities = in_.configDir->entityPtr();
+  for (auto i = entities.begin(); i; i.advance()) handleClientDir(i.key());
 }
 
 void McastGroupProgrammerSm::handleClientDir(Zet::Name name) {
@@ -156,14 +160,25 @@ void McastGroupProgrammerSm::handleRequest(Request const & request) {
   if (!home) return;
   ZET_TRACE(5, "Creating request " << request.key());
   Mroute * const old = route(request.key());
-  if (old && !old->markedForDeletion()) return;
-  if (old) {
+  if (!old) {
+    home->mrouteIs(Fib::makeRouteKeyMcastGroup(request.key()));
+  } else if (old->markedForDeletion()) {
     old->markedForDeletionIs(false);
     old->dirtyIs(false);
-  } else {
-    home->mrouteIs(Fib::makeRouteKeyMcastGroup(request.key()));
+  } else if (old->mcastGroupRequestId() == request.requestId()) {
+    return;  // what stands is this request
   }
   handleRequestId(request);
+}
+
+Request const * McastGroupProgrammerSm::standingRequest(GroupKey const & group) const {
+  for (auto dir = clientDir_.begin(); dir; dir.advance()) {
+    for (auto client = dir->client().begin(); client; client.advance()) {
+      ZetRequest const * const request = client->request().find(group);
+      if (request && request->target()) return request->target();
+    }
+  }
+  return nullptr;
 }
 
 Zet::Ptr<OifSet> McastGroupProgrammerSm::oifSetOf(Request const & request) const {
@@ -173,27 +188,34 @@ Zet::Ptr<OifSet> McastGroupProgrammerSm::oifSetOf(Request const & request) const
 void McastGroupProgrammerSm::handleRequestId(Request const & request) {
   Mroute * const mroute = route(request.key());
   if (!mroute) return;
-  if (!l2Status()) doFollowL2Status();  // the machine may have come after its table
+  // The machine may have come after its table.
+  if (machine() && machine()->l2Status().get() != l2Status()) handleAsyncMrouteSm();
+  Zet::Ptr<OifSet> const set = oifSetOf(request);
   mroute->acceptingVlanIdIs(vlanOf(request));
-  mroute->oifSetIs(oifSetOf(request));
+  mroute->oifSetIs(set);
   mroute->mcastGroupRequestIdIs(request.requestId());
-  versionInc(*mroute);
   ZET_ASSERT(mroute->vlanFilter() == 0, "mroute->vlanFilter() == 0");
   ZET_ASSERT(mroute->vlanPortFilter() == 0, "mroute->vlanPortFilter() == 0");
   ZET_ASSERT(mroute->vlanGroupFilter() == 0, "mroute->vlanGroupFilter() == 0");
   ZET_ASSERT(mroute->lagFilter() == 0, "mroute->lagFilter() == 0");
   ZET_ASSERT(!mroute->dirty(), "!mroute->dirty()");
   ZET_TRACE(5, "Got request id " << request.requestId());
+  versionInc(*mroute);
 }
 
 void McastGroupProgrammerSm::handleRequestDel(GroupKey const & group) {
   Zet::Ptr<Mroute> const mroute(route(group));
   if (!mroute) return;
+  if (Request const * const other = standingRequest(group)) return handleRequestId(*other);
+  MiraRoot * const root = rootOf(in_.miraHelper.get());
+  if (!root) return table()->mrouteDel(mroute->key());
   mroute->markedForDeletionIs(true);
-  Zet::Ptr<Mira> const mira = miraOf(in_.miraHelper.get());
-  if (!mira) return;
-  mira->markMrouteDirty(mroute);
-  mira->doKickReview();
+  if (Zet::Ptr<Mira> const mira = root->mira(L3::VrfName::defaultVrf())) {
+    mira->markMrouteDirty(mroute);
+    mira->doKickReview();
+  } else {
+    mroute->dirtyIs(true);  // its first review takes the route out
+  }
 }
 
 void McastGroupProgrammerSm::updateGroupReplicationMode() {
@@ -245,6 +267,16 @@ void McastGroupProgrammerSm::ZetMcastGroupStatus::handleResponseId() {
 }
 
 // --- The service
+
+void McastGroupProgrammerSm::doStop() {
+  Zet::Ptr<McastGroupProgrammerSm> const self(this);
+  zetDoZombieReactors(true);
+}
+
+void McastGroupProgrammer::mcastGroupProgrammerSmDel() {
+  if (sm_) sm_->doStop();
+  sm_ = nullptr;
+}
 
 Zet::Ptr<McastGroupProgrammerSm> McastGroupProgrammer::mcastGroupProgrammerSmIs(
     McastGroupProgrammerSm::Inputs const & in) {

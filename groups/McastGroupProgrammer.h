@@ -7,6 +7,7 @@
 //   client takes it away         the route is marked, the resolver deletes it, and when hardware
 //                                has let go the response goes
 //
+// Where a client asks for a group in several tables, the last word counts as long as it stands.
 // A number stays the same over all chips and reprogrammings. A client is trusted to ask for ports
 // of one VLAN, or for logical interfaces only: a mixed request ends the process.
 #pragma once
@@ -27,9 +28,12 @@ class BRINDLE_API McastGroupProgrammerSm final : public Zet::Sm {
     Zet::Ptr<Multicast::Group::Status> status;
     Zet::Ptr<MrouteTableColl> mrouteTable;
     Zet::Ptr<AsyncMrouteRootSm const> asyncMrouteRootSm;  // made before this machine
-    Zet::Ptr<MiraHelper> miraHelper;                      // may be null: then LAGs stay as they are
+    // May be null: then LAGs stay as they are, and a route goes at once with its request.
+    Zet::Ptr<MiraHelper> miraHelper;
   };
   explicit McastGroupProgrammerSm(Inputs const &);
+  // Hears of nothing any more.
+  void doStop();
   // Throws RangeException if it was made with others.
   void requireSameInputs(Inputs const &) const;
 
@@ -73,6 +77,7 @@ class BRINDLE_API McastGroupProgrammerSm final : public Zet::Sm {
     void handleResponseId();
   };
 
+  AsyncMrouteSm const * machine() const;
   // False if there is no programmer of the default VRF yet.
   bool doFollowL2Status();
   void handleClientDir(Zet::Name name);
@@ -82,6 +87,7 @@ class BRINDLE_API McastGroupProgrammerSm final : public Zet::Sm {
   MrouteTable * table() const;
   Mroute * route(GroupKey const &) const;
   Zet::Ptr<OifSet> oifSetOf(Multicast::Group::Request const &) const;
+  Multicast::Group::Request const * standingRequest(GroupKey const &) const;
   template <class F> void forEachRequest(F f) const;
 
   Inputs const in_;
@@ -100,7 +106,7 @@ class BRINDLE_API McastGroupProgrammer final : public Zet::Entity {
   // Starts the service. Throws RangeException if it runs with other inputs.
   Zet::Ptr<McastGroupProgrammerSm> mcastGroupProgrammerSmIs(McastGroupProgrammerSm::Inputs const &);
   // Stops it. Groups and what is told of them stay as they stand.
-  void mcastGroupProgrammerSmDel() { sm_ = nullptr; }
+  void mcastGroupProgrammerSmDel();
 
  private:
   Zet::Ptr<McastGroupProgrammerSm> sm_;

@@ -49,13 +49,13 @@ U8 pearson(VlanIdOrNone vid, Nettle::EthAddr const & group) {
 
 }  // namespace
 
-PortVlanSet Mira::resolveAndAddLagsToPvSet(VlanIdOrNone vid, IpGenRouteKey const & key,
-                                           PortVlanSet const & pvSet,
-                                           PortVlanSet const & lagPvSet) const {
+PortVlanSet MiraRoot::resolveAndAddLagsToPvSet(L3::VrfName const & vrf, VlanIdOrNone vid,
+                                               IpGenRouteKey const & key, PortVlanSet const & pvSet,
+                                               PortVlanSet const & lagPvSet) const {
   PortVlanSet set = pvSet;
-  Expansion expansion(*miraRoot_, {key.kind(), ethAddrFromIpAddr(key.group().address())}, set);
+  Expansion expansion(*this, {key.kind(), ethAddrFromIpAddr(key.group().address())}, set);
   expansion.lagsAre(lagPvSet);
-  expansion.doResolveAndAddLagsToPvSet(vid, vrf_, key);
+  expansion.doResolveAndAddLagsToPvSet(vid, vrf, key);
   set.settle();
   return set;
 }

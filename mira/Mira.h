@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "mira/MfibShoalSm.h"
+#include "mira/MiraBoundarySm.h"
 #include "model/DirtyChangeSet.h"
 #include "model/DirtyInfo.h"
 #include "model/MrouteTable.h"
@@ -188,12 +189,6 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   void doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute);
   // True if the route's programming changed. `allowOptimize`: a small change may be patched in.
   bool computePortVlanSetMroute(Zet::Ptr<Mroute> const & mroute, bool allowOptimize);
-  // Members of a set besides its LAGs, and these resolved: for routes that are computed elsewhere.
-  // `vid` goes into the choice of designated members.
-  PortVlanSet resolveAndAddLagsToPvSet(Bridging::VlanIdOrNone vid,
-                                       Routing::Multicast::Fib::IpGenRouteKey const & key,
-                                       PortVlanSet const & pvSet,
-                                       PortVlanSet const & lagPvSet) const;
   bool optimizeComputePortVlanSet() const { return optimizeComputePortVlanSet_; }
   void optimizeComputePortVlanSetIs(bool v) { optimizeComputePortVlanSet_ = v; }
   // Accept-only interfaces that were left out since their route had one already.
@@ -262,9 +257,11 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   // The operator has been told that there are too many.
   bool fastdropLimitReached() const { return fastdropLimitReached_; }
   void fastdropLimitReachedIs(bool v) { fastdropLimitReached_ = v; }
-  Zet::Ptr<BoundaryFastdrop::Status> const & boundaryFastdropStatus() const {
-    return boundaryFastdropStatus_;
-  }
+
+  // Drops at boundaries: the machine stands once there have been records of this VRF. Null
+  // withdraws all of them.
+  void boundaryFastdropStatusIs(Zet::Ptr<BoundaryFastdrop::Status> const & v);
+  Zet::Ptr<MiraBoundarySm> const & miraBoundarySm() const { return miraBoundarySm_; }
 
  private:
   friend class MrouteTableReview;
@@ -341,6 +338,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   Zet::Ptr<Mroute> mrouteOf(Nettle::IpGenPrefix const & source,
                             Nettle::IpGenAddr const & group) const;
   void doCountRpfFailure(Zet::Ptr<Mroute> const & mroute, Bridging::VlanId vlan);
+  bool isDeniedByBoundary(Nettle::IpGenAddr const & group, Bridging::VlanId vlan) const;
   bool mayHaveFastdrop(Zet::Ptr<Mroute> const & mroute, Bridging::VlanId vlan);
   bool isBorder(Mroute const & mroute, Bridging::VlanId vlan) const;
   void doMakeFastdrop(Zet::Ptr<Mroute> const & mroute, Bridging::VlanId vlan);
@@ -355,7 +353,6 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   L3::VrfName const vrf_;
   MiraRoot * const miraRoot_;
   Zet::Ptr<MrouteTable> const mrouteTable_;
-  Zet::Ptr<BoundaryFastdrop::Status> const boundaryFastdropStatus_;
 
   // State
   Zet::Seconds nextReview_ = 0;
@@ -389,6 +386,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   Zet::RbTreeMap<Nettle::IntfId, Bridging::VlanIdOrNone> internalVlanId_;
   Zet::OrderedSet<Bridging::VlanIdOrNone> mbrVlan_;
   Zet::HashMap<StatusKey, MfibShoalSm> mfibShoalSm_;
+  Zet::Ptr<MiraBoundarySm> miraBoundarySm_;
 
   // Reactors
   Zet::ReactorPtr<ZetMfibConfig> zetMfibConfig_{this};

@@ -19,7 +19,9 @@ class MiraRoot;
 class BRINDLE_API MiraHelper : public Zet::PtrInterface {
  public:
   explicit MiraHelper(MiraRoot * root) : miraRoot_(root) {}
+  // Null when the root has ended.
   MiraRoot * miraRoot() const { return miraRoot_; }
+  void miraRootDel() { miraRoot_ = nullptr; }
 
   // Whether the environment stands in for the tunnels of a platform: see the operations that
   // name a variable. Read with getenv(3) at each call.

@@ -79,6 +79,7 @@ MiraRoot::MiraRoot(Inputs in) : in_(std::move(in)) {
   zetRoutingInfoDir_.attach(in_.routingInfoDir);
   zetMfibVrfConfig_.attach(in_.mfibVrfConfig);
   nsfTimer_.attach(in_.clock);
+  zetBoundaryFastdropStatusColl_.attach(in_.boundaryFastdropStatusColl);
   handleVrf();
   mfibShoalDirIs();
   handleSocket();
@@ -138,6 +139,7 @@ void MiraRoot::handleDel() {
   for (auto i = mira_.begin(); i; i.advance()) miraDel(i.key());
   doDeleteMiraL2();
   doCloseSocket();
+  if (miraHelper_ && miraHelper_->miraRoot() == this) miraHelper_->miraRootDel();
 }
 
 void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) {
@@ -148,6 +150,20 @@ void MiraRoot::miraHelperIs(Zet::Ptr<MiraHelper> const & v) {
 }
 void MiraRoot::lagOperationIs(LagOperation v) {
   if (assign(in_.lagOperation, v) && initialized_) inputReactors_->markAllVlansDirty();
+}
+void MiraRoot::boundaryFastdropStatusCollIs(Zet::Ptr<BoundaryFastdrop::StatusColl> const & v) {
+  if (in_.boundaryFastdropStatusColl == v) return;
+  in_.boundaryFastdropStatusColl = v;
+  zetBoundaryFastdropStatusColl_.attach(v);
+}
+void MiraRoot::handleBoundaryFastdrop(L3::VrfName const & vrf) {
+  auto const & all = in_.boundaryFastdropStatusColl;
+  if (Zet::Ptr<Mira> const mira = mira_.find(vrf)) {
+    mira->boundaryFastdropStatusIs(all ? all->vrfStatus(vrf) : nullptr);
+  }
+}
+void MiraRoot::handleBoundaryFastdrop() {
+  for (auto i = mira_.begin(); i; i.advance()) handleBoundaryFastdrop(i.key());
 }
 void MiraRoot::pimVxlanStatusIs(Zet::Ptr<Routing::Multicast::Vxlan::Status const> const & v) {
   pimVxlanStatus_ = v;
@@ -286,6 +302,7 @@ void MiraRoot::doDeleteMira(L3::VrfName const & vrf) {
     mira->doMarkAllRoutesDirty();
     return;
   }
+  mira->boundaryFastdropStatusIs(nullptr);
   miraDel(vrf);
   in_.mrouteTableColl->vrfMrouteTableDel(vrf);
   doMaybeDeleteReviewInfo(vrf);

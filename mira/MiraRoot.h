@@ -171,6 +171,11 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   bool mayHaveEthGroupRoutes(Bridging::VlanId vlan) const;
   void doMarkMulticastFloodsetDirty(Bridging::VlanId vlan);
   void handleVlanFilteredFloodset();
+  // Members of a set besides its LAGs, and these resolved: for routes that are computed elsewhere.
+  // `vid` goes into the choice of designated members.
+  PortVlanSet resolveAndAddLagsToPvSet(L3::VrfName const & vrf, Bridging::VlanIdOrNone vid,
+                                       RouteKey const & key, PortVlanSet const & pvSet,
+                                       PortVlanSet const & lagPvSet) const;
 
   // RPF failures
   void handleSocket();
@@ -230,6 +235,8 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   Zet::Ptr<BoundaryFastdrop::StatusColl> const & boundaryFastdropStatusColl() const {
     return in_.boundaryFastdropStatusColl;
   }
+  // What drops boundaries have learned; the agent hands in each new one. Null withdraws all.
+  void boundaryFastdropStatusCollIs(Zet::Ptr<BoundaryFastdrop::StatusColl> const & v);
   Zet::Ptr<Routing::Multicast::Fib::MbrIntf const> const & mbrIntf() const { return in_.mbrIntf; }
   Zet::Ptr<Routing::Multicast::Fib::SparseModeStatus const> const & sparseModeStatus() const {
     return in_.sparseModeStatus;
@@ -371,6 +378,11 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
     void onIntfConfig(Nettle::IntfId const & intf) override { sm()->handleIntfConfig(intf); }
     void immediatePass() override { sm()->handleMfibVrfConfig(); }
   };
+  struct ZetBoundaryFastdropStatusColl : Zet::Reactor<BoundaryFastdrop::StatusColl, MiraRoot> {
+    using Reactor::Reactor;
+    void onVrfStatus(L3::VrfName const & vrf) override { sm()->handleBoundaryFastdrop(vrf); }
+    void immediatePass() override { sm()->handleBoundaryFastdrop(); }
+  };
   struct ZetShoalDir : Zet::Reactor<Shoal::Multicast::Fib::MfibShoalDir const, MiraRoot> {
     using Reactor::Reactor;
     void onShoalColl(L3::VrfName const & vrf) override { sm()->handleMfibShoalDir(vrf); }
@@ -401,6 +413,8 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
 
   void handlePresence(char const * input, L3::VrfName const & vrf, bool present);
   bool mayHaveMira(L3::VrfName const & vrf) const;
+  void handleBoundaryFastdrop(L3::VrfName const & vrf);
+  void handleBoundaryFastdrop();
   Zet::Ptr<Mira> doMakeMira(L3::VrfName const & vrf, Zet::Ptr<MrouteTable> const & table);
   Zet::Ptr<Routing::RoutingGenInfo const> routingGenInfo(L3::VrfName const & vrf) const;
   bool allNsfStatuses() const;
@@ -455,6 +469,7 @@ class BRINDLE_API MiraRoot : public Zet::Sm {
   Zet::ReactorPtr<ZetRoutingInfoDir> zetRoutingInfoDir_{this};
   Zet::ReactorPtr<ZetMfibVrfConfig> zetMfibVrfConfig_{this};
   Zet::ReactorPtr<ZetShoalDir> zetShoalDir_{this};
+  Zet::ReactorPtr<ZetBoundaryFastdropStatusColl> zetBoundaryFastdropStatusColl_{this};
   Zet::ReactorPtr<ZetReadyStatus> zetMfibReadyStatus_{this};
   Zet::ReactorPtr<ZetReadyStatus> zetStaticMfibReadyStatus_{this};
   Zet::ReactorPtr<ZetReadyStatus> zetBidirMfibReadyStatus_{this};

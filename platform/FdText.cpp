@@ -3,7 +3,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <ctime>
 
@@ -50,12 +52,12 @@ bool waitForRoom(int fd) {
 bool writeText(int fd, std::string_view text) {
   SigpipeHeld const held;
   while (!text.empty()) {
-    ssize_t const taken = write(fd, text.data(), text.size());
+    if (!waitForRoom(fd)) return false;
+    // A pipe that has room at all has room for this much, so that it does not block.
+    ssize_t const taken = write(fd, text.data(), std::min<size_t>(text.size(), PIPE_BUF));
     if (taken >= 0) {
       text.remove_prefix(static_cast<size_t>(taken));
-    } else if (errno == EAGAIN) {
-      if (!waitForRoom(fd)) return false;
-    } else if (errno != EINTR) {
+    } else if (errno != EAGAIN && errno != EINTR) {
       return false;
     }
   }

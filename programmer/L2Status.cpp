@@ -45,14 +45,18 @@ bool checkVlanStatusEmpty(VlanStatus const & vlan) {
 }
 
 ProgrammedSet * L2Status::programmedSet(Mroute const & mroute) const {
+  return programmedSet(mroute.key(), mroute.acceptingVlanId());
+}
+
+ProgrammedSet * L2Status::programmedSet(Fib::IpGenRouteKey const & key,
+                                        Bridging::VlanIdOrNone vlanId) const {
   auto const setOf = [](auto const & record) {
     return record ? &record->programmedSet() : nullptr;
   };
-  Fib::RouteKeyType const kind = mroute.key().kind();
-  if (kind == Fib::mcastGroup_) return setOf(mcastGroupStatus(mroute.key()));
-  VlanStatus * const vlan = vlanStatus(vlanOf(mroute));
+  if (key.kind() == Fib::mcastGroup_) return setOf(mcastGroupStatus(key));
+  VlanStatus * const vlan = vlanId ? vlanStatus(VlanId(vlanId)) : nullptr;
   if (!vlan) return nullptr;
-  switch (kind) {
+  switch (key.kind()) {
     case Fib::vlanFloodset_:
       return &vlan->vlanFloodset_;
     case Fib::multicastFloodset_:
@@ -60,9 +64,9 @@ ProgrammedSet * L2Status::programmedSet(Mroute const & mroute) const {
     case Fib::vxlanCoreSideFloodset_:
       return &vlan->coreSide_;
     case Fib::ethGroup_:
-      return setOf(vlan->ethGroup(mroute.key().ethAddr()));
+      return setOf(vlan->ethGroup(key.ethAddr()));
     case Fib::evpnMultihomeFloodset_:
-      return setOf(vlan->evpnMultihomeFloodsets(mroute.key().evpnTepIp()));
+      return setOf(vlan->evpnMultihomeFloodsets(key.evpnTepIp()));
     default:
       ZET_ASSERT(false, "0 && \"Unknown RouteKey type\"");
   }

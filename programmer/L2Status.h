@@ -215,8 +215,11 @@ class BRINDLE_API L2Status final : public Zet::Entity {
   McastGroupStatus * mcastGroupStatus(Key const & k) const { return mcastGroupStatus_.find(k); }
 
   // What the record of an L2 route holds, null if there is none; found or made; taken away, and
-  // with it a VLAN that has nothing left. Throw RangeException for a route without a VLAN.
+  // with it a VLAN that has nothing left. The last two throw RangeException for a route without a
+  // VLAN.
   ProgrammedSet * programmedSet(Mroute const &) const;
+  ProgrammedSet * programmedSet(Routing::Multicast::Fib::IpGenRouteKey const &,
+                                Bridging::VlanIdOrNone) const;
   ProgrammedSet & programmedSetIs(Mroute const &);
   void programmedSetDel(Mroute const &);
 

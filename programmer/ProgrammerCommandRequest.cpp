@@ -147,7 +147,7 @@ void ProgrammerCommandRequest::doPrintEthGroups(U32 fd, VlanIdOrNone vlan, Nettl
 bool ProgrammerCommandRequest::doPrintVlanEthGroups(U32 fd, Zet::Ptr<VlanStatus const> const & vlan,
                                                     Nettle::EthAddr ethAddr,
                                                     StatusToPrint filter) const {
-  return printGroups(fd, *vlan, ethAddr, filter).found;
+  return vlan && printGroups(fd, *vlan, ethAddr, filter).found;
 }
 
 }  // namespace Brindle

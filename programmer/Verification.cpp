@@ -146,14 +146,15 @@ void checkStatus(AsyncMrouteSm const & sm, Fib::IpGenRouteKey const & key, Progr
   ZET_ASSERT(key.kind() != Fib::unknown_, "0 && \"Unknown RouteKey type\"");
   if (key.kind() == Fib::mroute_) return checkIpRoute(sm, key, status, reason);
   KindChecks const & kind = checks[key.kind()];
-  Mroute const & mroute = sm.zetMroute(key)->mroute();
-  ProgrammedSet const * const record = sm.l2Status()->programmedSet(mroute);
+  auto const * const route = sm.zetMroute(key);
+  auto const vlan = route ? route->mroute().acceptingVlanId() : key.vlanId();
+  ProgrammedSet const * const record = sm.l2Status()->programmedSet(key, vlan);
   if (status == ProgrammingStatus::notPresent) {
     ZET_ASSERT(!record || record->status == ProgrammingStatus::notPresent, kind.absent);
     return;
   }
   if (kind.vlan) {
-    ZET_ASSERT(sm.l2Status()->vlanStatus(Bridging::VlanId(mroute.acceptingVlanId())), kind.vlan);
+    ZET_ASSERT(vlan && sm.l2Status()->vlanStatus(Bridging::VlanId(vlan)), kind.vlan);
   }
   ZET_ASSERT(record, kind.record);
   if (kind.status) {

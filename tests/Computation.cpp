@@ -45,8 +45,8 @@ TEST_F(Computation, LagsOfASetOfAPlatformAreResolved) {
   PortVlanSet plain, found;
   plain.portVlanIs({intf("Ethernet9"), VlanIdOrNone(20), 0}, true);
   found.portVlanIs({intf("Port-Channel1"), VlanIdOrNone(20), 0}, true);
-  PortVlanSet set =
-      mira().resolveAndAddLagsToPvSet(VlanIdOrNone(10), key("10.0.0.1", "239.1.0.1"), plain, found);
+  PortVlanSet set = root().resolveAndAddLagsToPvSet("default", VlanIdOrNone(10),
+                                                    key("10.0.0.1", "239.1.0.1"), plain, found);
   EXPECT_EQ(set.pretty(), "vlan 20: Et4 Et9");
 }
 

@@ -1,6 +1,8 @@
 // Replication groups that clients of the switch request, from the request to the response.
 #include "groups/McastGroupProgrammer.h"
+#include "mira/MiraHelper.h"
 #include "tests/AsyncFixture.h"
+#include "tests/MiraFixture.h"
 
 namespace {
 
@@ -80,11 +82,8 @@ TEST_F(GroupRequests, FromTheRequestToTheResponse) {
   recover(2);
   EXPECT_EQ(response(7), "43 ok");
 
-  // The response stands until hardware has let go.
   config->requestDel(group(7));
-  EXPECT_TRUE(groupRoute(7)->markedForDeletion());
-  EXPECT_EQ(response(7), "43 ok");
-  table->mrouteDel(groupRoute(7)->key());
+  EXPECT_FALSE(groupRoute(7)) << "without a resolver nobody else would delete it";
   EXPECT_EQ(response(7), "none");
 }
 
@@ -99,22 +98,127 @@ TEST_F(GroupRequests, WhatClientsAskForInTheirDirectories) {
   EXPECT_EQ(response(2), "9 ok");
   EXPECT_FALSE(groupRoute(2)->acceptingVlanId());
 
-  // What is no table of requests is passed by; what takes the place of one ends its requests.
+  // What is no table of requests is passed by; what takes the place of one ends its requests, and
+  // what is asked for in its stead is answered.
   clientDir->entityIs("ClientConfig", Zet::make<Zet::Dir>());
   configDir->entityIs("status", mcastGroupStatus);
   Zet::Ptr<Config> const another = Zet::make<Config>();
   another->requestIs(group(2))->requestIdIs(1);
   clientDir->entityIs("config", another);
-  EXPECT_TRUE(groupRoute(1)->markedForDeletion());
-  EXPECT_FALSE(groupRoute(2)->markedForDeletion());
-  configDir->entityDel("client");
-  EXPECT_TRUE(groupRoute(2)->markedForDeletion());
+  done();
+  EXPECT_FALSE(groupRoute(1));
+  EXPECT_EQ(response(1) + ", " + response(2), "none, 1 ok");
 
+  // A group that is asked for in two tables stands until both have let go.
+  config->requestIs(group(2))->requestIdIs(5);
+  clientDir->entityIs("more", config);
+  done();
+  EXPECT_EQ(response(2), "5 ok");
+  clientDir->entityDel("more");
+  done();
+  EXPECT_EQ(response(2), "1 ok");
+  configDir->entityDel("client");
+  EXPECT_FALSE(groupRoute(2));
+}
+
+namespace {
+
+// A resolver decides of LAGs, and deletes what is wanted no more.
+struct GroupsOfAResolver : Tests::MiraFixture {
+  ~GroupsOfAResolver() override {
+    service->mcastGroupProgrammerSmDel();
+    programmer->rootSmDel();
+  }
+  void startAll(bool serviceFirst = false) {
+    start();
+    helper = Zet::make<Brindle::MiraHelper>(root.get());
+    root->miraHelperIs(helper);
+    programmer->rootSmIs({.clock = clock,
+                          .fabric = fabric,
+                          .mrouteTableColl = tables,
+                          .mfib = status,
+                          .intfVlanIdTable = intfVlans,
+                          .reviewConfig = Zet::make<Brindle::MrouteReviewConfig>(),
+                          .pimIntfStatus = pimIntf,
+                          .mcastGroupStatus = responses});
+    if (!serviceFirst) configure("default");
+    service->mcastGroupProgrammerSmIs({.configDir = configDir,
+                                       .status = responses,
+                                       .mrouteTable = tables,
+                                       .asyncMrouteRootSm = programmer->rootSm(),
+                                       .miraHelper = helper});
+    if (serviceFirst) configure("default");
+  }
+  Zet::Ptr<Request> request(U32 id, char const * member) {
+    clientDir->entityIs("config", config);
+    configDir->entityIs("client", clientDir);
+    auto const all = config->requestIs(group);
+    all->portVlanDelAll();
+    all->portVlanIs({Nettle::IntfId(member), Tests::VlanIdOrNone(5)}, true);
+    all->requestIdIs(id);
+    return all;
+  }
+  std::string members() {
+    Brindle::Mroute const * const route = mroute(key);
+    return route && route->oifSet() ? route->oifSet()->portVlanSet().pretty() : "none";
+  }
+
+  GroupKey const group{1, 1};
+  Routing::Multicast::Fib::IpGenRouteKey const key =
+      Routing::Multicast::Fib::makeRouteKeyMcastGroup(group);
+  Zet::Ptr<Brindle::MiraHelper> helper;
+  Zet::Ptr<Brindle::AsyncFabric> fabric = Zet::make<Brindle::AsyncFabric>("fabric");
+  Zet::Ptr<Brindle::AsyncMrouteProgrammer> programmer =
+      Brindle::asyncMrouteProgrammerFactory("programmer");
+  Zet::Ptr<Brindle::McastGroupProgrammer> service = Zet::make<Brindle::McastGroupProgrammer>();
+  Zet::Ptr<Multicast::Group::Status> responses = Zet::make<Multicast::Group::Status>();
+  Zet::Ptr<Zet::Dir> configDir = Zet::make<Zet::Dir>();
+  Zet::Ptr<Zet::Dir> clientDir = Zet::make<Zet::Dir>();
+  Zet::Ptr<Config> config = Zet::make<Config>();
+};
+
+}  // namespace
+
+TEST_F(GroupsOfAResolver, LagsAreResolvedAsSoonAsTheTableIsThere) {
+  auto const lag = lags->intfStatusIs(Nettle::IntfId("Port-Channel1"));
+  lag->memberIs(Nettle::IntfId("Ethernet3"), true);
+  lag->memberIs(Nettle::IntfId("Ethernet4"), true);
+  request(1, "Port-Channel1");
+  startAll(true);
+  EXPECT_EQ(members(), "vlan 5: Et3 Et4") << "taken up while the VRF's resolver is being made";
+  lag->memberIs(Nettle::IntfId("Ethernet4"), false);
+  service->mcastGroupProgrammerSm()->updateGroupReplicationMode();
+  EXPECT_EQ(members(), "vlan 5: Et3");
+}
+
+TEST_F(GroupsOfAResolver, TheReviewDeletesWhatIsWantedNoMoreAndPassesByTheRest) {
+  startAll();
+  auto const published = table("default");  // it reviews where there is something to resolve
+  request(1, "Ethernet3");
+  run();
+  mira()->doMarkAllRoutesDirty();
+  run();
+  EXPECT_EQ(members(), "vlan 5: Et3");
+  config->requestDel(group);
+  EXPECT_TRUE(mroute(key)->markedForDeletion());
   // One that comes back before its route has gone keeps it.
-  U32 const version = groupRoute(2)->version();
-  configDir->entityIs("client", clientDir);
-  EXPECT_FALSE(groupRoute(2)->markedForDeletion());
-  EXPECT_GT(groupRoute(2)->version(), version);
+  U32 const version = mroute(key)->version();
+  request(1, "Ethernet3");
+  EXPECT_FALSE(mroute(key)->markedForDeletion());
+  EXPECT_GT(mroute(key)->version(), version);
+  config->requestDel(group);
+  run();
+  EXPECT_FALSE(mroute(key));
+}
+
+TEST_F(GroupsOfAResolver, OutlivesTheResolver) {
+  startAll();
+  request(1, "Ethernet3");
+  root = nullptr;
+  request(2, "Ethernet4");
+  EXPECT_EQ(members(), "vlan 5: Et4");
+  config->requestDel(group);
+  EXPECT_FALSE(mroute(key));
 }
 
 TEST_F(GroupRequests, TheVersionOfARouteIsNeverZero) {
