@@ -19,8 +19,7 @@ Zet::TraceHandle traceHandle("Mira", false);
 Mira::Mira(L3::VrfName const & vrf, Inputs const & in)
     : vrf_(vrf),
       miraRoot_(in.miraRoot),
-      mrouteTable_(in.mrouteTable),
-      boundaryFastdropStatus_(in.boundaryFastdropStatus) {
+      mrouteTable_(in.mrouteTable) {
   zetMfibConfig_.attach(in.mfibConfig);
   zetRoutingGenInfo_.attach(in.routingGenInfo);
   zetStatus_.attach(status());
@@ -32,6 +31,7 @@ Mira::Mira(L3::VrfName const & vrf, Inputs const & in)
   fastdropLogClock_.attach(miraRoot_->fastdropLogClock());
   zetMrouteTable_.attach(mrouteTable_);
   handleInitialized();
+  boundaryFastdropStatusIs(in.boundaryFastdropStatus);
 }
 
 void Mira::handleInitialized() {
@@ -56,6 +56,15 @@ void Mira::handleDel() {
   initialized_ = false;
   noFastdropVlanDelAll();
   for (auto i = mfibShoalSm_.begin(); i; i.advance()) mfibShoalSmDel(i.key());
+  if (miraBoundarySm_) miraBoundarySm_->parentIs(nullptr);
+  miraBoundarySm_ = nullptr;
+}
+
+void Mira::boundaryFastdropStatusIs(Zet::Ptr<BoundaryFastdrop::Status> const & v) {
+  if (miraBoundarySm_) return miraBoundarySm_->fastdropStatusIs(v);
+  if (!v || !initialized_) return;
+  miraBoundarySm_ = Zet::make<MiraBoundarySm>(this, v);
+  miraBoundarySm_->parentIs(this);
 }
 
 // What the reviews deleted while the VRF was going stands in the tables still.

@@ -62,7 +62,7 @@ void Mira::handleRpfFailure(char const * message, U32 length) {
   ZET_TRACE(8, "Recvd RpfFailure <" << failure.source() << ", " << failure.group() << ", " << vlan
                                     << "> " << length << " bytes");
   if (Zet::Ptr<Mroute> const mroute = mrouteOf(IpGenPrefix(failure.source()), failure.group())) {
-    doCountRpfFailure(mroute, vlan);
+    if (!isDeniedByBoundary(failure.group(), vlan)) doCountRpfFailure(mroute, vlan);
     return;
   }
   ZET_TRACE(8, "S,G route not found");
@@ -86,6 +86,12 @@ void Mira::handleRpfFailureWc(U32 vlan, IpGenAddr const & group) {
     ZET_TRACE(8, "Install fastdrop for Bidir ( " << vlan << ", " << group << " )");
   }
   doCountRpfFailure(mroute, VlanId(vlan));
+}
+
+// The boundary's own drop takes care of it.
+bool Mira::isDeniedByBoundary(IpGenAddr const & group, VlanId vlan) const {
+  return miraBoundarySm_ &&
+         miraBoundarySm_->isAddrInTrie(group, intfVlanIdTable()->vlanIdToIntfId(vlan));
 }
 
 // A frame may hold any address; what is no multicast group may be the key of another kind of route.
@@ -264,6 +270,7 @@ void Mira::handleClearFastdrop() {
     doRefreshFastdrops(mroute);
   }
   fastdropClock_->timeMinIs(Zet::Clock::never);
+  if (miraBoundarySm_) miraBoundarySm_->handleClearFastdrop();
 }
 
 // They age: a stream that has stopped is forgotten, one that goes on is still to be dropped.

@@ -106,7 +106,6 @@ void Mira::finishReview(MrouteTableReview const & slice) {
   currentBookmark_ = startingBookmark_ = {};
   reviewInProgress_ = reviewPending_ = vxlanIntfDirty_ = false;
   dirtyInfo_->clear();
-  dirtyChangeSet_->clear();
   doMaybeDeleteReviewInfo();
   mrouteTable_->mroutesInitializedIs(true);
 

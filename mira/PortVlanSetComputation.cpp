@@ -554,6 +554,7 @@ inline void PortVlanSetComputation::storeInputs() {
     mroute_.staticFastdropOifSetIs(nullptr);
   }
   clearFrrConflicts();
+  if (auto const & boundary = mira_.miraBoundarySm()) boundary->doMakeWayFor(mroute_);
   mroute_.noRpfIs(noRpf_);
   clearMbrFastdrops();
 }

@@ -11,8 +11,8 @@
 
 namespace Brindle {
 
-// A reader watches the counters. The member stands before its counter rises, and until clear();
-// with no reader only the counters rise.
+// A reader watches the counters. The member stands while its counter rises; with no reader only the
+// counters rise.
 class DirtyChangeSet : public Zet::Entity {
  public:
   using VlanIdOrNone = Bridging::VlanIdOrNone;
@@ -28,18 +28,22 @@ class DirtyChangeSet : public Zet::Entity {
   void vlanIdIs(VlanIdOrNone vid) {
     if (hasReactors()) vlanId_.insert(vid);
     assign(dirtyVlanCount_, dirtyVlanCount_ + 1, &NotifieeConst::onDirtyVlanCount);
+    vlanId_.del(vid);
   }
   void portIs(Nettle::IntfId port, VlanIdOrNone vid) {
     if (hasReactors()) port_.at(port) = vid;
     assign(dirtyVlanPortCount_, dirtyVlanPortCount_ + 1, &NotifieeConst::onDirtyVlanPortCount);
+    port_.del(port);
   }
   void ethGroupIs(Nettle::EthAddr const & group, VlanIdOrNone vid) {
     if (hasReactors()) ethGroup_.at(group) = vid;
     assign(dirtyVlanGroupCount_, dirtyVlanGroupCount_ + 1, &NotifieeConst::onDirtyVlanGroupCount);
+    ethGroup_.del(group);
   }
   void lagIs(Nettle::IntfId lag) {
     if (hasReactors()) lag_.insert(lag);
     assign(dirtyLagCount_, dirtyLagCount_ + 1, &NotifieeConst::onDirtyLagCount);
+    lag_.del(lag);
   }
   void allVlansDirtyCountInc(U32 n) {
     assign(allVlansDirtyCount_, allVlansDirtyCount_ + n, &NotifieeConst::onAllVlansDirtyCount);
@@ -50,12 +54,6 @@ class DirtyChangeSet : public Zet::Entity {
   auto const & port() const { return port_; }
   auto const & ethGroup() const { return ethGroup_; }
   auto const & lag() const { return lag_; }
-  void clear() {
-    vlanId_.clear();
-    port_.clear();
-    ethGroup_.clear();
-    lag_.clear();
-  }
 
   U32 dirtyVlanCount() const { return dirtyVlanCount_; }
   U32 dirtyVlanPortCount() const { return dirtyVlanPortCount_; }
