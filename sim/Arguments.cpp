@@ -119,6 +119,8 @@ constexpr auto kinds = std::to_array<ValueKind>({
     {"SECONDS", "seconds, such as 1.5", isSeconds},
     {"N", "a number", isNumber},
     {"LIF", "a VLAN, or the number of a logical interface above 4094", isNumber},
+    {"CLIENT", "a client's number", isNumber},
+    {"ID", "the number that a client gives a group", isNumber},
     {"ROUTES", "a number of routes", isNumber},
     {"OUTPUTS", "a number of outputs", isNumber},
     {"INDEX", "a chip's number from 0 to 15", isNumberTo<15>},
@@ -164,6 +166,12 @@ U32 Arguments::number(std::string_view placeholder, U32 otherwise) const {
   return given(placeholder) ? *unsignedNumber(text(placeholder)) : otherwise;
 }
 
+std::vector<U32> Arguments::numbers(std::string_view placeholder) const {
+  std::vector<U32> out;
+  for (auto const & text : texts(placeholder)) out.push_back(*unsignedNumber(text));
+  return out;
+}
+
 double Arguments::seconds() const { return *decimal(text("SECONDS")); }
 
 Bridging::VlanId Arguments::vlan() const { return Bridging::VlanId(number("VLAN")); }
@@ -197,6 +205,10 @@ Nettle::IpAddrWithMask Arguments::addressWithMask() const {
 }
 
 Nettle::IpGenPrefix Arguments::group() const { return prefixOf(text("GROUP")); }
+
+Multicast::Group::GroupKey Arguments::requestedGroup() const {
+  return {number("CLIENT"), number("ID")};
+}
 
 Routing::Multicast::Fib::IpGenRouteKey Arguments::routeKey() const {
   auto const any = Nettle::IpGenPrefix(group().af() == Nettle::ipv4() ? "0.0.0.0/0" : "::/0");

@@ -52,6 +52,7 @@ class Arguments {
   std::string text(std::string_view placeholder, std::string const & otherwise) const;
 
   U32 number(std::string_view placeholder, U32 otherwise = 0) const;
+  std::vector<U32> numbers(std::string_view placeholder) const;
   double seconds() const;
   Bridging::VlanId vlan() const;
   std::vector<Bridging::VlanId> vlans() const;
@@ -62,6 +63,8 @@ class Arguments {
   Nettle::IpGenAddr address() const;
   Nettle::IpAddrWithMask addressWithMask() const;
   Nettle::IpGenPrefix group() const;
+  // Of CLIENT and ID.
+  Multicast::Group::GroupKey requestedGroup() const;
   // Of SOURCE and GROUP. Throws CommandError if they do not go together.
   Routing::Multicast::Fib::IpGenRouteKey routeKey() const;
 

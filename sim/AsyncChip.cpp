@@ -4,8 +4,10 @@
 
 namespace Brindle::Sim {
 
-AsyncChip::AsyncChip(Zet::Name name, U32 index, bool unknownEntries)
+AsyncChip::AsyncChip(Zet::Name name, U32 index, bool unknownEntries,
+                     Zet::Ptr<GroupIds> const & groupIds)
     : SimAsyncSwitchChip(name, index, unknownEntries),
+      groupIds_(groupIds),
       answering_(Zet::make<Answering>(*this)) {}
 
 // Its entries first: a set may not go while one is to point at it.
@@ -26,7 +28,8 @@ std::optional<Chip::Entry> AsyncChip::entry(RouteHandle handle) const {
                {match.routeKey, Bridging::VlanIdOrNone(match.vlan)},
                rpaId,
                set ? static_cast<SimMtableOifSet const &>(*set).oifSet() : nullptr,
-               static_cast<bool>(confirmed)};
+               static_cast<bool>(confirmed),
+               0};
 }
 
 std::vector<Chip::Entry> AsyncChip::entries() const {
@@ -105,6 +108,9 @@ AsyncChip::XactPtr AsyncChip::doAllocateMtableOifSet(RouteKeyInfo const & info,
     return nullptr;
   }
   U32 const next = oifSetId();
+  // Groups that have the same members today may differ tomorrow, and keep their ids.
+  bool const wantsId = preset == 0 && info.key.kind() == Routing::Multicast::Fib::mcastGroup_;
+  if (wantsId) preset = ++groupIds_->last;
   auto const xact =
       SimAsyncSwitchChip::doAllocateMtableOifSet(info, oifSet, blocking, preset, frrRoute);
   if (xact && oifSetId() != next) answering_->openIs(xact->id());

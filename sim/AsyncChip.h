@@ -13,9 +13,13 @@ namespace Brindle::Sim {
 class AsyncChip final : public SimAsyncSwitchChip, public Chip {
  public:
   using Result = Keel::XactResult;
+  // The ids of requested groups, which all chips of a switch draw from.
+  struct GroupIds : Zet::RefCounted {
+    U32 last = 0;
+  };
   // `unknownEntries`: floodsets of unknown multicast have entries. Those of the VXLAN core and of
   // EVPN peers have none.
-  AsyncChip(Zet::Name name, U32 index, bool unknownEntries);
+  AsyncChip(Zet::Name name, U32 index, bool unknownEntries, Zet::Ptr<GroupIds> const & groupIds);
   ~AsyncChip() override;
 
   Zet::Name name() const override { return SimAsyncSwitchChip::name(); }
@@ -80,6 +84,7 @@ class AsyncChip final : public SimAsyncSwitchChip, public Chip {
 
   Zet::OrderedSet<Nettle::IntfId> ports_;
   std::map<U32, Held> held_;  // by the handle's value
+  Zet::Ptr<GroupIds> const groupIds_;
   Zet::Ptr<Answering> const answering_;
 };
 

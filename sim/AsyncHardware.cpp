@@ -1,4 +1,5 @@
-// Chips that answer later, and their programmer. It puts connected subnets into the chips, too.
+// Chips that answer later, and their programmer, which puts connected subnets into the chips, too,
+// and groups that other agents ask for.
 #include "sim/AsyncChip.h"
 #include "sim/Hardware.h"
 
@@ -13,7 +14,7 @@ class AsyncHardware final : public Hardware {
   }
 
   Chip & chipIs(Zet::Name name, U32 index) override {
-    auto const added = Zet::make<AsyncChip>(name, index, unknownEntries_);
+    auto const added = Zet::make<AsyncChip>(name, index, unknownEntries_, groupIds_);
     fabric_->chipIs(added);
     return *added;
   }
@@ -24,8 +25,12 @@ class AsyncHardware final : public Hardware {
 
   void start(Inputs const &) override;
   void kill() override;
-  void end() override { programmer_->rootSmDel(); }
+  void end() override {
+    groups_->mcastGroupProgrammerSmDel();
+    programmer_->rootSmDel();
+  }
   bool runs() const override { return static_cast<bool>(programmer_->rootSm()); }
+  void startGroups(GroupInputs const &) override;
 
   std::optional<Trouble> trouble(L3::VrfName vrf, RouteKey const & key) const override;
   std::vector<RouteKey> refused(L3::VrfName vrf) const override;
@@ -35,12 +40,19 @@ class AsyncHardware final : public Hardware {
   AsyncMrouteSm const * asyncMrouteSm(L3::VrfName vrf) const override {
     return runs() ? programmer_->rootSm()->asyncMrouteSm(vrf) : nullptr;
   }
+  McastGroupProgrammerSm * groups() const override {
+    return groups_->mcastGroupProgrammerSm().get();
+  }
 
  private:
+  static void forgetGoneGroups(GroupInputs const &);
+
   bool const unknownEntries_;
+  Zet::Ptr<AsyncChip::GroupIds> const groupIds_ = Zet::make<AsyncChip::GroupIds>();
   Zet::Ptr<AsyncFabric> const fabric_ = asyncFabricFactory("fabric");
   Zet::Ptr<MrouteReviewConfig> const reviewConfig_ = Zet::make<MrouteReviewConfig>();
   Zet::Ptr<AsyncMrouteProgrammer> const programmer_ = asyncMrouteProgrammerFactory("programmer");
+  Zet::Ptr<McastGroupProgrammer> const groups_ = Zet::make<McastGroupProgrammer>();
 };
 
 // --- Chips
@@ -61,13 +73,14 @@ MtableOifSet * standing(AsyncChipInfo const & info) {
 
 void addSetAlone(AsyncZetMroute const & route, Chip const & chip, std::vector<Chip::Entry> & out) {
   for (AsyncChipInfo const & info : route.chipInfo()) {
-    auto const * const set = standing(info);
+    auto const * const set = static_cast<SimMtableOifSet const *>(standing(info));
     if (&asAsync(info.chip()) != &chip || !set) continue;
     out.push_back({{},
                    {route.key(), route.acceptingVlanId()},
                    route.rpaId(),
-                   static_cast<SimMtableOifSet const *>(set)->oifSet(),
-                   info.mtableOifSetCommitted() || set != info.mtableOifSet().get()});
+                   set->oifSet(),
+                   info.mtableOifSetCommitted() || set != info.mtableOifSet().get(),
+                   set->multicastId()});
   }
 }
 
@@ -101,7 +114,26 @@ void AsyncHardware::start(Inputs const & in) {
                          .intfVlanIdTable = in.records->intfVlanIdTable,
                          .reviewConfig = reviewConfig_,
                          .pimIntfStatus = in.records->pimIntfStatus,
-                         .mcastGroupStatus = nullptr});
+                         .mcastGroupStatus = in.groupStatus});
+}
+
+void AsyncHardware::startGroups(GroupInputs const & in) {
+  groups_->mcastGroupProgrammerSmDel();
+  groups_->mcastGroupProgrammerSmIs({.configDir = in.configDir,
+                                     .status = in.status,
+                                     .mrouteTable = in.tables,
+                                     .asyncMrouteRootSm = programmer_->rootSm(),
+                                     .miraHelper = in.helper});
+  forgetGoneGroups(in);
+}
+
+// What an earlier life told of groups that have gone meanwhile.
+void AsyncHardware::forgetGoneGroups(GroupInputs const & in) {
+  auto const * const table = in.tables->vrfMrouteTable(L3::VrfName::defaultVrf());
+  for (auto i = in.status->response().begin(); i; i.advance()) {
+    auto const key = Routing::Multicast::Fib::makeRouteKeyMcastGroup(i.key());
+    if (!table || !table->mroute(key)) in.status->responseDel(i.key());
+  }
 }
 
 void AsyncHardware::kill() {

@@ -24,6 +24,7 @@ class Chip {
     SwitchChip::RpaIndex rpaId = Shoal::Multicast::Fib::rpaNone;
     Zet::Ptr<OifSet const> oifSet;  // that packets go out of; null for none
     bool active = false;            // the chip forwards by it
+    U32 multicastId = 0;            // of a set that is known by one
   };
   // Hears of each entry after it has come, changed or gone.
   class Observer {

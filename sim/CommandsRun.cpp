@@ -157,10 +157,10 @@ void runScript(Host & host, std::string const & path) {
 Subject<Host> const runCommands = {"Running", rows};
 
 std::span<Subject<Host> const> simCommands() {
-  static Subject<Host> const all[] = {runCommands,   bridgingCommands, lagCommands,
-                                      ipCommands,    prefixCommands,   multicastCommands,
-                                      l2Commands,    fastdropCommands, platformCommands,
-                                      asyncCommands, showCommands,     checkCommands};
+  static Subject<Host> const all[] = {
+      runCommands,       bridgingCommands, lagCommands,   ipCommands,       prefixCommands,
+      multicastCommands, l2Commands,       groupCommands, fastdropCommands, platformCommands,
+      asyncCommands,     showCommands,     checkCommands};
   return all;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "groups/McastGroupProgrammer.h"
 #include "model/MrouteTableColl.h"
 #include "platform/Dir.h"
 #include "prefix/PrefixMrouteSm.h"
@@ -26,6 +27,14 @@ class Hardware {
     Zet::Ptr<MrouteTableColl> tables;
     Records * records;
     Zet::Ptr<Zet::Dir> prefixMrouteStatusDir;
+    Zet::Ptr<Multicast::Group::Status> groupStatus;
+  };
+  // Of the service that has the chips hold what other agents ask for.
+  struct GroupInputs {
+    Zet::Ptr<Zet::Dir const> configDir;
+    Zet::Ptr<Multicast::Group::Status> status;
+    Zet::Ptr<MrouteTableColl> tables;
+    Zet::Ptr<MiraHelper> helper;
   };
   // Why a route is not in the chips as it is to be.
   struct Trouble {
@@ -54,6 +63,9 @@ class Hardware {
   virtual void kill() = 0;
   virtual void end() = 0;
   virtual bool runs() const = 0;
+  // Once a programmer and the resolver run. The service of a programmer that was killed goes on
+  // until the next one starts: requests come and go as the routes of the resolver do.
+  virtual void startGroups(GroupInputs const &) {}
 
   // Nothing if the route is as it is to be, or nobody has heard of it.
   virtual std::optional<Trouble> trouble(L3::VrfName vrf, RouteKey const & key) const = 0;
@@ -70,6 +82,7 @@ class Hardware {
   virtual MrouteSm const * mrouteSm(L3::VrfName) const { return nullptr; }
   virtual PrefixMrouteSm const * prefixMrouteSm() const { return nullptr; }
   virtual AsyncMrouteSm const * asyncMrouteSm(L3::VrfName) const { return nullptr; }
+  virtual McastGroupProgrammerSm * groups() const { return nullptr; }
 };
 
 std::unique_ptr<Hardware> makeSyncHardware();

@@ -29,6 +29,9 @@ class Helper final : public MiraHelper {
   }
 
   bool isIntfHwLag(Nettle::IntfId intf) override { return policy_.hardwareLags.contains(intf); }
+  bool resolveLagRequired(Zet::Ptr<Multicast::Group::Request const> const &) override {
+    return !policy_.groupsKeepLags;
+  }
   bool passLag(PortVlanSet const &, PortVlanSet const &, L3::VrfName const &,
                Routing::Multicast::Fib::IpGenRouteKey const &) override {
     return true;
@@ -67,7 +70,8 @@ Host::Host(std::ostream & out)
       routingInfoDir_(Zet::make<Zet::Dir>()),
       mfibDir_(Zet::make<Zet::Dir>()),
       prefixMrouteStatusDir_(Zet::make<Zet::Dir>()),
-      agent_(Zet::make<Agent>("brindle-sim")) {
+      agent_(Zet::make<Agent>("brindle-sim")),
+      groups_(Zet::make<GroupClients>(clock_)) {
   records_.intfVlanIdTable->ipStatusIs(records_.ipStatus);
   records_.hardware->hwRoutingIs(true);
   vrfIs(L3::VrfName::defaultVrf());
@@ -88,10 +92,11 @@ void Host::start() {
   tables_ = Zet::make<MrouteTableColl>(settings_.af);
   hardware_->start(hardwareInputs());
   startResolver();
+  startGroups();
 }
 
 Hardware::Inputs Host::hardwareInputs() {
-  return {clock_, tables_, &records_, prefixMrouteStatusDir_};
+  return {clock_, tables_, &records_, prefixMrouteStatusDir_, groups_->status()};
 }
 
 void Host::killProgrammer() {
@@ -103,6 +108,21 @@ void Host::startProgrammer() {
   if (!started()) return start();
   if (hardware_->runs()) throw CommandError("expected a programmer that does not run");
   hardware_->start(hardwareInputs());
+  startGroups();
+}
+
+// Without a policy the service goes by the library's own: by way of a helper alone it finds the
+// resolver.
+void Host::startGroups() {
+  MiraRoot * const root = agent_->mira().get();
+  if (!helper_) helper_ = Zet::make<MiraHelper>(root);
+  hardware_->startGroups({groups_->configDir(), groups_->status(), tables_, helper_});
+}
+
+GroupClients & Host::groupClients() {
+  start();
+  if (hardware_->groups()) return *groups_;
+  throw CommandError("expected chips that answer later: say \"fabric async\" first");
 }
 
 MiraRoot::Inputs Host::inputs() const {
@@ -142,7 +162,8 @@ void Host::startResolver() {
   auto const root = agent_->miraIs(inputs());
   tellEnvironment();
   if (settings_.policy) {
-    root->miraHelperIs(Zet::make<Helper>(root.get(), policy_, settings_.vtepsByEnvironment));
+    helper_ = Zet::make<Helper>(root.get(), policy_, settings_.vtepsByEnvironment);
+    root->miraHelperIs(helper_);
   }
   root->lagConfigDirIs(records_.lagConfigDir);
   root->configuredLagMembersInOifSetIs(settings_.configuredLagMembers);
@@ -293,6 +314,17 @@ void Host::hardwareLagIs(Nettle::IntfId lag, bool v) {
   requirePolicy();
   v ? policy_.hardwareLags.insert(lag) : policy_.hardwareLags.del(lag);
   if (started()) markLagDirty(*agent_->mira(), lag);
+  handleReplicationMode();
+}
+
+void Host::groupsKeepLagsIs(bool v) {
+  requirePolicy();
+  policy_.groupsKeepLags = v;
+  handleReplicationMode();
+}
+
+void Host::handleReplicationMode() {
+  if (hardware_->groups()) hardware_->groups()->updateGroupReplicationMode();
 }
 
 void Host::floodToVtepsIs(bool v) {

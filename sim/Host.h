@@ -16,6 +16,7 @@
 #include "platform/ActivityManager.h"
 #include "platform/Dir.h"
 #include "platform/EntityManager.h"
+#include "sim/GroupClients.h"
 #include "sim/Hardware.h"
 #include "sim/LogView.h"
 #include "sim/PublisherProcess.h"
@@ -108,6 +109,8 @@ class Host {
     PortVlanSet vteps;
     Zet::OrderedSet<Bridging::VlanId> l2Vlans;
     bool evpn = true;  // its peers are published
+    // Requested groups go to a LAG that the chips know as one port, or to its ports.
+    bool groupsKeepLags = false;
   };
   // Settings::policy. Without it nothing is known of LAGs and VTEPs, and what says something of
   // them throws CommandError.
@@ -118,6 +121,7 @@ class Host {
   void coreSideFloodsetIs(bool v);
   void vtepIs(PortVlan const & vtep, bool v);
   void evpnIs(bool v);
+  void groupsKeepLagsIs(bool v);
   // VLANs whose L2 routes are this process's although Settings::l2Enabled is false.
   void l2VlanIs(Bridging::VlanId vlan, bool v);
   Policy const & policy() const { return policy_; }
@@ -137,6 +141,11 @@ class Host {
   // Throws CommandError if the name or the number is taken.
   Chip & chipIs(std::string const & name, U32 index);
   void chipDel(std::string const & name);
+
+  // Agents that ask for replication groups. Throws CommandError where chips answer at once, which
+  // have no such service.
+  GroupClients & groupClients();
+  GroupClients const & groups() const { return *groups_; }
 
   // Prints what changes in the chips; null while nobody watches.
   Watch * watch() const { return watch_.get(); }
@@ -170,9 +179,11 @@ class Host {
   MiraRoot::Inputs inputs() const;
   Hardware::Inputs hardwareInputs();
   void startResolver();
+  void startGroups();
   void setGate(MiraRoot & root) const;
   void runUntil(Zet::Seconds time, Zet::Seconds end);
   void handleVteps();
+  void handleReplicationMode();
   void requirePolicy() const;
   void tellEnvironment() const;
 
@@ -189,6 +200,8 @@ class Host {
   std::unique_ptr<Hardware> hardware_ = makeSyncHardware();
   Zet::Ptr<MrouteTableColl> tables_;
   Zet::Ptr<Agent> const agent_;
+  Zet::Ptr<MiraHelper> helper_;
+  Zet::Ptr<GroupClients> const groups_;
   Zet::Ptr<Watch> watch_;
   Policy policy_;
   std::string privateTables_;

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "sim/AsyncViews.h"
+#include "sim/GroupViews.h"
 
 namespace Brindle::Sim {
 
@@ -20,6 +21,7 @@ void print(std::ostream & out, std::vector<FailureView> const & failures);
 void print(std::ostream & out, std::vector<ReviewView> const & reviews);
 void print(std::ostream & out, std::vector<TransactionView> const & transactions);
 void print(std::ostream & out, ProgrammerView const & programmer);
+void print(std::ostream & out, std::vector<GroupView> const & groups);
 
 Json toJson(std::vector<RouteView> const & routes);
 Json toJson(std::vector<FloodsetView> const & floodsets);
@@ -29,6 +31,7 @@ Json toJson(StatusView const & status);
 Json toJson(std::vector<VrfFastdropView> const & vrfs);
 Json toJson(std::vector<FailureView> const & failures);
 Json toJson(std::vector<TransactionView> const & transactions);
+Json toJson(std::vector<GroupView> const & groups);
 
 // "100: p1 p2; 200: p5".
 std::string outputsText(OutputsView const & outputs, bool toCpu = false);

@@ -9,6 +9,11 @@ Json keyJson(KeyView const & key) {
   if (!key.vrf.empty()) json["vrf"] = key.vrfText();
   if (key.isL2()) {
     json["kind"] = key.kind();
+    if (key.key.kind() == Routing::Multicast::Fib::mcastGroup_) {
+      json["client"] = key.key.mcastGroup().client;
+      json["id"] = key.key.mcastGroup().group;
+      return json;
+    }
     json["vlan"] = key.key.vlanId().value();
     json["address"] = key.source() == "-" ? Json() : Json(key.source());
     return json;
@@ -144,6 +149,38 @@ Json toJson(TransactionView const & view) {
   return json;
 }
 
+Json toJson(GroupView::Request const & request) {
+  return {{"id", request.id},
+          {"outputs", outputsJson(request.outputs)},
+          {"toCpu", request.toCpu},
+          {"feature", request.feature},
+          {"asked", request.asked}};
+}
+
+Json toJson(GroupView::Answer const & answer) {
+  return {{"success", answer.success},
+          {"multicastId", answer.multicastId},
+          {"requestId", answer.requestId},
+          {"responseId", answer.responseId},
+          {"after", answer.after ? Json(*answer.after) : Json()}};
+}
+
+Json toJson(GroupView const & group) {
+  Json chips = Json::array();
+  for (auto const & one : group.chips) {
+    chips.push_back({{"chip", one.chip},
+                     {"multicastId", one.multicastId},
+                     {"outputs", outputsJson(one.outputs)},
+                     {"active", one.active}});
+  }
+  return {{"client", group.client},
+          {"id", group.group},
+          {"request", group.request ? toJson(*group.request) : Json()},
+          {"answer", group.answer ? toJson(*group.answer) : Json()},
+          {"route", group.route ? toJson(*group.route) : Json()},
+          {"chips", std::move(chips)}};
+}
+
 template <class View> Json listJson(std::vector<View> const & views) {
   Json list = Json::array();
   for (auto const & view : views) list.push_back(toJson(view));
@@ -159,6 +196,7 @@ Json toJson(std::vector<ChipView> const & chips) { return listJson(chips); }
 Json toJson(std::vector<VrfFastdropView> const & vrfs) { return listJson(vrfs); }
 Json toJson(std::vector<FailureView> const & failures) { return listJson(failures); }
 Json toJson(std::vector<TransactionView> const & views) { return listJson(views); }
+Json toJson(std::vector<GroupView> const & groups) { return listJson(groups); }
 
 Json toJson(StatusView const & status) {
   return {{"hwRouting", status.hwRouting},

@@ -210,4 +210,40 @@ void print(std::ostream & out, ProgrammerView const & programmer) {
   table.print(out);
 }
 
+namespace {
+
+std::string answerText(GroupView const & group) {
+  if (!group.answer) return "-";
+  return (group.answer->success ? "success of " : "failure of ") +
+         std::to_string(group.answer->requestId);
+}
+
+std::string standingText(GroupView const & group) {
+  std::string text;
+  for (auto const & one : group.chips) {
+    text.append(text.empty() ? "" : "; ").append(one.chip).append(" ");
+    text += std::to_string(one.multicastId) + (one.active ? ": " : " (pending): ");
+    text += outputsText(one.outputs);
+  }
+  return orDash(text);
+}
+
+}  // namespace
+
+void print(std::ostream & out, std::vector<GroupView> const & groups) {
+  TextTable table({"Client", "Group", "Request", "Asked for", "Answer", "Id", "After", "State",
+                   "In chips, by id"});
+  for (auto const & group : groups) {
+    auto const & [request, answer] = std::tie(group.request, group.answer);
+    table.add({std::to_string(group.client), std::to_string(group.group),
+               request ? std::to_string(request->id) : "dropped",
+               request ? outputsText(request->outputs, request->toCpu) : "-", answerText(group),
+               answer ? numberOrDash(answer->multicastId) : "-",
+               answer && answer->after ? seconds(*answer->after) + " s" : "-",
+               group.route ? stateText(*group.route) : "-", standingText(group)});
+  }
+  out << plural(groups.size(), "requested group") << '\n';
+  table.print(out);
+}
+
 }  // namespace Brindle::Sim

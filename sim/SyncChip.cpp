@@ -14,8 +14,8 @@ void requireRoom(char const * what, U32 wanted, U32 inUse) {
 
 Chip::Entry entryOf(SimSwitchChip::Route const & route) {
   auto const & set = route.simMtableOifSet();
-  return {route.routeHandle(), route.key(), route.rpaId(), set ? set->oifSet() : nullptr,
-          route.activated()};
+  return {route.routeHandle(),           route.key(),       route.rpaId(),
+          set ? set->oifSet() : nullptr, route.activated(), 0};
 }
 
 }  // namespace

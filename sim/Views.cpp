@@ -113,7 +113,8 @@ class RouteReader {
     } else if (host_.chips().empty()) {
       view.state = State::noEntry;
       view.reason = "there is no chip";
-    } else if (!mroute.acceptingVlanId() && !mroute.noRpf() && !mroute.rpaId()) {
+    } else if (!view.key.isL2() && !mroute.acceptingVlanId() && !mroute.noRpf() &&
+               !mroute.rpaId()) {
       view.state = State::noEntry;
       view.reason = "it is accepted nowhere";
     } else {
@@ -241,6 +242,15 @@ VrfFastdropView vrfFastdropView(Host const & host, Mira const & mira) {
   return view;
 }
 
+// Those of groups that agents asked for stand among them.
+U32 ipRoutes(MrouteTable const & table) {
+  U32 count = 0;
+  for (auto i = table.mroute().begin(); i; i.advance()) {
+    count += i.key().kind() == Routing::Multicast::Fib::mroute_;
+  }
+  return count;
+}
+
 }  // namespace
 
 std::vector<L3::VrfName> vrfs(Host const & host) {
@@ -267,6 +277,10 @@ char const * KeyView::kind() const {
 }
 
 std::string KeyView::group() const {
+  if (key.kind() == Routing::Multicast::Fib::mcastGroup_) {
+    auto const group = key.mcastGroup();
+    return kind() + (" " + std::to_string(group.client)) + "/" + std::to_string(group.group);
+  }
   if (isL2()) return kind() + (" " + std::to_string(key.vlanId().value()));
   auto const text = keyText(key);
   return text.substr(text.find(' ') + 1);
@@ -280,7 +294,7 @@ std::vector<RouteView> routeViews(Host const & host) {
     RouteReader const reader(host, vrf, numbers);
     auto const & table = *host.routeTables().vrfMrouteTable(vrf);
     for (auto i = table.mroute().begin(); i; i.advance()) {
-      views.push_back(reader.view(*table.mroute(i.key())));
+      if (i.key().kind() == Routing::Multicast::Fib::mroute_) views.push_back(reader.view(*i));
     }
     addWaiting(host, vrf, views);
   }
@@ -305,6 +319,15 @@ std::vector<FloodsetView> floodsetViews(Host const & host) {
   return views;
 }
 
+std::optional<RouteView> groupRouteView(Host const & host, IpGenRouteKey const & key) {
+  if (!host.started()) return std::nullopt;
+  auto const vrf = L3::VrfName::defaultVrf();
+  auto const * const table = host.routeTables().vrfMrouteTable(vrf);
+  auto const * const mroute = table ? table->mroute(key) : nullptr;
+  if (!mroute) return std::nullopt;
+  return RouteReader(host, vrf, setNumbers(host)).view(*mroute);
+}
+
 std::vector<SetView> setViews(Host const & host) {
   std::vector<SetView> views;
   if (!host.started()) return views;
@@ -319,6 +342,10 @@ std::vector<SetView> setViews(Host const & host) {
   };
   for (auto const & route : routeViews(host)) add(route);
   for (auto const & floodset : floodsetViews(host)) add(floodset.route);
+  for (auto const & group : host.groups().groups()) {
+    auto const route = groupRouteView(host, Routing::Multicast::Fib::makeRouteKeyMcastGroup(group));
+    if (route) add(*route);
+  }
   return views;
 }
 
@@ -398,7 +425,7 @@ std::vector<ReviewView> reviewViews(Host const & host) {
     std::vector<RouteView> waiting;
     addWaiting(host, vrf, waiting);
     views.push_back({std::string(vrf.view()), mira->l3Enabled(), mira->nsfMiraEnabled(),
-                     table.mroute().size(), static_cast<U32>(waiting.size()),
+                     ipRoutes(table), static_cast<U32>(waiting.size()),
                      static_cast<U32>(host.hardware().refused(vrf).size()), mira->review(),
                      table.recomputations(), table.noChangeRecomputations(),
                      mira->dirtyMrouteMetadata().size(), mira->reviewPending()});

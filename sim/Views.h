@@ -31,7 +31,7 @@ struct KeyView {
   bool isL2() const { return key.kind() != Routing::Multicast::Fib::mroute_; }
   std::string vrfText() const { return std::string(vrf.view()); }
   // "*" for any. Of an L2 route, which has neither: its Ethernet address or its peer, if any, and
-  // its kind with its VLAN.
+  // its kind with its VLAN; of a requested group its client's number and its own.
   std::string source() const;
   std::string group() const;
   // Of an L2 route.
@@ -82,6 +82,10 @@ struct FloodsetView {
   bool operator<(FloodsetView const & o) const { return route.key < o.route.key; }
 };
 std::vector<FloodsetView> floodsetViews(Host const & host);
+
+// The route of a group that an agent asked for, if there is one.
+std::optional<RouteView> groupRouteView(Host const & host,
+                                        Routing::Multicast::Fib::IpGenRouteKey const & key);
 
 // One output set and the routes that share it.
 struct SetView {

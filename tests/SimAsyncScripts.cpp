@@ -124,6 +124,47 @@ TEST_F(SimAsyncScripts, TheReviewKeepsChangesBack) {
   EXPECT_NE(result.text.find("routes 1, kept back 1"), std::string::npos) << result.text;
 }
 
+TEST_F(SimAsyncScripts, GroupsThatAgentsAskFor) {
+  auto const result = script(
+      "fabric async\nchip add c0 ports p1 p2 p3\nchip add c1 ports p4 p5\n"
+      "lag add Port-Channel1 member p3 p4\npublisher start pim.default\n"
+      // The road of a request; equal groups have ids of their own.
+      "group request 1 7 vlan 20 port p1 p4\nexpect group 1 7 unanswered\n"
+      "clock advance 0.001\nexpect group 1 7 success ports p1 p4\n"
+      "group request 2 7 vlan 20 port p1 p4\ngroup request 1 8 tunnel p5 lif 5000 cpu\n"
+      "group request 1 9\ngroup request 1 10 tunnel p1 lif 0\n"
+      "group request 1 11 vlan 30 port Port-Channel1\nsettle\n"
+      "expect group 1 8 success ports p5\nexpect group 1 9 success\n"
+      "expect group 1 11 success ports p3 p4\ngroup request 2 7 vlan 20 port p2\n"
+      "group replication lags\nlag hardware Port-Channel1 on\nsettle\nshow groups\n"
+      // A full chip refuses; what failed is tried again.
+      "chip limit c1 sets 0\ngroup request 3 1 vlan 10 port p2\nclock advance 1\n"
+      "expect group 3 1 failed\nchip limit c1 sets 99\nsettle\nexpect group 3 1 success\n"
+      // Ids outlive a programmer; what was dropped meanwhile has gone.
+      "programmer kill\ngroup drop 2 7\ngroup drop 3\ngroup request 1 7 vlan 20 port p2\n"
+      "settle\nexpect group 1 7 unanswered\nprogrammer start\nsettle\n"
+      "expect group 1 7 success ports p2\nexpect group 3 1 absent\nshow groups\n"
+      // A response stands until hardware has let go.
+      "group drop 1\nexpect group 1 7 success ports p2\nsettle\nexpect group 1 7 absent\n"
+      "show hardware c0\n");
+  EXPECT_EQ(result.exit, 0) << result.text;
+  for (auto const * line :
+       {"1       7      1        20: p1 p4          success of 1  1   0.001 s  in hardware  "
+        "c0 1: 20: p1; c1 1: 20: p4",
+        "1       11     6        30: Port-Channel1  success of 6  6   0.",
+        "2       7      7        20: p2             success of 7  2   0.001 s  in hardware  "
+        "c0 2: 20: p2; c1 2: -",
+        "1       7      9        20: p2             success of 9  1   -",
+        "Chip c0 (number 0): 0 of 1000 routes, 0 of 4000 sets"}) {
+    EXPECT_NE(result.text.find(line), std::string::npos) << line << "\n" << result.text;
+  }
+  auto const mixed = script("fabric async\ngroup request 1 1 vlan 2 port p1 tunnel p2 lif 3\n");
+  EXPECT_NE(mixed.text.find("expected ports of one VLAN, or logical interfaces only"),
+            std::string::npos)
+      << mixed.text;
+  EXPECT_EQ(script("group request 1 1\n").exit, 1) << "chips that answer at once";
+}
+
 // A crash leaves chips and status as they are; the new life drops what it finds, programs all that
 // is there now, and forgets what went meanwhile.
 TEST_F(SimAsyncScripts, TheProgrammerDiesAndStartsAnew) {
