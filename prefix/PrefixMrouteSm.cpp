@@ -1,5 +1,6 @@
 #include "prefix/PrefixMrouteSm.h"
 
+#include "fabric/RoomRetry.h"
 #include "model/LogMessages.h"
 #include "platform/Assert.h"
 #include "platform/Exception.h"
@@ -13,9 +14,6 @@ namespace {
 using Routing::Multicast::Fib::PimIntf::PrefixMroute;
 
 Zet::TraceHandle traceHandle("PrefixMrouteSm", false);
-
-// Between a chip's word of room and the retry: several such words bring one pass.
-constexpr Zet::Seconds retryDelay = 0.0001;
 
 Nettle::IpGenPrefix const allGroups("224.0.0.0/4");
 
@@ -35,8 +33,24 @@ void PrefixMrouteSm::handleInitialized() {
   SKEIN("PrefixMrouteSm::handleInitialized");
   clock_->timeMinIs(Zet::Clock::never);
   initialized_ = true;
-  internalVlanId_ = in_.intfVlanIdTable->internalVlanId();
+  lastVlans_.adopt(*in_.intfVlanIdTable);
   handleIntfStatus();
+  doReconcile();
+}
+
+// What is published of an earlier life is true of those subnets that stand again. Those that came
+// meanwhile are told of it.
+void PrefixMrouteSm::doReconcile() {
+  auto & published = *in_.prefixMrouteStatus;
+  for (auto i = published.route().begin(); i; i.advance()) {
+    PrefixMroute const subnet = i.key();
+    auto const * const intf = in_.mfibStatus->intfStatus(subnet.intfId);
+    auto const * const wanted = intf ? intf->route(subnet.prefix) : nullptr;
+    bool const stands = mrouteInfo_.contains({subnet.prefix.v4Prefix(), subnet.intfId});
+    if (stands && (!wanted || wanted->programmed())) continue;
+    published.routeDel(subnet);
+    if (stands) published.routeIs(subnet, true);
+  }
 }
 
 // --- Interfaces
@@ -122,34 +136,14 @@ void PrefixMrouteSm::doAddMroute(Zet::Ptr<PrefixRouteInfo const> const & info) {
   mrouteInfo_.insert(mrouteInfo);
   if (!intfInfo_.find(key.intfId)) intfInfo_.insert(Zet::make<IntfInfo>(key.intfId));
   intfInfo_.find(key.intfId)->prefixIs(key.prefix);
-  auto const & chips = in_.fabric->chip();
-  for (auto i = chips.begin(); i; i.advance()) {
-    if (doProgram(*mrouteInfo, i->value)) continue;
+  SwitchChip::RouteKey const routeKey(info->key(), allGroups);
+  Bridging::VlanIdOrNone const vlan = in_.intfVlanIdTable->intfIdToVlanId(key.intfId);
+  if (!mrouteInfo->doProgram(*in_.fabric, routeKey, vlan, key.intfId.view())) {
     doDeleteMroute(key.prefix, key.intfId);
     unprogrammedRouteIs(info);
     return;
   }
   in_.prefixMrouteStatus->routeIs(PrefixMroute{info->key(), key.intfId}, true);
-}
-
-// False if the chip has no room.
-bool PrefixMrouteSm::doProgram(MrouteInfo & mrouteInfo, Zet::Ptr<SwitchChip> const & chip) {
-  PrefixIntfKey const & key = mrouteInfo.key();
-  SwitchChip::RouteKey const routeKey(key.prefix.genPrefix(), allGroups);
-  Bridging::VlanIdOrNone const vlan = in_.intfVlanIdTable->intfIdToVlanId(key.intfId);
-  chip->doAllocateRoute(routeKey, vlan, true, nullptr, false, false, 0, L3::VrfName::defaultVrf());
-  RouteHandle const handle = chip->routeHandle();
-  if (handle.isNull()) {
-    ZET_TRACE(5, "Failed to allocate tcam entry in chip " << chip->index());
-    SKEIN("PrefixMrouteSm::doAddMroute: Failed to allocate tcam entry for key: ", routeKey, " ",
-          key.intfId);
-    PREFIX_MROUTE_HW_RESOURCE_FULL.log();
-    return false;
-  }
-  chip->doSetBridgeAction(handle, false);
-  chip->doActivateRoute(handle);
-  mrouteInfo.routeHandleIs(chip, handle);
-  return true;
 }
 
 // Nothing stands of a subnet that no chip has room for.
@@ -162,25 +156,15 @@ void PrefixMrouteSm::doDeleteMroute(Nettle::Prefix const & prefix, Nettle::IntfI
     ZET_TRACE(5, "Failed to find prefix: " << prefix << " in intf info: " << intf);
     SKEIN("PrefixMrouteSm::doDeleteMroute: Failed to find prefix: ", prefix, " ", intf);
   }
-  for (auto i = mrouteInfo->routeHandle().begin(); i; i.advance()) {
-    MrouteInfo::Entry const entry = i->value;
-    entry.chip->doDeleteRoute(entry.handle);
-    mrouteInfo->routeHandleDel(entry.chip);
-  }
+  mrouteInfo->doDelete();
   mrouteInfo_.del(mrouteInfo->key());
   in_.prefixMrouteStatus->routeDel(PrefixMroute{prefix.genPrefix(), intf});
 }
 
 void PrefixMrouteSm::handleInternalVlanId(Nettle::IntfId intf) {
-  Bridging::VlanIdOrNone const vlan = in_.intfVlanIdTable->internalVlanId(intf);
-  Bridging::VlanIdOrNone const * held = internalVlanId_.find(intf);
-  if (vlan == (held ? *held : Bridging::VlanIdOrNone())) return;
-  SKEIN("PrefixMrouteSm::handleInternalVlanId ", intf, " ", vlan);
-  if (vlan) {
-    internalVlanId_.at(intf) = vlan;
-  } else {
-    internalVlanId_.del(intf);
-  }
+  auto const change = lastVlans_.note(*in_.intfVlanIdTable, intf);
+  if (!change) return;
+  SKEIN("PrefixMrouteSm::handleInternalVlanId ", intf, " ", change.is);
   IntfInfo const * info = intfInfo_.find(intf);
   if (!info) return;
   auto const prefixes = info->prefix();
@@ -203,25 +187,22 @@ void PrefixMrouteSm::unprogrammedRouteIs(Zet::Ptr<PrefixRouteInfo const> const &
 
 // Any change of a chip's word brings a pass; one in vain ends at its first subnet.
 void PrefixMrouteSm::handleTcamFree() {
-  if (unprogrammedRoute_.empty() || clock_->timeMin() != Zet::Clock::never) return;
-  clock_->timeMinIs(in_.clock->now() + retryDelay);
+  kickRoomRetry(*clock_.get(), *in_.clock, !unprogrammedRoute_.empty());
 }
 
 void PrefixMrouteSm::handleClock() {
   clock_->timeMinIs(Zet::Clock::never);
   if (!initialized_) return;
   SKEIN("PrefixMrouteSm::handleClock ", unprogrammedRoute_.size());
-  while (!unprogrammedRoute_.empty()) {
-    auto const first = unprogrammedRoute_.begin();
-    Nettle::IpGenPrefix const prefix = first.key();
-    Nettle::IntfId const intf = first.value()->intfId();
-    unprogrammedRouteDel(prefix);
-    if (Zet::Ptr<ZetIntfStatus> const status = intfStatus_.find(intf)) status->handleRoute(prefix);
-    if (unprogrammedRoute_.contains(prefix)) {
-      ZET_TRACE(5, "Failed to restore " << prefix);
-      return;
-    }
-    if (unprogrammedRoute_.empty()) PREFIX_MROUTE_HW_RESOURCE_NORMAL.log();
+  if (unprogrammedRoute_.empty()) return;
+  auto const back = retryInTurn(unprogrammedRoute_, [this](auto const & waited) {
+    Zet::Ptr<ZetIntfStatus> const status = intfStatus_.find(waited.value()->intfId());
+    if (status) status->handleRoute(waited.key());
+  });
+  if (back) {
+    ZET_TRACE(5, "Failed to restore " << *back);
+  } else {
+    PREFIX_MROUTE_HW_RESOURCE_NORMAL.log();
   }
 }
 

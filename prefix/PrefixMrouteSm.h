@@ -10,8 +10,8 @@
 // is added later gets only the subnets that come later.
 #pragma once
 
-#include "fabric/Fabric.h"
-#include "model/RouteHandle.h"
+#include "fabric/TcamEntry.h"
+#include "model/LastInternalVlans.h"
 #include "platform/Clock.h"
 #include "platform/Reactor.h"
 #include "state/IntfVlanId.h"
@@ -41,22 +41,9 @@ class BRINDLE_API PrefixMrouteSm final : public Zet::Sm {
   };
 
   // A subnet that stands in the chips, with its entry in each.
-  class MrouteInfo final : public Zet::KeyedEntity<PrefixIntfKey> {
+  class MrouteInfo final : public Zet::KeyedEntity<PrefixIntfKey>, public TcamEntry {
    public:
     using KeyedEntity::KeyedEntity;
-    struct Entry {
-      Zet::Ptr<SwitchChip> chip;
-      RouteHandle handle;
-    };
-    // By the chip's name.
-    auto const & routeHandle() const { return routeHandle_; }
-    void routeHandleIs(Zet::Ptr<SwitchChip> const & chip, RouteHandle handle) {
-      routeHandle_.at(chip->name()) = {chip, handle};
-    }
-    void routeHandleDel(Zet::Ptr<SwitchChip> const & chip) { routeHandle_.del(chip->name()); }
-
-   private:
-    Zet::RbTreeMap<Zet::Name, Entry> routeHandle_;
   };
 
   // The subnets of an interface that stand in the chips.
@@ -94,7 +81,7 @@ class BRINDLE_API PrefixMrouteSm final : public Zet::Sm {
   auto const & mrouteInfo() const { return mrouteInfo_; }
   auto const & intfInfo() const { return intfInfo_; }
   // The internal VLANs that it stands with.
-  auto const & internalVlanId() const { return internalVlanId_; }
+  auto const & internalVlanId() const { return lastVlans_.internalVlanId(); }
   void handleInternalVlanId(Nettle::IntfId intf);
   // Ends the process: interfaces are followed one by one, and never as a whole.
   [[noreturn]] void handleInternalVlanId();
@@ -142,13 +129,13 @@ class BRINDLE_API PrefixMrouteSm final : public Zet::Sm {
   };
 
   void handleInitialized();
+  void doReconcile();
   void handleMfibStatus(Nettle::IntfId intf);
   void handleMfibStatus();
   void handleIntfStatus();
   void handleChip(Zet::Name chip);
   void handleChip();
   void doAddMroute(Zet::Ptr<PrefixRouteInfo const> const & info);
-  bool doProgram(MrouteInfo & mrouteInfo, Zet::Ptr<SwitchChip> const & chip);
   void doDeleteMroute(Nettle::Prefix const & prefix, Nettle::IntfId intf);
 
   // Fixed at construction
@@ -159,7 +146,7 @@ class BRINDLE_API PrefixMrouteSm final : public Zet::Sm {
   Zet::HashMap<PrefixIntfKey, MrouteInfo> mrouteInfo_;
   Zet::HashMap<Nettle::IntfId, IntfInfo> intfInfo_;
   Zet::HashMap2018<Nettle::IpGenPrefix, Zet::Ptr<PrefixRouteInfo const>> unprogrammedRoute_;
-  Zet::RbTreeMap<Nettle::IntfId, Bridging::VlanIdOrNone> internalVlanId_;
+  LastInternalVlans lastVlans_;
 
   // Reactors
   Zet::ReactorPtr<ZetMfibStatus> zetMfibStatus_{this};

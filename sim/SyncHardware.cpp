@@ -64,8 +64,6 @@ void SyncHardware::start(Inputs const & in) {
   startPrefixProgrammer(in);
 }
 
-// What is published of an earlier life is true of those subnets that stand again. Those that came
-// meanwhile are told of it.
 void SyncHardware::startPrefixProgrammer(Inputs const & in) {
   in.prefixMrouteStatusDir->entityIs(prefixes_->name(), prefixes_);
   prefixProgrammer_ = prefixMrouteSmFactory({.mfibStatus = in.records->pimIntfStatus,
@@ -73,22 +71,6 @@ void SyncHardware::startPrefixProgrammer(Inputs const & in) {
                                              .clock = in.clock,
                                              .intfVlanIdTable = in.records->intfVlanIdTable,
                                              .prefixMrouteStatus = prefixes_});
-  std::vector<Fib::PimIntf::PrefixMroute> gone, unheard;
-  for (auto const & published : prefixes_->route().items()) {
-    PrefixMrouteSm::PrefixIntfKey const key{published.prefix.v4Prefix(), published.intfId};
-    auto * const intf = in.records->pimIntfStatus->intfStatus(published.intfId);
-    auto const * const wanted = intf ? intf->route(published.prefix) : nullptr;
-    if (!prefixProgrammer_->mrouteInfo().contains(key)) {
-      gone.push_back(published);
-    } else if (wanted && !wanted->programmed()) {
-      unheard.push_back(published);
-    }
-  }
-  for (auto const & subnet : gone) prefixes_->routeDel(subnet);
-  for (auto const & subnet : unheard) {
-    prefixes_->routeDel(subnet);
-    prefixes_->routeIs(subnet, true);
-  }
 }
 
 std::optional<Hardware::Trouble> SyncHardware::trouble(L3::VrfName vrf,
