@@ -205,7 +205,9 @@ void AsyncZetMroute::handleXact(EntryKind kind, bool ingress, Keel::Xact const &
 void AsyncZetMroute::handleChipGone() {
   Busy const busy(*this);
   doDropGoneChips();
-  if (chipInfo_.empty()) inProgress_ = false;
+  if (!chipInfo_.empty()) return;
+  inProgress_ = false;
+  if (reason_.keptBack()) sm()->doKickReview(false);  // no answer brings it any more
 }
 
 bool AsyncZetMroute::settle(EntryKind kind) {

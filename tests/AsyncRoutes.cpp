@@ -193,6 +193,15 @@ TEST_F(AsyncRoutes, WithoutChipsNothingIsWaitedFor) {
   publish(1, 10, {1});
   EXPECT_FALSE(status(1)->notifyingIntfId());
   EXPECT_TRUE(status(1)->fastdropLastPollTime().empty());
+
+  // Nor does a change wait that was kept back until it had answered.
+  chip("B");
+  publish(1, 10, {2});
+  publish(1, 10, {3});
+  EXPECT_NE(failed(), "");
+  fabric->chipDel("B");
+  settle(1);
+  EXPECT_EQ(failed(), "");
 }
 
 TEST_F(AsyncRoutes, WhatIsPublishedIsWhatTheChipsHaveConfirmed) {
