@@ -160,6 +160,7 @@ class Generator {
   void fastdropEpisode();
   void backupGone();
   void failoverGone();
+  void fastdropAgain();
 
   // Events of chips that answer later, and of programmers
   void configureAsync();

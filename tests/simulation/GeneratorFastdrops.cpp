@@ -10,6 +10,7 @@ void Generator::addFastdropEvents() {
       {10, &G::rpfFailure},   {4, &G::traffic},     {8, &G::fastdropEpisode},
       {3, &G::fastdropLimit}, {2, &G::fastdropOff}, {3, &G::inputRole},
       {3, &G::backupGone},    {1, &G::idle},        {3, &G::failoverGone},
+      {2, &G::fastdropAgain},
   };
   events_.insert(events_.end(), more);
 }
@@ -127,6 +128,20 @@ void Generator::failoverGone() {
   add({"rpf-failure ", host, " ", what, " vlan ", input});
   add("settle");
   add({"pim fast-failover Vlan", input, " off"});
+  add("settle");
+}
+
+// Where drops are not wanted no failure makes one; as soon as they are, the next one does.
+void Generator::fastdropAgain() {
+  if (v6_) return;
+  std::string const input = vlan(), host = "10.0.0.2", what = "239.1.1.2";
+  publish(table(), host + " " + what, freshRoute());
+  for (auto const * state : {"off", "on"}) {
+    add({"fastdrop intf Vlan", input, " ", state});
+    add("settle");
+    add({"rpf-failure ", host, " ", what, " vlan ", input, " times 5"});
+    if (random_.percent(50)) add("settle");
+  }
   add("settle");
 }
 
