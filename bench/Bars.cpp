@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/Boundaries.h"
 #include "bench/Fastdrops.h"
 #include "bench/KernelMfc.h"
 #include "bench/Measure.h"
@@ -325,10 +326,11 @@ int main(int argc, char ** argv) {
     return 0;
   }
   std::pair<char const *, void (*)()> const parts[] = {
-      {"loads", loads},         {"kernel", kernel}, {"memory", memory},
-      {"growth", growth},       {"turns", turns},   {"patch", patch},
-      {"change", change},       {"chips", chips},   {"unchanged", unchanged},
-      {"fastdrops", fastdrops}, {"async", async},   {"async-retries", asyncRetries}};
+      {"loads", loads},          {"kernel", kernel}, {"memory", memory},
+      {"growth", growth},        {"turns", turns},   {"patch", patch},
+      {"change", change},        {"chips", chips},   {"unchanged", unchanged},
+      {"fastdrops", fastdrops},  {"async", async},   {"async-retries", asyncRetries},
+      {"boundaries", boundaries}};
   for (auto & [name, part] : parts) {
     if (argc == 1 || std::strcmp(argv[1], name) == 0) part();
   }
