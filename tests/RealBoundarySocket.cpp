@@ -3,6 +3,7 @@
 #include "tests/BoundaryWorld.h"
 #include "tests/LogLines.h"
 #include "tests/OwnNetworks.h"
+#include "tests/Switch.h"
 
 namespace {
 
@@ -21,6 +22,16 @@ class CountingPam final : public MrtNotifySocketPam {
   static inline int packets = 0;
 };
 
+Zet::Ptr<MrtNotifySocketPam> newCountingPam(Zet::Name name) { return Zet::make<CountingPam>(name); }
+
+// At most a second of real time.
+void waitFor(int packets) {
+  for (int i = 0; i < 200 && CountingPam::packets < packets; ++i) {
+    Zet::activityManager()->runOnce(false);
+    usleep(5000);
+  }
+}
+
 class RealBoundarySocket : public BoundaryWorld {
  protected:
   // The VRF "red" in a namespace, with a boundary against 239.1.0.0/16 on the interface of all
@@ -32,9 +43,7 @@ class RealBoundarySocket : public BoundaryWorld {
     vrfs->vrfIs("red")->networkNamespaceIs(netNs);
     boundary(1, "239.1.0.0/16");
     auto in = inputs();
-    in.newPam = [](Zet::Name name) -> Zet::Ptr<MrtNotifySocketPam> {
-      return Zet::make<CountingPam>(name);
-    };
+    in.newPam = &newCountingPam;
     root = Zet::make<Root>(in);
   }
   bool listens() { return machine("red").mrtPam()->pam()->enabled(); }
@@ -42,16 +51,48 @@ class RealBoundarySocket : public BoundaryWorld {
     vrfConfig->configIs("red")->routingIs(false);
     vrfConfig->configIs("red")->routingIs(true);
   }
-  // At most a second of real time.
-  static void waitFor(int packets) {
-    for (int i = 0; i < 200 && CountingPam::packets < packets; ++i) {
-      Zet::activityManager()->runOnce(false);
-      usleep(5000);
-    }
+};
+
+// A whole switch with such a boundary.
+class RealBoundaryDrop : public Switch {
+ protected:
+  void startWith(Brindle::BoundaryFastdrop::BoundaryFastdropRootSm::Inputs in) {
+    configure("red");
+    vrfs->vrfIs("red")->networkNamespaceIs("red");
+    vlan(10, "Ethernet1", "red");
+    table("pim.red");
+    settle();
+    in.allVrfStatusLocal = vrfs;
+    in.vrfConfig = vrfConfig;
+    in.newPam = &newCountingPam;
+    agent->mira()->boundaryFastdropStatusCollIs(in.statusColl);
+    machines = Zet::make<Brindle::BoundaryFastdrop::BoundaryFastdropRootSm>(in);
   }
+  Zet::Ptr<Brindle::BoundaryFastdrop::BoundaryFastdropRootSm> machines;
 };
 
 }  // namespace
+
+TEST_F(RealBoundaryDrop, ADeniedGroupBecomesADropInTheChip) {
+  OwnNetworks::run([this](OwnNetworks & networks) {
+    auto const vifs = Zet::make<Routing::KernelMfib::StatusColl>();
+    vifs->vrfStatusIs("red")->intfIdCollIs(0, intf("Vlan10"));
+    auto const mfib = Zet::make<Routing::Multicast::Fib::Status>();
+    mfib->intfBoundaryStatusIs("Vlan10")->boundaryIs(Nettle::IpGenPrefix("239.1.0.0/16"), true);
+    startWith({.kernelMfibStatusColl = vifs,
+               .mfibStatus = mfib,
+               .statusColl = Zet::make<Brindle::BoundaryFastdrop::StatusColl>()});
+    ASSERT_TRUE(networks.addVif(0));
+    networks.sendIgmpReport("239.1.9.9");
+    networks.sendUdp("239.2.1.1");
+    networks.sendUdp("239.1.1.1");
+    waitFor(3);
+    EXPECT_EQ(entries(), "(10.0.0.2, 239.1.1.1)@10 -> Ethernet1@10");
+    mfib->intfBoundaryStatusDel("Vlan10");
+    settle();
+    EXPECT_EQ(entries(), "");
+  });
+}
 
 TEST_F(RealBoundarySocket, ADeniedGroupIsRecordedAnotherCountsAnIgmpReportDoesNothing) {
   OwnNetworks::run([this](OwnNetworks & networks) {
