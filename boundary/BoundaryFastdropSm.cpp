@@ -227,7 +227,9 @@ void BoundaryFastdropSm::doRecord(Fastdrop & fastdrop, Nettle::IpGenPrefix const
                                   Nettle::IpGenAddr const & source,
                                   Nettle::IpGenAddr const & group) {
   ZET_TRACE(9, "adding (" << source << ", " << group << ") to fastdrop collection");
-  trieUserMapIs(fastdrop.key())->trieEntryInfoIs(match)->groupIs(group);
+  auto const entry = trieUserMapIs(fastdrop.key())->trieEntryInfoIs(match);
+  if (!fastdrop.group(group)) entry->doForgetSome(fastdrop);
+  entry->groupIs(group);
   auto const groupInfo = fastdrop.groupIs(group);
   if (!in_.status->hwMulticastStarGSupported()) groupInfo->sourceIs(source);
 }

@@ -21,12 +21,14 @@ IpGenPrefix const anySource("0.0.0.0/0");
 
 BoundaryIntfSm::BoundaryIntfSm(Zet::String const & intfName, Bridging::VlanId vlanId,
                                Zet::Ptr<Fabric> const & fabric,
-                               Zet::Ptr<IntfBoundaryStatus const> const & intf, BoundarySm * owner)
+                               Zet::Ptr<IntfBoundaryStatus const> const & intf,
+                               Zet::Ptr<IntfStatus const> const & subnets, BoundarySm * owner)
     : intfName_(intfName),
       vlanId_(vlanId),
       fabric_(fabric),
       owner_(owner) {
   zetIntf_.attach(intf);
+  zetPrefixIntfStatus_.attach(subnets);
   handleInitialized();
 }
 

@@ -43,10 +43,10 @@ class BRINDLE_API BoundaryIntfSm final : public Zet::Sm, public Zet::HashLink {
   using IntfBoundaryStatus = Nettle::IntfBoundaryStatus;
   using IntfStatus = Routing::Multicast::Fib::PimIntf::IntfStatus;
 
-  // The owner must outlive it.
+  // The subnets are those of prefixIntfStatus(). The owner must outlive it.
   BoundaryIntfSm(Zet::String const & intfName, Bridging::VlanId vlanId,
                  Zet::Ptr<Fabric> const & fabric, Zet::Ptr<IntfBoundaryStatus const> const & intf,
-                 BoundarySm * owner);
+                 Zet::Ptr<IntfStatus const> const & subnets, BoundarySm * owner);
   Zet::String const & fwkKey() const { return intfName_; }
   Zet::String const & intfName() const { return intfName_; }
   Bridging::VlanId vlanId() const { return vlanId_; }

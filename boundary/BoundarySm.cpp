@@ -32,12 +32,10 @@ BoundarySm::BoundarySm(Inputs const & in)
 void BoundarySm::doMakeIntf(IntfId intf, Bridging::VlanId vlan,
                             Zet::Ptr<IntfBoundaryStatus const> const & status) {
   Zet::String const name(intf.view());
-  auto const sm = Zet::make<BoundaryIntfSm>(name, vlan, in_.fabric, status, this);
+  auto const sm = Zet::make<BoundaryIntfSm>(name, vlan, in_.fabric, status,
+                                            in_.prefixMrouteStatus->intfStatus(intf), this);
   sm->parentIs(this);
   intfSm_.insert(sm);
-  if (auto const * subnets = in_.prefixMrouteStatus->intfStatus(intf)) {
-    sm->prefixIntfStatusIs(subnets);
-  }
 }
 
 void BoundarySm::handleIntfStatus(IntfId intf) {

@@ -25,12 +25,13 @@ void BoundarySmBase::handleInitialized() {
 void BoundarySmBase::handleDel() { doDeleteIntfs(); }
 
 void BoundarySmBase::handleIntfBoundary() {
+  if (!mfibStatus_) return;
   auto const & all = mfibStatus_->intfBoundaryStatus();
   for (auto i = all.begin(); i; i.advance()) handleIntfBoundary(i.key());
 }
 
 void BoundarySmBase::handleIntfBoundary(Zet::Name name) {
-  if (!initialized_) return;
+  if (!initialized_ || !mfibStatus_) return;
   Zet::Ptr<IntfBoundaryStatus const> const status(mfibStatus_->intfBoundaryStatus(name));
   IntfId const intf(name.view());
   Bridging::VlanIdOrNone const vlan = intfVlanIdTable_->intfIdToVlanId(intf);

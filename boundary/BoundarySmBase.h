@@ -26,6 +26,7 @@ class BRINDLE_API BoundarySmBase : public Zet::Sm {
   [[noreturn]] void handleInternalVlanId();
 
  protected:
+  // Without a `mfibStatus` there are no boundaries.
   BoundarySmBase(Zet::Ptr<MfibStatus const> const & mfibStatus,
                  Zet::Ptr<IntfVlanId::Table const> const & intfVlanIdTable);
   // Takes up what stands. To be called at the end of the constructor.

@@ -2,22 +2,36 @@
 // recorded because of it, which are withdrawn when the prefix goes.
 #pragma once
 
-#include "platform/IntfId.h"
-#include "platform/IpGenAddr.h"
-#include "platform/KeyedEntity.h"
+#include "state/BoundaryFastdrop.h"
 
 namespace Brindle::BoundaryFastdrop {
 
-// One prefix. A group stays here after its record has aged out.
+// One prefix.
 class TrieEntryInfo final : public Zet::KeyedEntity<Nettle::IpGenPrefix> {
  public:
   using KeyedEntity::KeyedEntity;
 
+  // A group stays here for a while after its record has aged out.
   auto const & group() const { return group_; }
   void groupIs(Nettle::IpGenAddr const & k) { group_.at(k) = true; }
+  // Looks at some groups, others than the last time, and drops those of which nothing is recorded.
+  // Done for each new group, this keeps the groups here at no more than twice the recorded ones.
+  void doForgetSome(Fastdrop const & recorded) {
+    constexpr int some = 2;
+    for (int n = 0; n < some; ++n) {
+      auto at = group_.startAt(next_);
+      if (!at) at = group_.begin();
+      if (!at) return;
+      Nettle::IpGenAddr const looked = at.key();
+      at.advance();
+      next_ = at ? at.key() : Nettle::IpGenAddr();
+      if (!recorded.group(looked)) group_.del(looked);
+    }
+  }
 
  private:
   Zet::HashMap2018<Nettle::IpGenAddr, bool> group_;
+  Nettle::IpGenAddr next_;
 };
 
 // One interface.

@@ -189,6 +189,17 @@ TEST_F(BoundaryConfig, ALinecardThatWouldLearnEndsTheProcess) {
   EXPECT_DEATH(setCards("L2-"), "fastdropSmRunState\\(\\) == stop\\(\\)");
 }
 
+TEST_F(BoundaryConfig, WithoutBoundariesThereIsNothingToPutIntoChips) {
+  setCards("FixedSystem+");
+  config = boundaryConfigSmFactory({.epochStatus = epoch,
+                                    .myLinecardName = kFixed,
+                                    .pimIntfStatus = pimIntf,
+                                    .fabric = fabric,
+                                    .intfVlanIdTable = vlans});
+  ASSERT_TRUE(config->tcamBoundarySm());
+  vlans->internalVlanIdIs(vlan(1), Bridging::VlanIdOrNone(1001));
+}
+
 TEST_F(BoundaryConfig, EachLinecardForItselfIsNotBuilt) {
   build("L1", "tcam");
   config->boundarySmPolicyIs(BoundarySmPolicy::runPerLinecard);

@@ -127,6 +127,24 @@ TEST_F(BoundaryFastdrop, AStormIsReadInTurnsOfBoundedTime) {
   EXPECT_EQ(machine().noCacheCounter(), 1200u);
 }
 
+TEST_F(BoundaryFastdrop, WhatHasAgedOutIsForgotten) {
+  boundary(1, "239.0.0.0/8");
+  start();
+  auto & fastdrop = *records->vrfStatus("default")->fastdrop(vlan(1));
+  constexpr U32 recorded = 100;
+  for (U32 i = 0; i < 20 * recorded; ++i) {
+    pam().deliver(noCache(1, 0x0a000001u, 0xef000000u + i));
+    if (i >= recorded) fastdrop.groupDel(IpGenAddr(0xef000000u + i - recorded));
+  }
+  EXPECT_EQ(fastdrop.group().size(), recorded);
+  auto const & known = machine().trieUserMap(vlan(1))->trieEntryInfo(IpGenPrefix("239.0.0.0/8"));
+  EXPECT_GE(known->group().size(), recorded);
+  EXPECT_LE(known->group().size(), 3 * recorded);
+  boundary(1, "239.0.0.0/8", false);
+  settle();
+  EXPECT_EQ(fastdrop.group().size(), 0u) << "what stands was kept";
+}
+
 TEST_F(BoundaryFastdrop, PrefixesThatAreNotIpv4DenyNothing) {
   boundary(1, "ff00::/8");
   boundary(1, "239.1.0.0/16");

@@ -1,4 +1,7 @@
 // Multicast boundaries in the TCAMs of chips: what is denied, where, and what a full chip does.
+#include <algorithm>
+#include <random>
+
 #include "boundary/AsyncBoundarySm.h"
 #include "boundary/BoundarySm.h"
 #include "fabric/SimAsyncFabric.h"
@@ -78,6 +81,38 @@ TEST_F(TcamBoundary, WithoutKnownSubnetsFromAnywhere) {
   EXPECT_EQ(entries(), all + "; (10.1.0.0/24, 239.1.0.0/16)@10 -> no set") << "that one stays";
   pimIntf->intfStatusDel(port());
   EXPECT_EQ(sm->intfSm(Zet::String("Ethernet1"))->prefixIntfStatus(), nullptr);
+}
+
+// Of subnets that are known, all combinations stand, whatever comes in whatever order.
+TEST_F(TcamBoundary, TheEntriesAreTheProductWhateverHappened) {
+  pimIntf->intfStatusIs(port());
+  std::mt19937 random(62);
+  auto const upTo = [&](U32 n) { return static_cast<U32>(random() % n); };
+  for (int step = 0; step < 600; ++step) {
+    std::string const n = std::to_string(upTo(3));
+    U32 const what = upTo(12);
+    if (what < 5) deny("239." + n + ".0.0/16", upTo(2));
+    if (what == 5) mfib->intfBoundaryStatusDel(portName());
+    if (what == 6) routedPort(10 + upTo(2));
+    if (what == 7) intfVlans->internalVlanIdDel(port());
+    if (what > 9) connected("10." + n + ".0.0/24");
+    if (what == 9) pimIntf->intfStatus(port())->routeDel(IpGenPrefix("10." + n + ".0.0/24"));
+    std::vector<std::string> expected;
+    U32 const vid = intfVlans->intfIdToVlanId(port()).value();
+    auto const * denied = mfib->intfBoundaryStatus(portName());
+    for (auto & subnet : pimIntf->intfStatus(port())->route()) {
+      if (!denied || vid == 0) break;
+      for (auto const & group : denied->boundary().items()) {
+        expected.push_back("(" + Zet::textOf(subnet.key()) + ", " + Zet::textOf(group) + ")@" +
+                           std::to_string(vid) + " -> no set");
+      }
+    }
+    std::sort(expected.begin(), expected.end());
+    std::string text;
+    for (auto const & line : expected) text += (text.empty() ? "" : "; ") + line;
+    ASSERT_EQ(entries("chip0"), text) << step;
+    ASSERT_EQ(entries("chip1"), text) << step;
+  }
 }
 
 TEST_F(TcamBoundary, FollowsTheVlanOfItsInterface) {
