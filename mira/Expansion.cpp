@@ -81,13 +81,15 @@ U32 fwdPortsInIif(MiraRoot const & root, VlanIdOrNone vid, U32 atMost) {
   return count;
 }
 
-Expansion::Expansion(MiraRoot const & root, For const & what, PortVlanSet & pvSet)
+Expansion::Expansion(MiraRoot const & root, For const & what, PortVlanSet & pvSet,
+                     Explanation * explanation)
     : root_(root),
       helper_(root.miraHelper().get()),
       for_(what),
       isPlainKind_(!isFloodset() && !isL2Set()),
       pvSet_(pvSet),
-      peerLink_(root.mlagStatus() ? root.mlagStatus()->peerLinkIntf() : IntfId()) {}
+      peerLink_(root.mlagStatus() ? root.mlagStatus()->peerLinkIntf() : IntfId()),
+      explanation_(explanation) {}
 
 // Kinds that carry what a VLAN floods.
 inline bool Expansion::isFloodset() const {
@@ -114,7 +116,11 @@ void Expansion::addVlanToPortVlanSet(VlanId vid) {
   RouteKeyType kind = for_.forwardingType;
   ZET_ASSERT(kind != evpnMultihomeFloodset_,
              "forwardingType != Routing::Multicast::Fib::evpnMultihomeFloodset_");
-  if (!vlanIs(vid)) return;
+  if (!vlanIs(vid)) {
+    return vlan_.status
+               ? explainWithout(vid, VlanVerdict::noSpanningTree, PortVerdict::noSpanningTree)
+               : explainVlan(VlanVerdict::down);
+  }
   if (root_.disableL2Flooding() && isFloodset()) {
     ZET_TRACE(8, "flooding is disabled");
     return;
@@ -123,51 +129,67 @@ void Expansion::addVlanToPortVlanSet(VlanId vid) {
              "!isPrefixGroup || forwardingType == Routing::Multicast::Fib::mroute_");
   if (root_.mrouteTableColl()->af() == Nettle::ipv6()) {
     ZET_TRACE(9, "Ipv6: add flooding ports");
+    explainVlan(VlanVerdict::floodsIpv6);
     return doAddVlanPorts();
   }
   if (kind == ethGroup_ && !isIgmpSnoopingEthAddr(for_.ethAddr)) {
     return doAddFdbConfigEthGroupPorts();
   }
-  if (!vlan_.snooping) return doAddVlanPorts();
+  if (!vlan_.snooping) {
+    explainVlan(VlanVerdict::floodsUnsnooped);
+    return doAddVlanPorts();
+  }
   bool flood = vlan_.snooping->useVlanFloodset();
   if (kind == multicastFloodset_) {
     bool pimFloods = root_.floodToVlanWithPim() && root_.pimEnabled()->pimVlanEnabled(vid);
     return flood || pimFloods ? doAddVlanPorts() : doAddMrouterPorts();
   }
-  if (flood || for_.isPrefixGroup || isFloodset()) return doAddVlanPorts();
+  if (flood || for_.isPrefixGroup || isFloodset()) {
+    explainVlan(flood ? VlanVerdict::floodsUnsettled : VlanVerdict::floodsRange);
+    return doAddVlanPorts();
+  }
+  explainVlan(VlanVerdict::snooped);
   doAddSnoopingEthGroupPorts();
   doAddMrouterPorts();
+  explainRest(PortVerdict::notWanted);
 }
 
 void Expansion::doAddFdbConfigEthGroupPorts() {
   ZET_TRACE(9, "doAddFdbConfigEthGroupPorts");
   auto const * fdb = root_.brConfig()->fdbConfig().find(vlan_.vid);
   auto const * group = fdb ? fdb->ethGroup().find(for_.ethAddr) : nullptr;
-  if (!group) return;
-  for (IntfId intf : group->intf().items()) {
-    if (isForwarding(*vlan_.topo, intf)) maybeAddPvToPvSet(vlan_.vid, {intf, outLifOf(intf), 0});
-  }
+  if (group) doOffer(group->intf(), PortWish::listener);
 }
 
 void Expansion::doAddSnoopingEthGroupPorts() {
   ZET_TRACE(9, "doAddSnoopingEthGroupPorts");
   auto const * group = vlan_.snooping->ethGroup().find(for_.ethAddr);
-  if (!group) return;
-  for (IntfId intf : group->intf().items()) {
-    if (isForwarding(*vlan_.topo, intf)) maybeAddPvToPvSet(vlan_.vid, {intf, outLifOf(intf), 0});
+  if (group) doOffer(group->intf(), PortWish::listener);
+}
+
+void Expansion::doOffer(Zet::OrderedSet<IntfId> const & intfs, PortWish wish) {
+  vlan_.wish = wish;
+  for (IntfId intf : intfs.items()) {
+    if (isForwarding(*vlan_.topo, intf)) {
+      maybeAddPvToPvSet(vlan_.vid, {intf, outLifOf(intf), 0});
+    } else {
+      explain({intf, OutLif(vlan_.vid), 0}, PortVerdict::notForwarding);
+    }
   }
 }
 
 void Expansion::doAddVlanPorts() {
   ZET_ASSERT(root_.mlagStatus(), "mira->mlagStatus()");
   ZET_ASSERT(root_.brConfig(), "mira->brConfig()");
-  if (root_.configuredLagMembersInOifSet()) {
+  bool const byConfig = root_.configuredLagMembersInOifSet();
+  if (byConfig) {
     doAddConfiguredPorts();
   } else {
     doAddForwardingPorts();
   }
   if (peerLinkPresent_) doAddPeerLink();
   if (helper_) doAddTunnels();
+  explainRest(byConfig ? PortVerdict::notConfigured : PortVerdict::notForwarding);
 }
 
 // Orphans matter where there is a peer link only.
@@ -232,6 +254,9 @@ inline bool Expansion::doAddPlainPorts() {
       noteOrphan(pv.port, true);
     }
   }
+  if (explanation_) [[unlikely]] {
+    for (PortVlan const & pv : std::span(run, end)) tell(pv, PortVerdict::member);
+  }
   pvSet_.filled(static_cast<U32>(end - run));
   return all;
 }
@@ -240,7 +265,11 @@ void Expansion::doAddConfiguredPorts() {
   auto const * config = root_.brConfig()->vlanConfig().find(vlan_.vid);
   if (!config) return;
   for (IntfId port : config->intf().items()) {
-    if (isLag(port) || isForwarding(*vlan_.topo, port)) doAddVlanPort(port);
+    if (isLag(port) || isForwarding(*vlan_.topo, port)) {
+      doAddVlanPort(port);
+    } else {
+      explain({port, OutLif(vlan_.vid), 0}, PortVerdict::notForwarding);
+    }
   }
 }
 
@@ -279,10 +308,7 @@ void Expansion::doAddPeerLink() {
 void Expansion::doAddMrouterPorts() {
   ZET_TRACE(9, "doAddMrouterPorts");
   if (helper_) doAddTunnels();
-  if (!vlan_.snooping) return;
-  for (IntfId intf : vlan_.snooping->routerIntf().items()) {
-    if (isForwarding(*vlan_.topo, intf)) maybeAddPvToPvSet(vlan_.vid, {intf, outLifOf(intf), 0});
-  }
+  if (vlan_.snooping) doOffer(vlan_.snooping->routerIntf(), PortWish::router);
 }
 
 // The helper knows the tunnels: without one there are none.
@@ -309,6 +335,7 @@ void Expansion::maybeAddVxlanVtepToPvSet() {
   }
   if (kind == mroute_ && helper_->floodToAllVteps()) {
     ZET_TRACE(9, "Adding AP Vtep floodset, " << vid);
+    vlan_.wish = PortWish::vteps;
     maybeAddPvToPvSet(vid, {IntfId("Vxlan1"), OutLif(vid), 0});
   }
 }
@@ -395,9 +422,11 @@ bool Expansion::addPv(PortVlan const & pv, Bridging::VlanPortStatus status) {
   if (!inVlan && !pv.isOutLif() && !(lag && root_.configuredLagMembersInOifSet()) &&
       port.kind() != IntfKind::vxlan) {
     ZET_TRACE(9, "Port " << port << " not in Bridging::VlanStatus");
-    return false;
+    return refused(pv, PortVerdict::notInVlan);
   }
-  if (port.kind() > IntfKind::ethernet && refusedByKind(pv, inVlan)) return false;
+  if (port.kind() > IntfKind::ethernet && refusedByKind(pv, inVlan)) {
+    return refused(pv, PortVerdict::notAnOutput);
+  }
 
   vlanPortFilter_ |= vlan_.bits.bit(port);
   if (lag) lagFilter_ |= lagBit(port);
@@ -408,8 +437,30 @@ bool Expansion::addPv(PortVlan const & pv, Bridging::VlanPortStatus status) {
     ZET_TRACE(9, port << (lag ? " has already existed in the lagPvset"
                               : " has already existed in the pvset"));
   }
+  explain(member, PortVerdict::member);
   set.append(member);  // which holds it once, too
   return true;
+}
+
+// --- For who wants to know
+
+void Expansion::tell(PortVlan const & pv, PortVerdict verdict) {
+  explanation_->portIs({vlan_.vid, pv.port, pv.outLif, vlan_.wish, verdict});
+}
+
+// Ports of the VLAN that nothing has been said of are those that a walk over fewer has not met.
+void Expansion::tellRest(PortVerdict why) {
+  for (auto const & port : vlan_.status->vlanPortStatus().items()) {
+    if (port.value.mode == VlanPortMode::none) continue;
+    explanation_->portIs({vlan_.vid, port.key, OutLif(vlan_.vid), PortWish::nobody, why});
+  }
+}
+
+void Expansion::explainWithout(VlanId vid, VlanVerdict why, PortVerdict ports) {
+  if (!explanation_) return;
+  vlanIs(vid);
+  explainVlan(why);
+  explainRest(ports);
 }
 
 }  // namespace Brindle

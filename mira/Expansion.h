@@ -6,6 +6,7 @@
 // out; VXLAN and EVPN tunnels. All is read from the root's inputs at the time of the call. An input
 // that is missing makes the set smaller; the change that brings it marks the route dirty.
 #pragma once
+#include "mira/Explanation.h"
 #include "model/Filters.h"
 #include "model/PortVlanSet.h"
 #include "platform/EthAddr.h"
@@ -55,9 +56,13 @@ class BRINDLE_API Expansion {
     bool isPrefixGroup = false;  // the route's group is a range, not a host
   };
   // The set must outlive this object. `pvSet` gets plain ports and resolved LAG members.
-  Expansion(MiraRoot const & root, For const & what, PortVlanSet & pvSet);
+  // `explanation` may be null; it is told of each port of a VLAN of an IP route.
+  Expansion(MiraRoot const & root, For const & what, PortVlanSet & pvSet,
+            Explanation * explanation = nullptr);
 
   void addVlanToPortVlanSet(Bridging::VlanId vid);
+  // Tells that a VLAN is left out, if anybody wants to know.
+  void explainWithout(Bridging::VlanId vid, VlanVerdict why, PortVerdict ports);
   // Offers one member; true if it counts as a port of the VLAN.
   bool maybeAddPvToPvSet(Bridging::VlanId vid, PortVlan const & pv);
   // LAGs that were found elsewhere.
@@ -81,12 +86,15 @@ class BRINDLE_API Expansion {
     Bridging::VlanStatus const * status = nullptr;
     Bridging::Topology::TopoConfig const * topo = nullptr;
     Bridging::IgmpSnooping::VlanStatus const * snooping = nullptr;
+    PortWish wish = PortWish::flood;  // who asks for what is offered
   };
   bool vlanIs(Bridging::VlanId vid);
   bool isFloodset() const;
   bool isL2Set() const;
   void doAddFdbConfigEthGroupPorts();
   void doAddSnoopingEthGroupPorts();
+  void doOffer(Zet::OrderedSet<Nettle::IntfId> const & intfs, PortWish wish);
+  void doAddSnoopedPorts();
   void doAddVlanPorts();
   void doAddForwardingPorts();
   bool isPlain(Nettle::IntfId port) const;
@@ -106,6 +114,25 @@ class BRINDLE_API Expansion {
   bool refusedByKind(PortVlan const & pv, bool inVlan);
   PortVlan memberOf(PortVlan const & pv, bool tagged) const;
   OutLif outLifOf(Nettle::IntfId port) const;
+  // For who wants to know
+  void explain(PortVlan const & pv, PortVerdict verdict) {
+    if (explanation_) [[unlikely]]
+      tell(pv, verdict);
+  }
+  bool refused(PortVlan const & pv, PortVerdict why) {
+    explain(pv, why);
+    return false;
+  }
+  void explainVlan(VlanVerdict how) {
+    if (explanation_) [[unlikely]]
+      explanation_->vlanIs(vlan_.vid, how);
+  }
+  void explainRest(PortVerdict why) {
+    if (explanation_) [[unlikely]]
+      tellRest(why);
+  }
+  void tell(PortVlan const & pv, PortVerdict verdict);
+  void tellRest(PortVerdict why);
   bool isLag(Nettle::IntfId port) const;
 
   void addLocalMember(PortVlan const & lag);
@@ -115,6 +142,8 @@ class BRINDLE_API Expansion {
   void designateLagMember(PortVlan const & lag, Interface::EthLagIntfStatus const & status,
                           Bridging::VlanIdOrNone vid);
   void maybeAddLagMemberInPvSet(PortVlan const & lag, Nettle::IntfId member);
+  void explainLag(PortVlan const & lag, PortVerdict verdict);
+  void explainLagMember(PortVlan const & lag, Nettle::IntfId member, PortVerdict verdict);
 
   MiraRoot const & root_;
   MiraHelper * const helper_;
@@ -122,6 +151,7 @@ class BRINDLE_API Expansion {
   bool const isPlainKind_;  // a port's kind is all that can keep it out of the set
   PortVlanSet & pvSet_;
   Nettle::IntfId const peerLink_;
+  Explanation * const explanation_;
   PortVlanSet lagPvSet_;
   Vlan vlan_{};
   U32 vlanPortFilter_ = 0;

@@ -92,9 +92,11 @@ void Expansion::doResolveAndAddLagsToPvSet(VlanIdOrNone vid, L3::VrfName const &
 // The LAG is one that the MLAG peer knows, with a port of this switch at most.
 void Expansion::addLocalMember(PortVlan const & lag) {
   ZET_TRACE(9, "LagStatus does not exist for port " << lag.port << " from vid " << lag.vlanId());
+  explainLag(lag, PortVerdict::notHere);
   auto const & mlagStatus = root_.mlagStatus();
   auto const * mlag = mlagStatus ? mlagStatus->intfStatus().find(lag.port) : nullptr;
   if (mlag && mlag->localIntf()) {
+    explainLagMember(lag, mlag->localIntf(), PortVerdict::member);
     pvSet_.append({mlag->localIntf(), lag.outLif, lag.portProperty});
   }
 }
@@ -109,12 +111,14 @@ bool Expansion::passMe(IntfId lag, L3::VrfName const & vrf, IpGenRouteKey const 
 // By its members, or by all that are configured, whether they are up or not.
 void Expansion::expandLag(PortVlan const & lag, Interface::EthLagIntfStatus const & status) {
   ZET_TRACE(9, "Expanding lag " << lag.port);
+  explainLag(lag, PortVerdict::noMember);
   bool byConfig = root_.configuredLagMembersInOifSet();
   IntfList const * configured = byConfig ? root_.lagToIntf(lag.port) : nullptr;
   if (byConfig && !configured) return;
   for (IntfId member : configured ? configured->intf().items() : status.member().items()) {
     if (isPeerPort(member)) {
       ZET_TRACE(9, "skipping peer port " << member << " from vid " << lag.vlanId());
+      explainLagMember(lag, member, PortVerdict::notAnOutput);
       continue;
     }
     maybeAddLagMemberInPvSet(lag, member);
@@ -125,8 +129,11 @@ void Expansion::expandLag(PortVlan const & lag, Interface::EthLagIntfStatus cons
 void Expansion::designateLagMember(PortVlan const & lag, Interface::EthLagIntfStatus const & status,
                                    VlanIdOrNone vid) {
   std::vector<IntfId> members;
+  explainLag(lag, PortVerdict::noMember);
   for (IntfId member : status.member().items()) {
-    if (!isPeerPort(member)) members.push_back(member);
+    bool const peers = isPeerPort(member);
+    explainLagMember(lag, member, peers ? PortVerdict::notAnOutput : PortVerdict::notDesignated);
+    if (!peers) members.push_back(member);
   }
   if (members.empty()) {
     ZET_TRACE(9, "Not adding lag " << lag.port << " because lag is empty");
@@ -139,7 +146,16 @@ void Expansion::designateLagMember(PortVlan const & lag, Interface::EthLagIntfSt
 
 void Expansion::maybeAddLagMemberInPvSet(PortVlan const & lag, IntfId member) {
   ZET_TRACE(9, ": Adding port " << member << " from vid " << lag.outLif);
+  explainLagMember(lag, member, PortVerdict::member);
   pvSet_.append({member, lag.outLif, lag.portProperty});
+}
+
+inline void Expansion::explainLag(PortVlan const & lag, PortVerdict verdict) {
+  if (explanation_) explanation_->lagIs(lag, verdict);
+}
+
+inline void Expansion::explainLagMember(PortVlan const & lag, IntfId member, PortVerdict verdict) {
+  if (explanation_) explanation_->lagMemberIs(lag, member, verdict);
 }
 
 }  // namespace Brindle

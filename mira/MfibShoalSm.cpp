@@ -189,12 +189,15 @@ void MfibShoalSm::handleRoute(RouteKey const & key) {
   }
   bool const l3Enabled = mira_->l3Enabled();
   bool const wanted = l3Enabled && !forceDelRoutes_ && exists;
-  if (wanted && wantsVlan(route)) {
+  Hindrance const hindered = wanted ? hindrance(route) : Hindrance::none;
+  // A backup alone leaves a route as it is; see doAddRoute().
+  bool const usable = hindered == Hindrance::none || hindered == Hindrance::backupWithoutInput;
+  if (hindered == Hindrance::noInputVlan || hindered == Hindrance::backupWithoutInput) {
     wantsVlan_.at(key) = iif;
   } else {
     wantsVlan_.del(key);
   }
-  if (wanted && usable(route)) {
+  if (wanted && usable) {
     doAddRoute(key, route, iif);
   } else if (!l3Enabled || !doHandOver(key)) {
     doDeleteRoute(key);
@@ -212,22 +215,19 @@ void MfibShoalSm::handleIntfVlanId(Nettle::IntfId intf) {
   }
 }
 
-// True if the route would be installed if only its iif had a VLAN.
-bool MfibShoalSm::wantsVlan(Route const & route) const {
-  if (vlanOf(route.iif())) return false;
-  return route.isStarG() ? (route.flags() & Route::installStarG) != 0
-                         : static_cast<bool>(vlanOf(route.iifFrr()));
-}
-
-bool MfibShoalSm::usable(Route const & route) const {
-  return !route.isStarG() || ((route.flags() & Route::installStarG) && vlanOf(route.iif()));
+MfibShoalSm::Hindrance MfibShoalSm::hindrance(Route const & route) const {
+  bool const star = route.isStarG();
+  if (star && !(route.flags() & Route::installStarG)) return Hindrance::notToInstall;
+  if (vlanOf(route.iif())) return Hindrance::none;
+  if (star) return Hindrance::noInputVlan;
+  return vlanOf(route.iifFrr()) ? Hindrance::backupWithoutInput : Hindrance::none;
 }
 
 void MfibShoalSm::doAddRoute(RouteKey const & key, Route const & route, Nettle::IntfId iif) {
   SKEIN("MfibShoalSm::handleRoute(): Add ", key, " iif ", iif, " rpaId ", route.rpaId());
   if (route.isStarG() && !handleWcRouteAdd(key, route)) return;
   Bridging::VlanIdOrNone const acceptingVlan = vlanOf(route.iif());
-  if (!acceptingVlan && vlanOf(route.iifFrr())) {
+  if (hindrance(route) == Hindrance::backupWithoutInput) {
     SKEIN("MfibShoalSm::handleRoute(): Skip processing iif/iifFrr ", route.iif(), route.iifFrr());
     return;
   }

@@ -74,6 +74,9 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   bool ready(Nettle::IntfId intf) const;
   // The VLAN of the interface may be another one: reads again what was refused for want of it.
   void handleIntfVlanId(Nettle::IntfId intf);
+  // Why a published route is not installed. One that could be may have to wait still.
+  enum class Hindrance { none, notToInstall, noInputVlan, backupWithoutInput };
+  Hindrance hindrance(Route const & route) const;
   // The routes that wait.
   auto const & unprogrammedWcRoute() const { return unprogrammedWcRoute_; }
 
@@ -135,8 +138,6 @@ class BRINDLE_API MfibShoalSm : public Zet::Sm, public Zet::HashLink {
   void doMarkForDeletion(Mroute & mroute);
   void doForceDelete();
   void handlePrefixes();
-  bool usable(Route const & route) const;
-  bool wantsVlan(Route const & route) const;
   Bridging::VlanIdOrNone vlanOf(Nettle::IntfId intf) const;
   bool doTrack(Nettle::IntfId intf);
   void prefixIntfSmIs(Nettle::IntfId intf);

@@ -31,8 +31,10 @@
 
 namespace Brindle {
 
+class Explanation;
 class MiraRoot;
 class MrouteTableReview;
+enum class RouteVerdict : U8;
 
 // A route that waits in the queue of a Mira.
 struct ZetDirtyMroute {
@@ -189,6 +191,11 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
   void doRefreshPortVlanSet(Zet::Ptr<Mroute> const & mroute);
   // True if the route's programming changed. `allowOptimize`: a small change may be patched in.
   bool computePortVlanSetMroute(Zet::Ptr<Mroute> const & mroute, bool allowOptimize);
+  // The route of this key as it would be computed now, from its record and the state of the switch:
+  // on a copy, while nothing else changes. What decided it goes into `explanation`. Where its
+  // verdict is another than computed, the copy is as the route stands.
+  Zet::Ptr<Mroute const> explain(Routing::Multicast::Fib::IpGenRouteKey const & key,
+                                 Explanation & explanation);
   bool optimizeComputePortVlanSet() const { return optimizeComputePortVlanSet_; }
   void optimizeComputePortVlanSetIs(bool v) { optimizeComputePortVlanSet_ = v; }
   // Accept-only interfaces that were left out since their route had one already.
@@ -327,6 +334,9 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
     return dirtyMroute_[sequence & (dirtyMroute_.size() - 1)];
   }
   void doGrowDirtyMroute();
+
+  // Why a route is not to be computed now, or that it is.
+  RouteVerdict computable(Mroute const & mroute) const;
 
   // Parts of doReview()
   bool mayReview() const;

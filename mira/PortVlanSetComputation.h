@@ -2,7 +2,7 @@
 // the output set, the special routes and the filters by which later changes find it again.
 #pragma once
 #include "mira/Expansion.h"
-#include "mira/Mira.h"
+#include "mira/MiraRoot.h"
 #include "model/Mroute.h"
 #include "model/OifSet.h"
 #include "state/ShoalFib.h"
@@ -18,13 +18,20 @@ BRINDLE_API Zet::Ptr<OifSet> getOifSet(Zet::Ptr<MiraRoot const> const & root, Po
 // same loop over outputs and the same finish.
 class PortVlanSetComputation {
  public:
-  PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> const & mroute);
+  // With an `explanation` the route is a copy that stands in no table: beside it and the
+  // explanation nothing changes then.
+  PortVlanSetComputation(Mira & mira, Zet::Ptr<Mroute> const & mroute,
+                         Explanation * explanation = nullptr);
 
   // True if the route's programming changed. The route's version rises at every finished
-  // computation. A record that cannot be used now leaves the route as it is.
+  // computation. A record that cannot be used now leaves the route as it is. REQUIRES: a route that
+  // is explained is not optimized.
   bool compute(bool allowOptimize);
 
  private:
+  // Room that is made for members of which it is not known how many come.
+  static constexpr U32 kUsualMembers = 48;
+
   using Route = Shoal::Multicast::Fib::Route;
   using OifIndex = Shoal::Multicast::Fib::OifIndex;
   struct Output {
@@ -82,11 +89,30 @@ class PortVlanSetComputation {
   void storeFilters();
 
   // Tools
-  Bridging::VlanIdOrNone vlanOf(Nettle::IntfId intf) const;
+  Bridging::VlanIdOrNone vlanOf(Nettle::IntfId intf) const {
+    return root_.intfVlanIdTable()->intfIdToVlanId(intf);
+  }
   Bridging::VlanIdOrNone inputVlanOf(Bridging::VlanIdOrNone vid) const;
   PortVlanSet specialSet(Special const & what);
   void featureFlagIs(PortVlanSet & set);
+  // REQUIRES: the hash of the set is saved.
   Zet::Ptr<OifSet> interned(PortVlanSet & set);
+
+  // For who wants to know
+  void explain(RouteVerdict verdict) {
+    if (explanation_) [[unlikely]]
+      explanation_->verdictIs(verdict);
+  }
+  void explain(Output const & output, OutputVerdict verdict, bool isInput = false) {
+    if (explanation_) [[unlikely]]
+      tell(output, verdict, isInput);
+  }
+  void explain(SpecialKind kind, Nettle::IntfId intf, Bridging::VlanIdOrNone vlan,
+               SpecialVerdict verdict) {
+    if (explanation_) [[unlikely]]
+      explanation_->specialIs({kind, intf, vlan, verdict});
+  }
+  void tell(Output const & output, OutputVerdict verdict, bool isInput);
 
   Mira & mira_;
   MiraRoot const & root_;
@@ -101,6 +127,7 @@ class PortVlanSetComputation {
   PortVlanSet frrPvSet_;
   Expansion::For const for_;
   U32 const groupHash_;
+  Explanation * const explanation_;
   Expansion expansion_;
   Bridging::VlanIdOrNone iifVlan_;
   Nettle::IntfId iifIntf_;

@@ -7,11 +7,11 @@ namespace Brindle {
 OifSet::OifSet(MrouteTableColl * coll, PortVlanSet const & set) : set_(set) {
   set_.saveHash();
   parentIs(coll);
-  coll->oifSetAdd(this);
+  if (coll) coll->oifSetAdd(this);
 }
 
 void OifSet::zeroReferencesIs(bool) {
-  // The parent is gone if the collection went first.
+  // None if the collection went first, or this was never in one.
   if (auto * coll = static_cast<MrouteTableColl *>(parent())) coll->oifSetRemove(this);
 }
 

@@ -13,8 +13,8 @@ class MrouteTableColl;
 // Never changes. It lives as long as a route or a chip holds it; the collection does not.
 class BRINDLE_API OifSet final : public Zet::Entity, public Zet::HashLink {
  public:
-  // Registers itself in the collection. REQUIRES: the collection holds no equal set; use
-  // MrouteTableColl::oifSetIs() to find or create one.
+  // Registers itself in the collection, if there is one. REQUIRES: the collection holds no equal
+  // set; use MrouteTableColl::oifSetIs() to find or create one.
   OifSet(MrouteTableColl * coll, PortVlanSet const & set);
 
   PortVlanSet const & portVlanSet() const { return set_; }
