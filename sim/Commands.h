@@ -19,6 +19,7 @@ extern Subject<Host> const asyncCommands;
 extern Subject<Host> const runCommands;
 extern Subject<Host> const prefixCommands;
 extern Subject<Host> const showCommands;
+extern Subject<Host> const explainCommands;
 extern Subject<Host> const checkCommands;
 
 // All of them.
