@@ -4,6 +4,7 @@
 
 #include "platform/ShoalFiles.h"
 #include "tests/simulation/ComparisonCounters.h"
+#include "tests/simulation/ComparisonExplain.h"
 #include "tests/simulation/ComparisonFloodsets.h"
 #include "tests/simulation/ComparisonPrefixes.h"
 
@@ -134,7 +135,8 @@ void Lab::compare(bool isHealed) {
     return host_.routeTables().vrfMrouteTable(vrf) != nullptr;
   });
   wrong_ = comparison.differences() + later.differences() + floodsets.differences() +
-           floodsetWatch_.takeDifferences() + prefixes.differences();
+           floodsetWatch_.takeDifferences() + prefixes.differences() +
+           ExplainComparison(host_).differences();
   traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown());
   circumstances_.unnoticed = comparison.unnoticed();
   forgetBackups();
