@@ -161,6 +161,7 @@ class Generator {
   void backupGone();
   void failoverGone();
   void fastdropAgain();
+  void borderFailures();
 
   // Events of chips that answer later, and of programmers
   void configureAsync();

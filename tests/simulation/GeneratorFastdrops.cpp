@@ -7,10 +7,10 @@ namespace Simulation {
 void Generator::addFastdropEvents() {
   using G = Generator;
   std::initializer_list<Event> const more = {
-      {10, &G::rpfFailure},   {4, &G::traffic},     {8, &G::fastdropEpisode},
-      {3, &G::fastdropLimit}, {2, &G::fastdropOff}, {3, &G::inputRole},
-      {3, &G::backupGone},    {1, &G::idle},        {3, &G::failoverGone},
-      {2, &G::fastdropAgain},
+      {10, &G::rpfFailure},   {4, &G::traffic},        {8, &G::fastdropEpisode},
+      {3, &G::fastdropLimit}, {2, &G::fastdropOff},    {3, &G::inputRole},
+      {3, &G::backupGone},    {1, &G::idle},           {3, &G::failoverGone},
+      {2, &G::fastdropAgain}, {3, &G::borderFailures},
   };
   events_.insert(events_.end(), more);
 }
@@ -128,6 +128,27 @@ void Generator::failoverGone() {
   add({"rpf-failure ", host, " ", what, " vlan ", input});
   add("settle");
   add({"pim fast-failover Vlan", input, " off"});
+  add("settle");
+}
+
+// At a border it counts whether the route is accepted anywhere, sends anything and is
+// bidirectional.
+void Generator::borderFailures() {
+  if (v6_) return;
+  std::string const border = vlan(), what = group();
+  Published route;
+  if (random_.percent(30)) route.iif = intf();
+  for (U32 i = random_.below(3); i > 0; --i) route.oifs.push_back(oif());
+  if (random_.percent(60)) route.rpa = random_.between(1, 3);
+  publish(table(), (random_.percent(50) ? "* " : "10.0.0.3 ") + what, route);
+  add({"pim border Vlan", border, " on"});
+  add({"fastdrop threshold ", random_.of({"1", "2", "3"}), " vrf ", vrf()});
+  add("settle");
+  for (U32 i = random_.between(1, 4); i > 0; --i) {
+    add({"rpf-failure 10.0.0.3 ", what, " vlan ", border});
+    if (random_.percent(60)) add("settle");
+  }
+  if (random_.percent(50)) add({"pim border Vlan", border, " off"});
   add("settle");
 }
 
