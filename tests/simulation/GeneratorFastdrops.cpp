@@ -132,17 +132,20 @@ void Generator::failoverGone() {
 }
 
 // At a border it counts whether the route is accepted anywhere, sends anything and is
-// bidirectional.
+// bidirectional. A (*,G) route is taken in only where it is accepted somewhere.
 void Generator::borderFailures() {
   if (v6_) return;
   std::string const border = vlan(), what = group();
   Published route;
-  if (random_.percent(30)) route.iif = intf();
+  bool const star = random_.percent(50);
+  if (star || random_.percent(30)) route.iif = intf();
   for (U32 i = random_.below(3); i > 0; --i) route.oifs.push_back(oif());
   if (random_.percent(60)) route.rpa = random_.between(1, 3);
-  publish(table(), (random_.percent(50) ? "* " : "10.0.0.3 ") + what, route);
+  publish(table(), (star ? "* " : "10.0.0.3 ") + what, route);
   add({"pim border Vlan", border, " on"});
   add({"fastdrop threshold ", random_.of({"1", "2", "3"}), " vrf ", vrf()});
+  add("settle");
+  if (star && random_.percent(70)) add({"ip link del ", route.iif});
   add("settle");
   for (U32 i = random_.between(1, 4); i > 0; --i) {
     add({"rpf-failure 10.0.0.3 ", what, " vlan ", border});
