@@ -242,7 +242,11 @@ Told Explainer::elsewhere() const {
 
 void Explainer::addNotes() {
   auto const & set = copy_->oifSet()->portVlanSet();
-  if (set.toCpu()) view_.notes.push_back("Also to the CPU: its record asks for that");
+  if (set.toCpu()) {
+    bool const subnet = view_.key.group() == "224.0.0.0/4";
+    view_.notes.push_back(subnet ? "Also to the CPU: packets of connected subnets go there"
+                                 : "Also to the CPU: its record asks for that");
+  }
   for (auto vlan : set.natVlan().items()) {
     view_.notes.push_back("Translated in " + vlanText(vlan));
   }

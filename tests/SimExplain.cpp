@@ -117,6 +117,10 @@ TEST_F(SimExplain, OneLineSaysWhyARouteIsNotInHardware) {
            explainStar,
        "waiting, it waits until the connected subnets of Vlan10 are in hardware",
        "chip set CHIP routes ROUTES"},
+      {two_ + "ip addr add 10.1.0.1/24 dev Vlan10\n" + star +
+           "\nsettle\nexplain 10.1.0.0/24 224.0.0.0/4\n",
+       "in hardware\nInput: Vlan10 in VLAN 10, on which the connected subnet is\n",
+       "Also to the CPU: packets of connected subnets go there"},
       {two_ + "ip multicast-routing off\n" + publish + "settle\n" + explain,
        "not there, multicast routing is off", "ip multicast-routing on vrf default"},
       {two_ + "ip routing off\n" + publish + "settle\n" + explain, "not there, routing is off",
