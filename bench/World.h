@@ -84,6 +84,7 @@ class World {
   // Marks a VLAN that no route depends on, so that a pass walks over clean routes.
   void walk();
 
+  Brindle::MiraRoot & miraRoot() { return *agent_->mira(); }
   Brindle::Mira & mira();
   Brindle::MrouteTable & table();
   CountingChip & chip(U32 i = 0) { return *chips_[i]; }

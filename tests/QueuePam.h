@@ -4,6 +4,7 @@
 #include <string>
 
 #include "boundary/MrtNotifySocketPam.h"
+#include "platform/IpGenAddr.h"
 
 namespace Tests {
 
