@@ -132,23 +132,25 @@ void Generator::failoverGone() {
 }
 
 // At a border it counts whether the route is accepted anywhere, sends anything and is
-// bidirectional. A (*,G) route is taken in only where it is accepted somewhere.
+// bidirectional. A (*,G) route is taken in only where it is accepted somewhere, and may lose that.
 void Generator::borderFailures() {
   if (v6_) return;
   std::string const border = vlan(), what = group();
   Published route;
   bool const star = random_.percent(50);
-  if (star || random_.percent(30)) route.iif = intf();
+  bool const loses = star && random_.percent(70);
+  if (star || random_.percent(30)) route.iif = loses ? "et1" : intf();
   for (U32 i = random_.below(3); i > 0; --i) route.oifs.push_back(oif());
   if (random_.percent(60)) route.rpa = random_.between(1, 3);
+  if (loses) add({"ip link add et1 internal-vlan 1006 vrf ", vrf()});
   publish(table(), (star ? "* " : "10.0.0.3 ") + what, route);
   add({"pim border Vlan", border, " on"});
   add({"fastdrop threshold ", random_.of({"1", "2", "3"}), " vrf ", vrf()});
   add("settle");
-  if (star && random_.percent(70)) add({"ip link del ", route.iif});
-  add("settle");
+  if (loses) add("ip link set et1 no-internal-vlan");
+  if (loses) add("settle");
   for (U32 i = random_.between(1, 4); i > 0; --i) {
-    add({"rpf-failure 10.0.0.3 ", what, " vlan ", border});
+    add({"rpf-failure 10.0.0.3 ", what, " vlan ", border, " times ", random_.of({"1", "3"})});
     if (random_.percent(60)) add("settle");
   }
   if (random_.percent(50)) add({"pim border Vlan", border, " off"});
