@@ -40,6 +40,7 @@ class AsyncHardware final : public Hardware {
   AsyncMrouteSm const * asyncMrouteSm(L3::VrfName vrf) const override {
     return runs() ? programmer_->rootSm()->asyncMrouteSm(vrf) : nullptr;
   }
+  Zet::Ptr<AsyncMrouteRootSm> asyncMrouteRootSm() const override { return programmer_->rootSm(); }
   McastGroupProgrammerSm * groups() const override {
     return groups_->mcastGroupProgrammerSm().get();
   }

@@ -20,6 +20,7 @@ extern Subject<Host> const runCommands;
 extern Subject<Host> const prefixCommands;
 extern Subject<Host> const showCommands;
 extern Subject<Host> const explainCommands;
+extern Subject<Host> const programmerCommands;
 extern Subject<Host> const checkCommands;
 
 // All of them.

@@ -158,9 +158,9 @@ Subject<Host> const runCommands = {"Running", rows};
 
 std::span<Subject<Host> const> simCommands() {
   static Subject<Host> const all[] = {
-      runCommands,       bridgingCommands, lagCommands,     ipCommands,       prefixCommands,
-      multicastCommands, l2Commands,       groupCommands,   fastdropCommands, platformCommands,
-      asyncCommands,     showCommands,     explainCommands, checkCommands};
+      runCommands,       bridgingCommands, lagCommands,     ipCommands,         prefixCommands,
+      multicastCommands, l2Commands,       groupCommands,   fastdropCommands,   platformCommands,
+      asyncCommands,     showCommands,     explainCommands, programmerCommands, checkCommands};
   return all;
 }
 

@@ -82,6 +82,7 @@ class Hardware {
   virtual MrouteSm const * mrouteSm(L3::VrfName) const { return nullptr; }
   virtual PrefixMrouteSm const * prefixMrouteSm() const { return nullptr; }
   virtual AsyncMrouteSm const * asyncMrouteSm(L3::VrfName) const { return nullptr; }
+  virtual Zet::Ptr<AsyncMrouteRootSm> asyncMrouteRootSm() const { return nullptr; }
   virtual McastGroupProgrammerSm * groups() const { return nullptr; }
 };
 

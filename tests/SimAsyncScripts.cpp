@@ -124,6 +124,28 @@ TEST_F(SimAsyncScripts, TheReviewKeepsChangesBack) {
   EXPECT_NE(result.text.find("routes 1, kept back 1"), std::string::npos) << result.text;
 }
 
+TEST_F(SimAsyncScripts, TheProgrammerShowsItself) {
+  std::string const lines =
+      "l2 on\nchip add c0 ports Ethernet1 Ethernet2 Ethernet3 routes 1\n"
+      "vlan add 20 port Ethernet2 Ethernet3\nvlan add 10 port Ethernet1\n"
+      "bridge snooping vid 20 on\nbridge router add vid 20 port Ethernet3\n"
+      "bridge fdb add 01:1b:19:00:00:00 vid 20 port Ethernet2\n"
+      "bridge fdb add 01:1b:19:00:00:01 vid 20 port Ethernet2\nsettle 1\n";
+  std::string const shows =
+      "echo rows\nshow vlans\nshow vlans 20 not-programmed\nshow vlans summary\nshow floodsets 20\n"
+      "show eth-groups group 01:1b:19:00:00:09\nshow eth-groups 20 programmed\n"
+      "show failed groups\nprogrammer kill\nshow vlans\necho end\n";
+  auto const text = script("fabric async\n" + lines + shows).text;
+  auto const from = text.find("rows\n");
+  ASSERT_NE(from, std::string::npos) << text;
+  EXPECT_EQ(text.substr(from, text.find("end\n") - from),
+            "rows\nVlan 10: Et1\nVlan 20: Et2,Et3\nno vlan floodsets\nVlan 20: Et3\n"
+            "00:00:00:00:00:00 \n01:1b:19:00:00:00 Et2\n"
+            "ethGroup vlan 20 01:1b:19:00:00:01:                               "
+            "route entries 0x100\n");
+  EXPECT_EQ(script(lines + "show vlans\n").exit, 1) << "chips that answer at once";
+}
+
 TEST_F(SimAsyncScripts, GroupsThatAgentsAskFor) {
   auto const result = script(
       "fabric async\nchip add c0 ports p1 p2 p3\nchip add c1 ports p4 p5\n"
