@@ -101,7 +101,10 @@ bool isSeconds(std::string const & text) {
 
 constexpr auto kinds = std::to_array<ValueKind>({
     {"VLAN", "a VLAN from 1 to 4094", isVlan},
+    {"NEW-VLAN", "a VLAN from 1 to 4094", isVlan},
+    {"IN", "a VLAN from 1 to 4094", isVlan},
     {"PORT", "a port", isIntf},
+    {"OUTPUT", "a port", isIntf},
     {"INTF", "an interface", isIntf},
     {"IIF", "the accepting interface", isIntf},
     {"OIF", "an output such as br100 or et1=accept+forward", isOif},

@@ -18,29 +18,32 @@ AsyncChip::~AsyncChip() {
 
 // --- What stands
 
-std::optional<Chip::Entry> AsyncChip::entry(RouteHandle handle) const {
+std::optional<Chip::Entry> AsyncChip::written(RouteHandle handle) const {
   auto const held = held_.find(handle.value);
   if (held == held_.end()) return std::nullopt;
   auto const match = inUseRouteHandle(handle);
   auto const & [rpaId, confirmed, pending] = held->second;
-  Set const & set = confirmed ? confirmed : pending;
+  auto const * const set =
+      static_cast<SimMtableOifSet const *>((confirmed ? confirmed : pending).get());
   return Entry{handle,
                {match.routeKey, Bridging::VlanIdOrNone(match.vlan)},
                rpaId,
-               set ? static_cast<SimMtableOifSet const &>(*set).oifSet() : nullptr,
+               set ? set->oifSet() : nullptr,
                static_cast<bool>(confirmed),
+               set ? set->id().value : 0,
                0};
 }
 
-std::vector<Chip::Entry> AsyncChip::entries() const {
+std::vector<Chip::Entry> AsyncChip::written() const {
   std::vector<Entry> out;
-  for (auto const & held : held_) out.push_back(*entry(RouteHandle{held.first}));
+  for (auto const & held : held_) out.push_back(*written(RouteHandle{held.first}));
   return out;
 }
 
 void AsyncChip::clear() {
   while (!held_.empty()) doDeleteRoute(RouteHandle{held_.begin()->first});
   leftSetsDelAll();
+  forgetTampering();
 }
 
 // --- Room
@@ -85,7 +88,8 @@ bool AsyncChip::end(U32 id, RouteHandle handle, Result result) {
 void AsyncChip::handleConfirmed(RouteHandle handle) {
   Held & held = held_.at(handle.value);
   held.confirmed = std::exchange(held.pending, nullptr);
-  if (isObserved()) tellObserver(handle, entry(handle)->key);
+  writtenIs(handle);
+  if (isObserved()) tellObserver(handle, written(handle)->key);
 }
 
 RouteHandle AsyncChip::handleOf(U32 ingressId) const {
@@ -133,13 +137,14 @@ AsyncChip::XactPtr AsyncChip::doSetMtableOifSet(RouteHandle handle, Set const & 
   auto const xact = SimAsyncSwitchChip::doSetMtableOifSet(handle, set, blocking);
   if (!xact) return xact;
   Set const former = std::exchange(held_.at(handle.value).pending, set);
-  if (isObserved()) tellObserver(handle, entry(handle)->key);
+  if (isObserved()) tellObserver(handle, written(handle)->key);
   answering_->openIs(xact->id(), handle);
   return xact;
 }
 
 void AsyncChip::doDeleteRoute(RouteHandle handle) {
-  auto const gone = entry(handle);
+  auto const gone = written(handle);
+  writtenIs(handle);
   SimAsyncSwitchChip::doDeleteRoute(handle);
   held_.erase(handle.value);
   if (gone) tellObserver(handle, gone->key);

@@ -25,11 +25,6 @@ class AsyncChip final : public SimAsyncSwitchChip, public Chip {
   Zet::Name name() const override { return SimAsyncSwitchChip::name(); }
   U32 index() const override { return SimAsyncSwitchChip::index(); }
 
-  // An entry is active once the chip has confirmed it, and until it confirms another set it
-  // forwards by the old one. Of a pending one the set that it is to point at.
-  std::vector<Chip::Entry> entries() const override;
-  std::optional<Chip::Entry> entry(RouteHandle) const override;
-
   Zet::OrderedSet<Nettle::IntfId> const & ports() const override { return ports_; }
   void portIs(Nettle::IntfId port, bool v) override { v ? ports_.insert(port) : ports_.del(port); }
 
@@ -79,6 +74,10 @@ class AsyncChip final : public SimAsyncSwitchChip, public Chip {
     Set pending;
   };
 
+  // An entry is active once the chip has confirmed it, and until it confirms another set it
+  // forwards by the old one. Of a pending one the set that it is to point at.
+  std::vector<Chip::Entry> written() const override;
+  std::optional<Chip::Entry> written(RouteHandle) const override;
   static U16 limit(U32 n);
   void handleConfirmed(RouteHandle);
 

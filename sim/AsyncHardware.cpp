@@ -76,12 +76,15 @@ void addSetAlone(AsyncZetMroute const & route, Chip const & chip, std::vector<Ch
   for (AsyncChipInfo const & info : route.chipInfo()) {
     auto const * const set = static_cast<SimMtableOifSet const *>(standing(info));
     if (&asAsync(info.chip()) != &chip || !set) continue;
-    out.push_back({{},
-                   {route.key(), route.acceptingVlanId()},
-                   route.rpaId(),
-                   set->oifSet(),
-                   info.mtableOifSetCommitted() || set != info.mtableOifSet().get(),
-                   set->multicastId()});
+    bool const isActive = info.mtableOifSetCommitted() || set != info.mtableOifSet().get();
+    auto const here = chip.seen({{},
+                                 {route.key(), route.acceptingVlanId()},
+                                 route.rpaId(),
+                                 set->oifSet(),
+                                 isActive,
+                                 set->id().value,
+                                 set->multicastId()});
+    if (here) out.push_back(*here);
   }
 }
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "fabric/SimFabric.h"
+#include "sim/Tampering.h"
 
 namespace Brindle::Sim {
 
@@ -16,16 +16,8 @@ class Chip {
   static constexpr U32 defaultRoutes = 1000;
   static constexpr U32 defaultSets = 4000;
 
-  // What an entry matches.
-  using Match = SimSwitchChip::SimRouteKey;
-  struct Entry {
-    RouteHandle handle;  // null for a set that stands without an entry
-    Match key;
-    SwitchChip::RpaIndex rpaId = Shoal::Multicast::Fib::rpaNone;
-    Zet::Ptr<OifSet const> oifSet;  // that packets go out of; null for none
-    bool active = false;            // the chip forwards by it
-    U32 multicastId = 0;            // of a set that is known by one
-  };
+  using Entry = ChipEntry;
+  using Match = Entry::Match;
   // Hears of each entry after it has come, changed or gone.
   class Observer {
    public:
@@ -41,8 +33,14 @@ class Chip {
   virtual U32 index() const = 0;
 
   // What stands in it, in any order; one entry, if it stands.
-  virtual std::vector<Entry> entries() const = 0;
-  virtual std::optional<Entry> entry(RouteHandle) const = 0;
+  std::vector<Entry> entries() const;
+  std::optional<Entry> entry(RouteHandle) const;
+  // As the hardware has what was written.
+  std::optional<Entry> seen(Entry const & entry) const { return tampering_.seen(entry); }
+
+  // Something happens to an entry behind the library's back; all of that is undone.
+  void tamper(Entry const & entry, Tamper const & tamper);
+  void restore();
 
   // The ports that belong to it.
   virtual Zet::OrderedSet<Nettle::IntfId> const & ports() const = 0;
@@ -75,6 +73,12 @@ class Chip {
  protected:
   Chip() = default;
   ~Chip() = default;
+  // What was written to it.
+  virtual std::vector<Entry> written() const = 0;
+  virtual std::optional<Entry> written(RouteHandle) const = 0;
+  // An entry has been written anew, or deleted: what happened to it is past.
+  void writtenIs(RouteHandle handle) { tampering_.writtenIs(handle); }
+  void forgetTampering() { tampering_.clear(); }
   // Whether the next request is to fail; counts it.
   bool refusesRoute() { return takeOne(refuseRoutes_); }
   bool refusesSet() { return takeOne(refuseSets_); }
@@ -86,7 +90,10 @@ class Chip {
  private:
   static bool takeOne(U32 & count) { return count != 0 && count-- != 0; }
 
+  void tellOfAll() const;
+
   Observer * observer_ = nullptr;
+  Tampering tampering_;
   U32 refuseRoutes_ = 0;
   U32 refuseSets_ = 0;
 };

@@ -6,6 +6,7 @@
 namespace Brindle::Sim {
 
 class Host;
+struct KeyView;
 
 extern Subject<Host> const bridgingCommands;
 extern Subject<Host> const lagCommands;
@@ -22,6 +23,10 @@ extern Subject<Host> const showCommands;
 extern Subject<Host> const explainCommands;
 extern Subject<Host> const programmerCommands;
 extern Subject<Host> const checkCommands;
+extern Subject<Host> const verifyCommands;
+
+// The L2 route that a line names by VLAN, and by what is flooded, MAC or ADDRESS.
+KeyView floodsetKey(Arguments const & arguments);
 
 // All of them.
 std::span<Subject<Host> const> simCommands();

@@ -10,6 +10,19 @@
 
 namespace Brindle::Sim {
 
+KeyView floodsetKey(Arguments const & arguments) {
+  using namespace Routing::Multicast::Fib;
+  auto const vlan = arguments.vlan();
+  IpGenRouteKey key = makeRouteKeyVlanFloodset(vlan);
+  if (arguments.has("unknown")) key = makeRouteKeyMulticastFloodset(vlan);
+  if (arguments.has("core-side")) key = makeRouteKeyVxlanCoreSideFloodset(vlan);
+  if (arguments.given("MAC")) key = makeRouteKeyEthGroup(vlan, arguments.mac());
+  if (arguments.given("ADDRESS")) {
+    key = makeRouteKeyEvpnMultihomeFloodset(vlan, arguments.address());
+  }
+  return {L3::VrfName::defaultVrf(), key};
+}
+
 namespace {
 
 std::string listText(std::vector<std::string> const & items) {
@@ -60,19 +73,6 @@ void expectOutputs(Host & host, Arguments const & arguments) {
   if (!route) throw CommandError("expected the route " + key.pretty() + ", which is not there");
   requireEqual("as outputs of " + key.pretty(), wanted, listText(portsOf(route->outputs)));
   host.out() << "ok: " << key.pretty() << " leaves by " << wanted << '\n';
-}
-
-KeyView floodsetKey(Arguments const & arguments) {
-  using namespace Routing::Multicast::Fib;
-  auto const vlan = arguments.vlan();
-  IpGenRouteKey key = makeRouteKeyVlanFloodset(vlan);
-  if (arguments.has("unknown")) key = makeRouteKeyMulticastFloodset(vlan);
-  if (arguments.has("core-side")) key = makeRouteKeyVxlanCoreSideFloodset(vlan);
-  if (arguments.given("MAC")) key = makeRouteKeyEthGroup(vlan, arguments.mac());
-  if (arguments.given("ADDRESS")) {
-    key = makeRouteKeyEvpnMultihomeFloodset(vlan, arguments.address());
-  }
-  return {L3::VrfName::defaultVrf(), key};
 }
 
 // What a floodset sends out of, if all chips do that have the ports.

@@ -6,6 +6,7 @@
 
 #include "sim/AsyncViews.h"
 #include "sim/GroupViews.h"
+#include "sim/Verify.h"
 
 namespace Brindle::Sim {
 
@@ -22,6 +23,7 @@ void print(std::ostream & out, std::vector<ReviewView> const & reviews);
 void print(std::ostream & out, std::vector<TransactionView> const & transactions);
 void print(std::ostream & out, ProgrammerView const & programmer);
 void print(std::ostream & out, std::vector<GroupView> const & groups);
+void print(std::ostream & out, VerifyView const & view);
 
 Json toJson(std::vector<RouteView> const & routes);
 Json toJson(std::vector<FloodsetView> const & floodsets);
@@ -32,6 +34,7 @@ Json toJson(std::vector<VrfFastdropView> const & vrfs);
 Json toJson(std::vector<FailureView> const & failures);
 Json toJson(std::vector<TransactionView> const & transactions);
 Json toJson(std::vector<GroupView> const & groups);
+Json toJson(VerifyView const & view);
 
 // "100: p1 p2; 200: p5".
 std::string outputsText(OutputsView const & outputs, bool toCpu = false);

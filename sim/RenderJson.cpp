@@ -205,4 +205,15 @@ Json toJson(StatusView const & status) {
           {"routes", listJson(status.routes)}};
 }
 
+Json toJson(VerifyView const & view) {
+  Json differences = Json::array();
+  for (auto const & one : view.differences) {
+    Json json = keyJson(one.key);
+    json["where"] = one.where;
+    json["what"] = one.what;
+    differences.push_back(std::move(json));
+  }
+  return {{"verified", view.routes}, {"differences", std::move(differences)}};
+}
+
 }  // namespace Brindle::Sim

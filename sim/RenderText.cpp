@@ -246,4 +246,15 @@ void print(std::ostream & out, std::vector<GroupView> const & groups) {
   table.print(out);
 }
 
+void print(std::ostream & out, VerifyView const & view) {
+  out << plural(view.routes, "route") << " verified";
+  if (!view.differences.empty()) out << ", " << plural(view.differences.size(), "difference");
+  out << '\n';
+  for (auto const & one : view.differences) {
+    out << "  " << one.key.pretty();
+    if (one.key.vrf != L3::VrfName::defaultVrf()) out << " in " << one.key.vrfText();
+    out << ": " << one.where << ": " << one.what << '\n';
+  }
+}
+
 }  // namespace Brindle::Sim

@@ -14,19 +14,24 @@ void requireRoom(char const * what, U32 wanted, U32 inUse) {
 
 Chip::Entry entryOf(SimSwitchChip::Route const & route) {
   auto const & set = route.simMtableOifSet();
-  return {route.routeHandle(),           route.key(),       route.rpaId(),
-          set ? set->oifSet() : nullptr, route.activated(), 0};
+  return {route.routeHandle(),
+          route.key(),
+          route.rpaId(),
+          set ? set->oifSet() : nullptr,
+          route.activated(),
+          0,
+          0};
 }
 
 }  // namespace
 
-std::vector<Chip::Entry> SyncChip::entries() const {
+std::vector<Chip::Entry> SyncChip::written() const {
   std::vector<Chip::Entry> out;
   for (auto i = simRoute().begin(); i; i.advance()) out.push_back(entryOf(*i));
   return out;
 }
 
-std::optional<Chip::Entry> SyncChip::entry(RouteHandle handle) const {
+std::optional<Chip::Entry> SyncChip::written(RouteHandle handle) const {
   auto const * const route = simRoute(handle);
   return route ? std::optional(entryOf(*route)) : std::nullopt;
 }
@@ -55,7 +60,7 @@ void SyncChip::announceRoom() {
 }
 
 void SyncChip::clear() {
-  for (auto const & entry : entries()) doDeleteRoute(entry.handle);
+  for (auto const & entry : written()) doDeleteRoute(entry.handle);
 }
 
 void SyncChip::doAllocateMtableOifSet(Zet::Ptr<OifSet const> const & oifSet) {
@@ -78,6 +83,7 @@ void SyncChip::doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone accep
 
 void SyncChip::doSetMtableOifSet(RouteHandle handle, Zet::Ptr<MtableOifSet> const & set) {
   SimSwitchChip::doSetMtableOifSet(handle, set);
+  writtenIs(handle);
   tellObserver(handle);
 }
 
@@ -87,7 +93,8 @@ void SyncChip::doActivateRoute(RouteHandle handle) {
 }
 
 void SyncChip::doDeleteRoute(RouteHandle handle) {
-  auto const gone = isObserved() ? entry(handle) : std::nullopt;
+  auto const gone = isObserved() ? written(handle) : std::nullopt;
+  writtenIs(handle);
   SimSwitchChip::doDeleteRoute(handle);
   if (gone) Chip::tellObserver(handle, gone->key);
 }

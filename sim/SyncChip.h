@@ -12,9 +12,6 @@ class SyncChip final : public SimSwitchChip, public Chip {
   Zet::Name name() const override { return SimSwitchChip::name(); }
   U32 index() const override { return SimSwitchChip::index(); }
 
-  std::vector<Chip::Entry> entries() const override;
-  std::optional<Chip::Entry> entry(RouteHandle) const override;
-
   Zet::OrderedSet<Nettle::IntfId> const & ports() const override { return port(); }
   void portIs(Nettle::IntfId port, bool v) override { SimSwitchChip::portIs(port, v); }
 
@@ -42,6 +39,8 @@ class SyncChip final : public SimSwitchChip, public Chip {
   void doDeleteRoute(RouteHandle) override;
 
  private:
+  std::vector<Chip::Entry> written() const override;
+  std::optional<Chip::Entry> written(RouteHandle) const override;
   void tellObserver(RouteHandle handle) const;
 };
 
