@@ -55,6 +55,7 @@ void Comparison::compareTable(L3::VrfName vrf) {
   std::vector<std::string> lines;
   auto const & routes = host_.routeTables().vrfMrouteTable(vrf)->mroute();
   for (auto i = routes.begin(); i; i.advance()) {
+    if (isL2(i->key())) continue;
     RouteName const name{vrf, i->key()};
     lines.push_back(name.text() + " " + std::to_string(i->acceptingVlanId().value()) + " " +
                     textOf(i->oifSet().get()));

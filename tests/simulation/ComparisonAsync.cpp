@@ -171,10 +171,16 @@ void AsyncComparison::compareEntry(Subject const & subject) {
     bool const holds = info && info->mtableOifSet();
     if (holds && wanted) {
       compareEntry(subject, *info);
-    } else if (holds || (wanted && !circumstances_.lateChips.count(nameOf(*chip)))) {
+    } else if (holds || (wanted && !isLate(subject.route, *chip))) {
       differ(subject.name, (holds ? "is still held for " : "lacks for ") + nameOf(*chip));
     }
   }
+}
+
+bool AsyncComparison::isLate(ZetMroute const & route, AsyncChip const & chip) const {
+  bool const isGroup = route.key().kind() == Fib::mcastGroup_;
+  if (isGroup) return circumstances_.groups.isLate(route.key().mcastGroup(), nameOf(chip));
+  return circumstances_.lateChips.count(nameOf(chip)) != 0;
 }
 
 void AsyncComparison::compareEntry(Subject const & subject, ChipInfo const & info) {

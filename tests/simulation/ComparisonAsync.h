@@ -10,6 +10,7 @@
 
 #include "programmer/AsyncMrouteSm.h"
 #include "sim/AsyncChip.h"
+#include "tests/simulation/GroupHistory.h"
 #include "tests/simulation/Standing.h"
 
 namespace Simulation {
@@ -25,6 +26,7 @@ class AsyncComparison : public Findings {
   struct Circumstances {
     // A chip that is added later gets a route with the route's next version.
     std::set<std::string> const & lateChips;
+    GroupHistory const & groups;  // which know theirs
     // Chips lack room or refuse.
     bool failuresExpected;
     // All chips have room and have answered, and the programmer works.
@@ -72,6 +74,7 @@ class AsyncComparison : public Findings {
   void compareChip(AsyncChip const & chip);
   void compareL2Records(Machine const & machine);
 
+  bool isLate(ZetMroute const & route, AsyncChip const & chip) const;
   // The route's entry may be one that stood on its new input before.
   bool mayBeTakenOver(ChipInfo const & info) const;
   void hold(ChipInfo const & info);

@@ -58,6 +58,7 @@ class Audit {
             found.failedVxlanCoreSideFloodset());
     compare("failed peer floodsets", failed[evpnMultihomeFloodset_],
             found.failedEvpnMultihomeFloodset());
+    compare("failed requested groups", failed[mcastGroup_], found.failedMcastGroup());
     compare("routes without room", overflow[mroute_], found.failedMroutesHwOverflow());
     compare("groups without room", overflow[ethGroup_], found.failedEthGroupsHwOverflow());
     compare("unknown floodsets without room", overflow[multicastFloodset_],

@@ -125,7 +125,7 @@ void FloodsetComparison::compareChip(Chip const & chip) {
   std::map<Key, std::vector<Entry>> found;
   for (auto const & [key, route] : expected_) found[key];
   for (auto const & entry : host_.hardware().entries(chip)) {
-    if (entry.key.sg.kind() == mroute_) continue;
+    if (entry.key.sg.kind() == mroute_ || entry.key.sg.kind() == mcastGroup_) continue;
     found[entry.key.sg].push_back(
         {entry.key.vlanId.value(), entry.active, textOf(entry.oifSet.get())});
   }

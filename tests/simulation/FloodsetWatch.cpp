@@ -57,7 +57,7 @@ bool FloodsetWatch::mayLeave(Key const & key) const {
 
 void FloodsetWatch::onEntry(Chip const & chip, Brindle::RouteHandle handle,
                             Chip::Match const & key) {
-  if (key.sg.kind() == mroute_) return;
+  if (key.sg.kind() == mroute_ || !looks_) return;
   std::pair const where(nameOf(chip), key.sg);
   if (auto const entry = chip.entry(handle)) {
     if (entry->active) active_[where] = handle;

@@ -24,6 +24,9 @@ class FloodsetWatch : public Brindle::Sim::Chip::Observer, public Findings {
   void before(std::vector<std::string> const & words);
   void note(std::vector<std::string> const & words, bool mayFail);
 
+  // False while somebody tampers with chips.
+  void looksIs(bool v) { looks_ = v; }
+
   // VLANs that have run no spanning tree since they came up, if only for a while.
   std::set<Bridging::VlanId> const & treeless() const { return treeless_; }
   // Whether floodsets keep their entries when they fail was changed while chips refused.
@@ -40,6 +43,7 @@ class FloodsetWatch : public Brindle::Sim::Chip::Observer, public Findings {
   // The entries that are active, by chip and key.
   std::map<std::pair<std::string, Key>, Brindle::RouteHandle> active_;
   std::set<Bridging::VlanId> treeless_;
+  bool looks_ = true;
   bool mayFail_ = false;
   bool keepingChanged_ = false;
 };

@@ -7,6 +7,7 @@ std::vector<std::string> Generator::script() {
   addChips();
   weigh();
   weighAsync();
+  weighGroups();
   calm_ = random_.percent(20);
   bool const early = random_.percent(50);
   if (early) startPublishers();
@@ -28,6 +29,7 @@ std::vector<std::string> Generator::script() {
 void Generator::configure() {
   add("tables private");
   configureAsync();
+  configureGroups();
   v6_ = random_.percent(12);
   if (v6_) add("hw family ipv6");
   add({"lag operation ", random_.of({"pass", "expand", "designated"})});
@@ -125,6 +127,7 @@ void Generator::burst() {
   for (U32 i = calm_ || random_.percent(30) ? 1 : random_.between(2, 25); i > 0; --i) {
     event();
     asyncEvent();
+    groupEvent();
   }
   add("settle");
 }
@@ -179,6 +182,7 @@ void Generator::tearDown() {
     if (random_.percent(30)) last.push_back("ip addr del " + address + " dev " + intf);
   }
   random_.shuffle(last);
+  tearDownGroups();
   tearDownAsync();
   for (auto const & line : last) {
     add(line);

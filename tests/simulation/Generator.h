@@ -178,6 +178,25 @@ class Generator {
   void programmerLife();
   void backupTakesOver();
   std::string laterChip();
+
+  // Events of agents that ask for groups
+  void configureGroups();
+  void weighGroups();
+  void groupEvent();
+  void tearDownGroups();
+  void groupRequest();
+  void groupDrop();
+  void groupAgain();
+  void groupLag();
+  void groupMode();
+  void clientGo();
+  void groupTwins();
+  void groupFull();
+  std::string groupName();
+  std::string groupPort();
+  std::string groupPorts();
+  std::string groupMembers();
+
   std::string result();
   // Where chips answer later and fail, a settle lasts as long as it may.
   bool settlesBriefly() { return async_ && !healing_ && later_.percent(90); }
@@ -238,6 +257,10 @@ class Generator {
   Random later_;
   std::vector<Event> asyncEvents_;
   U32 asyncWeight_ = 0;
+  Random agents_;
+  std::vector<Event> groupEvents_;
+  U32 groupWeight_ = 0;
+  bool asksForGroups_ = false;
   bool async_ = false;
   bool asyncFaults_ = false;
   bool programmerDies_ = false;

@@ -8,12 +8,13 @@ namespace Simulation {
 
 namespace {
 
-// What either stream begins with must not be the other's.
+// What the streams begin with must not be each other's.
 constexpr U64 apart = 0xa5a5a5a55a5a5a5a;
+constexpr U64 farther = 0x3c3c3c3cc3c3c3c3;
 
 }  // namespace
 
-Generator::Generator(U64 seed) : random_(seed), later_(seed ^ apart) {
+Generator::Generator(U64 seed) : random_(seed), later_(seed ^ apart), agents_(seed ^ farther) {
   async_ = later_.percent(40);
   programmerDies_ = later_.percent(async_ ? 30 : 15);
 }

@@ -3,9 +3,11 @@
 #include <algorithm>
 
 #include "platform/ShoalFiles.h"
+#include "sim/Verify.h"
 #include "tests/simulation/ComparisonCounters.h"
 #include "tests/simulation/ComparisonExplain.h"
 #include "tests/simulation/ComparisonFloodsets.h"
+#include "tests/simulation/ComparisonGroups.h"
 #include "tests/simulation/ComparisonPrefixes.h"
 
 namespace Simulation {
@@ -70,6 +72,7 @@ void Lab::note(std::vector<std::string> const & words) {
   floodsetWatch_.note(words, c.failuresExpected);
   c.keepingChanged = floodsetWatch_.keepingChanged();
   prefixHistory_.note(words, publishers_.read(host_.tables()));
+  groups_.note(words);
 }
 
 void Lab::noteLeftVrfs() {
@@ -128,20 +131,89 @@ void Lab::compare(bool isHealed) {
                                      circumstances_);
   PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables,
                                   circumstances_.failuresExpected);
-  AsyncComparison const later(
-      host_, {circumstances_.lateChips, circumstances_.failuresExpected, isHealed, forgotten_});
+  GroupComparison const groups(host_, groups_, circumstances_);
+  AsyncComparison const later(host_, {circumstances_.lateChips, groups_,
+                                      circumstances_.failuresExpected, isHealed, forgotten_});
   forgotten_ = later.forgotten();
   std::erase_if(circumstances_.leftVrfs, [this](L3::VrfName vrf) {
     return host_.routeTables().vrfMrouteTable(vrf) != nullptr;
   });
   wrong_ = comparison.differences() + later.differences() + floodsets.differences() +
-           floodsetWatch_.takeDifferences() + prefixes.differences() +
+           floodsetWatch_.takeDifferences() + prefixes.differences() + groups.differences() +
            ExplainComparison(host_).differences();
-  traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown());
+  if (wrong_.empty()) verifyAll();
+  if (wrong_.empty()) tamperWithOne();
+  traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown() +
+            groups.shown());
   circumstances_.unnoticed = comparison.unnoticed();
   forgetBackups();
   ++comparisons_;
   routesCompared_ += comparison.routes() + floodsets.routes();
+}
+
+void Lab::verifyAll() {
+  for (auto const & one : verify(host_, std::nullopt).differences) {
+    wrong_ += "verify: " + one.key.pretty() + ": " + one.where + ": " + one.what + "\n";
+  }
+}
+
+namespace {
+
+// The one with a number, of all that forward and that no chip is being told anything of.
+std::pair<Chip *, Chip::Entry> chosenEntry(Host const & host, U32 number) {
+  std::vector<std::pair<Chip *, Chip::Entry>> all;
+  auto const & tables = host.routeTables().vrfMrouteTable();
+  for (Chip * chip : host.chips()) {
+    for (auto const & entry : host.hardware().entries(*chip)) {
+      bool open = !entry.active;
+      for (auto i = tables.begin(); i; i.advance()) open |= isOpen(host, {i.key(), entry.key.sg});
+      if (!open) all.emplace_back(chip, entry);
+    }
+  }
+  return all.empty() ? std::pair<Chip *, Chip::Entry>() : all[number % all.size()];
+}
+
+Tamper tamperOf(Chip::Entry const & entry, U32 number) {
+  Tamper tamper;
+  auto const * const set = entry.oifSet ? &entry.oifSet->portVlanSet() : nullptr;
+  bool const hasOutputs = set && set->portVlans() != 0;
+  switch (number % 4) {
+    case 0:
+      tamper.isRemoved = true;
+      break;
+    case 1:  // which VLAN a connected subnet came with nobody remembers
+      if (set) tamper.vlan = Bridging::VlanIdOrNone(4001);
+      tamper.isRemoved = !set;
+      break;
+    case 2:
+      if (hasOutputs) tamper.taken = set->portVlan().items().begin()->port;
+      tamper.isRemoved = !hasOutputs;
+      break;
+    default:
+      tamper.added = Nettle::IntfId("p77");
+      break;
+  }
+  return tamper;
+}
+
+}  // namespace
+
+void Lab::tamperWithOne() {
+  if (!host_.hardware().runs()) return;
+  auto const [chip, entry] = chosenEntry(host_, comparisons_ * 7);
+  if (!chip) return;
+  floodsetWatch_.looksIs(false);
+  chip->tamper(entry, tamperOf(entry, comparisons_));
+  bool found = false;
+  for (auto const & one : verify(host_, std::nullopt).differences) {
+    found |= one.where == chip->name().view() && one.key.key == entry.key.sg;
+  }
+  chip->restore();
+  floodsetWatch_.looksIs(true);
+  if (!found) {
+    wrong_ += "verify finds nothing wrong with " + entry.key.sg.pretty() + " in " + nameOf(*chip) +
+              ", which was tampered with\n";
+  }
 }
 
 // What nobody follows any more stays in the chips for ever.

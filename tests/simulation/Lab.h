@@ -12,6 +12,7 @@
 #include "tests/simulation/ComparisonAsync.h"
 #include "tests/simulation/FastdropHistory.h"
 #include "tests/simulation/FloodsetWatch.h"
+#include "tests/simulation/GroupHistory.h"
 #include "tests/simulation/PrefixHistory.h"
 #include "tests/simulation/Publishers.h"
 
@@ -48,6 +49,10 @@ class Lab {
   FastdropHistory::Routes expectedRoutes() const;
   // `isHealed`: all chips have room and have answered.
   void compare(bool isHealed);
+  // Publication, programmer and chips against each other.
+  void verifyAll();
+  // Something happens to an entry of a chip behind the library's back: that is found, and undone.
+  void tamperWithOne();
   void compareLeftovers();
   void traceText(std::string text);
 
@@ -59,6 +64,7 @@ class Lab {
   FloodsetWatch floodsetWatch_{host_};
   PrefixHistory prefixHistory_{host_};
   FastdropHistory fastdrops_{host_};
+  GroupHistory groups_{host_};
   Circumstances circumstances_;
   bool reviewed_ = false;
   AsyncComparison::Forgotten forgotten_;

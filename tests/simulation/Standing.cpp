@@ -8,7 +8,8 @@ using Brindle::Sim::Host;
 
 Brindle::Mroute const * mroute(Host const & host, RouteName const & name) {
   auto const & tables = host.routeTables();
-  bool const isL2 = name.key.kind() != Routing::Multicast::Fib::mroute_;
+  using namespace Routing::Multicast::Fib;
+  bool const isL2 = name.key.kind() != mroute_ && name.key.kind() != mcastGroup_;
   auto const * table = isL2 ? tables.l2FloodsetTable().get() : tables.vrfMrouteTable(name.vrf);
   return table ? table->mroute(name.key) : nullptr;
 }

@@ -12,7 +12,7 @@
 
 namespace Simulation {
 
-// The route as it was computed, of IP or L2; null if it is in no table.
+// The route as it was computed, of IP, L2 or a group; null if it is in no table.
 Brindle::Mroute const * mroute(Brindle::Sim::Host const & host, RouteName const & name);
 // What is published of it; null if nothing is.
 Brindle::Sim::Fib::Hardware::RouteStatus const * statusOf(Brindle::Sim::Host const & host,
