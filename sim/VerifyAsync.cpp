@@ -115,14 +115,13 @@ void AsyncVerifier::verifyOwnEntry(Subject const & s, AsyncChipInfo const & info
                   {s.key.key, s.route.acceptingVlanId()},
                   contentOf(info.mtableOifSet()),
                   !isPending,
-                  s.route.rpaId()};
+                  std::nullopt};
     if (isPending && found) {
-      // Which VLAN, which set and which rendezvous point it had before nobody knows any more.
+      // Which VLAN and which set it had before nobody knows any more.
       bool const isOld = handle == info.oldRpfRouteHandle();
       bool const isFormer = found->oifSet.get() == contentOf(info.oldMtableOifSet());
       if (isOld) wanted.match.vlanId = found->key.vlanId;
       if (isOld || isFormer || mayBeTakenOver(info)) wanted.set = found->oifSet.get();
-      wanted.rpaId = std::nullopt;
     }
     hold(chip, handle);
     compareEntry(s.key, chip, wanted, found);
@@ -315,7 +314,9 @@ bool AsyncVerifier::keepsOldSet(Subject const & s) const {
 
 void AsyncVerifier::doVerify(Subject const & s) {
   auto const handles = Zet::make<RouteHandleCollection>();
-  if (!s.machine.doVerify(s.key.key, *handles)) return;
+  auto const & infos = s.route.chipInfo();
+  bool const any = s.machine.doVerify(s.key.key, *handles);
+  if (any == infos.empty()) differ(s.key, "programmer", "is not sure whether chips have entries");
   for (auto const & named : handles->routeHandle()) {
     RouteHandle const handle = named.fwkKey();
     auto const chips = host_.chips();
@@ -326,6 +327,17 @@ void AsyncVerifier::doVerify(Subject const & s) {
     if (handle.isNull() || stands) continue;
     differ(s.key, "programmer",
            "names entry " + std::to_string(handle.value) + ", which stands in no chip");
+  }
+  // Of a route that is kept back it names those of the first chip.
+  for (AsyncChipInfo const & info : infos) {
+    if (&info != infos.begin() && s.route.reason().blocked()) break;
+    auto const require = [&](RouteHandle handle) {
+      if (handle.isNull() || handles->routeHandle().contains(handle)) return;
+      differ(s.key, nameOf(chipOf(info)), "has an entry that the programmer does not name");
+    };
+    require(info.rpfRouteHandle());
+    require(info.oldRpfRouteHandle());
+    for (AsyncVlanInfo const & side : info.entries()) require(side.routeHandle);
   }
 }
 
