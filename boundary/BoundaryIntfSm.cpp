@@ -86,9 +86,22 @@ void BoundaryIntfSm::doDeletePrefix(IpGenPrefix const & group) {
 
 // --- Connected subnets
 
-// What denies traffic from anywhere stays when they become known.
+// What denies traffic from anywhere stays when they become known. The last subnets of a record may
+// have gone without a word to this machine: who was told first may have taken the record away.
 void BoundaryIntfSm::prefixIntfStatusIs(Zet::Ptr<IntfStatus const> const & v) {
   zetPrefixIntfStatus_.attach(v);
+  doDeleteGone();
+}
+
+void BoundaryIntfSm::doDeleteGone() {
+  auto const * const status = prefixIntfStatus();
+  for (auto group = prefixInfo_.begin(); group; group.advance()) {
+    auto const & sources = group->sPrefixInfo();
+    for (auto i = sources.begin(); i; i.advance()) {
+      bool const stays = i.key() == anySource || (status && status->route(i.key()));
+      if (!stays) doDeleteBoundaryPrefixMroute(group.key(), IpGenPrefix(i.key()));
+    }
+  }
 }
 
 void BoundaryIntfSm::handleRoute() {

@@ -81,6 +81,7 @@ class BRINDLE_API BoundaryIntfSm final : public Zet::Sm, public Zet::HashLink {
   void handleInitialized();
   void doAddPrefix(Nettle::IpGenPrefix const & group);
   void doDeletePrefix(Nettle::IpGenPrefix const & group);
+  void doDeleteGone();
   void doAddPrefixMroute(Nettle::IpGenPrefix const & source);
   void doDeletePrefixMroute(Nettle::IpGenPrefix const & source);
   void doAddBoundaryPrefixMroute(Nettle::IpGenPrefix const & group,

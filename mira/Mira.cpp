@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "mira/MiraBoundarySm.h"
 #include "mira/MiraRoot.h"
 #include "platform/Skein.h"
 #include "platform/Trace.h"
@@ -33,6 +34,8 @@ Mira::Mira(L3::VrfName const & vrf, Inputs const & in)
   handleInitialized();
   boundaryFastdropStatusIs(in.boundaryFastdropStatus);
 }
+
+Mira::~Mira() = default;
 
 void Mira::handleInitialized() {
   SKEIN("Mira::handleInitialized ", vrf_);

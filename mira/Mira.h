@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "mira/MfibShoalSm.h"
-#include "mira/MiraBoundarySm.h"
 #include "model/DirtyChangeSet.h"
 #include "model/DirtyInfo.h"
 #include "model/MrouteTable.h"
@@ -32,6 +31,7 @@
 namespace Brindle {
 
 class Explanation;
+class MiraBoundarySm;
 class MiraRoot;
 class MrouteTableReview;
 enum class RouteVerdict : U8;
@@ -60,6 +60,7 @@ class BRINDLE_API Mira : public Zet::Sm, public Zet::HashLink {
     Zet::Ptr<BoundaryFastdrop::Status> boundaryFastdropStatus{};
   };
   Mira(L3::VrfName const & vrf, Inputs const &);
+  ~Mira() override;
   L3::VrfName const & fwkKey() const { return vrf_; }
   Zet::Name name() const override { return vrf_.name(); }
   L3::VrfName const & vrfName() const { return vrf_; }

@@ -49,6 +49,9 @@ class MiraBoundarySm::Slice {
   using Ring = Keel::WrapIterator<Table>;
 
   void place();
+  bool hasGone(RouteKey const & bookmark) const {
+    return !(bookmark == RouteKey()) && !routes_.contains(bookmark);
+  }
   bool refresh(BoundaryMroute const & route);
 
   MiraBoundarySm & sm_;
@@ -68,11 +71,13 @@ void MiraBoundarySm::Slice::place() {
   }
   start_ = Ring(routes_, sm_.startingBookmark_);
   current_ = Ring(routes_, sm_.currentBookmark_);
+  // Where it began, or where it stood, has gone: it goes around once from here.
+  bool const gone = hasGone(sm_.startingBookmark_) || hasGone(sm_.currentBookmark_);
+  if (gone) start_ = current_;
   bool const begins = sm_.currentBookmark_ == RouteKey();
   ZET_TRACE(7, (begins ? "Beginning boundary review at: " : "Resuming boundary review at: ")
                    << current_.key().pretty());
-  // What stood there has gone: the next one is looked at from its beginning.
-  if (!(current_.key() == sm_.currentBookmark_)) sm_.vlanIdBookmark_ = VlanId(kFirstVlan);
+  if (gone) sm_.vlanIdBookmark_ = VlanId(kFirstVlan);
   sm_.currentBookmark_ = {};
   gathered.clear();
 }
@@ -82,6 +87,7 @@ bool MiraBoundarySm::Slice::run() {
     Zet::Ptr<BoundaryMroute> const route = current_.ptr();
     if (!sm_.dirtyInfo_->boundaryDirty(*route)) {
       ZET_TRACE(9, "No dirty boundaries in: " << route->key().pretty());
+      sm_.vlanIdBookmark_ = VlanId(kFirstVlan);
     } else if (!refresh(*route)) {
       return false;
     }
@@ -129,7 +135,13 @@ void MiraBoundarySm::doReview() {
   reviewTimer_->lastReviewTimeIs(zetClock_->target()->now());
   U32 const routes = table().boundaryMroute().size();
   ZET_TRACE(7, "MrouteTable has " << routes << " boundary routes");
-  if (routes == 0) return table().boundaryDirtyInfo()->clear();
+  if (routes == 0) {
+    table().boundaryDirtyInfo()->clear();
+    startingBookmark_ = currentBookmark_ = {};
+    dirtyInfo_->clear();
+    reviewInProgress_ = false;
+    return;
+  }
   Slice slice(*this);
   if (slice.run()) {
     ZET_TRACE(7, "Boundary review complete");

@@ -77,6 +77,8 @@ void MiraBoundarySm::handleFastdrop(IntfId intf) {
 
 void MiraBoundarySm::boundaryFastdropIs(Zet::Ptr<Fastdrop> const & v) {
   if (!v) Zet::throwNullParameter("Brindle::MiraBoundarySm::boundaryFastdrop");
+  auto const * const standing = boundaryFastdrop_.find(v->key());
+  if (standing && standing->target() != v.get()) boundaryFastdropDel(v->key());
   boundaryFastdrop_.attach(v->key(), v);
 }
 
@@ -117,6 +119,10 @@ void MiraBoundarySm::ZetBoundaryFastdrop::handleBoundaryGroup(IpGenAddr const & 
 
 void MiraBoundarySm::ZetBoundaryFastdrop::groupIs(Zet::Ptr<GroupInfo> const & info) {
   Zet::Ptr<ZetGroup> zetGroup(group_.find(info->key()));
+  if (zetGroup && zetGroup->target() != info.get()) {
+    groupDel(info->key());
+    zetGroup = nullptr;
+  }
   if (!zetGroup) {
     zetGroup = Zet::make<ZetGroup>(sm(), info->key(), key());
     group_.insert(zetGroup);
@@ -186,8 +192,25 @@ bool MiraBoundarySm::isAddrInTrie(IpGenAddr const & addr, IntfId intf) const {
 void MiraBoundarySm::handleIntfVlanIdTable(IntfId intf) {
   VlanIdOrNone const vlan = mira_->intfVlanIdTable()->intfIdToVlanId(intf);
   if (!vlan) return;
+  VlanId const * const last = lastVlan_.find(intf);
+  VlanIdOrNone const old = last ? VlanIdOrNone(*last) : VlanIdOrNone();
+  if (old == vlan) return;
   ZET_TRACE(8, intf << ", add mapping, vlan " << vlan);
   lastVlan_.at(intf) = VlanId(vlan);
+  if (old) doMoveFastdrops(intf, VlanId(old), VlanId(vlan));
+}
+
+// Drops go where their interface goes.
+void MiraBoundarySm::doMoveFastdrops(IntfId intf, VlanId from, VlanId to) {
+  auto const * const zet = boundaryFastdrop_.find(intf);
+  Zet::Ptr<Fastdrop> const fastdrop(zet ? zet->target() : nullptr);
+  if (!fastdrop) return;
+  for (auto group = fastdrop->group().begin(); group; group.advance()) {
+    for (auto i = group->source().begin(); i; i.advance()) {
+      doDelBoundaryFastdrop(i.key(), group.key(), from);
+      doRefreshBoundaryFastdrop(i.key(), group.key(), to);
+    }
+  }
 }
 
 void MiraBoundarySm::handleIntfVlanIdTable() {

@@ -162,6 +162,7 @@ class BRINDLE_API MiraBoundarySm final : public Zet::Sm {
   void handleFastdrop(Nettle::IntfId intf);
   void handleFastdrop();
   void handleIntfVlanIdTable();
+  void doMoveFastdrops(Nettle::IntfId intf, Bridging::VlanId from, Bridging::VlanId to);
   Bridging::VlanId vlanOf(Nettle::IntfId intf);
   MrouteTable & table() const { return *mrouteTable_; }
   Filters expand(RouteKey const & key, Bridging::VlanId vlan, PortVlanSet & set) const;

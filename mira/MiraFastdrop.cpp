@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "mira/MiraBoundarySm.h"
 #include "mira/MiraHelper.h"
 #include "mira/MiraRoot.h"
 #include "mira/PortVlanSetComputation.h"

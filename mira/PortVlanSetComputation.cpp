@@ -1,5 +1,6 @@
 #include "mira/PortVlanSetComputation.h"
 
+#include "mira/MiraBoundarySm.h"
 #include "mira/MiraHelper.h"
 #include "mira/MiraRoot.h"
 #include "model/Filters.h"

@@ -68,8 +68,13 @@ TEST_F(TcamBoundary, DeniesGroupsFromEachConnectedSubnet) {
   connected("10.3.0.0/24");
   EXPECT_EQ(entries(),
             "(10.1.0.0/24, 239.2.0.0/16)@10 -> no set; (10.3.0.0/24, 239.2.0.0/16)@10 -> no set");
-  mfib->intfBoundaryStatusDel(portName());
+  // Made anew it is narrowed all the same, and what goes with the record of its subnets goes.
+  routedPort(20);
+  EXPECT_EQ(entries(),
+            "(10.1.0.0/24, 239.2.0.0/16)@20 -> no set; (10.3.0.0/24, 239.2.0.0/16)@20 -> no set");
+  pimIntf->intfStatusDel(port());
   EXPECT_EQ(entries(), "");
+  mfib->intfBoundaryStatusDel(portName());
 }
 
 TEST_F(TcamBoundary, WithoutKnownSubnetsFromAnywhere) {
