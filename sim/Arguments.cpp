@@ -129,6 +129,7 @@ constexpr auto kinds = std::to_array<ValueKind>({
     {"INDEX", "a chip's number from 0 to 15", isNumberTo<15>},
     {"PRIORITY", "a priority from 0 to 255", isNumberTo<255>},
     {"RPA", "the index of a rendezvous point from 0 to 65535", isNumberTo<65535>},
+    {"VIF", "the kernel's number of an interface, from 0 to 65535", isNumberTo<65535>},
     {"PERCENT", "a percentage from 0 to 100", isNumberTo<100>},
     {"STATE", "a state from 0 to 255", isNumberTo<255>},
     {"MODE", "a switchport mode from 0 to 255", isNumberTo<255>},

@@ -37,6 +37,7 @@ class AsyncHardware final : public Hardware {
   Zet::Seconds nextAnswer() const override;
 
   MrouteReviewConfig * reviewConfig() const override { return reviewConfig_.get(); }
+  Zet::Ptr<AsyncFabric> asyncFabric() const override { return fabric_; }
   AsyncMrouteSm const * asyncMrouteSm(L3::VrfName vrf) const override {
     return runs() ? programmer_->rootSm()->asyncMrouteSm(vrf) : nullptr;
   }

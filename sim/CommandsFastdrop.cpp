@@ -2,6 +2,7 @@
 // makes of it, and what the chips see of the traffic.
 #include <algorithm>
 
+#include "sim/BoundaryAgent.h"
 #include "sim/Commands.h"
 #include "sim/Host.h"
 #include "sim/Render.h"
@@ -35,6 +36,14 @@ void report(Host & host, IpGenRouteKey const & stream, Bridging::VlanId vlan) {
   RpfFrames & frames = host.rpfFrames();
   frames.send(RpfFrames::frame(stream.source().address(), stream.group().address(), vlan.value()));
   frames.deliver();
+}
+
+// Where boundaries are learned, the kernel says so of what it has no route for.
+void reportNoCache(Host & host, IpGenRouteKey const & stream, Bridging::VlanId vlan) {
+  auto const intf = host.records().intfVlanIdTable->vlanIdToIntfId(vlan);
+  BoundaryAgent & agent = host.boundaryAgent();
+  if (!intf || !agent.runs() || !agent.listens(intf)) return;
+  agent.noCache(stream.source().address(), stream.group().address(), intf);
 }
 
 void rpfFailure(Host & host, Arguments const & arguments) {
@@ -82,7 +91,9 @@ void traffic(Host & host, Arguments const & arguments) {
   for (U32 n = arguments.number("N", 1); n > 0; --n) {
     Fate const fate = meet(host, stream, arguments.vlan());
     ++packets[static_cast<int>(fate)];
-    if (fate == Fate::toCpu) report(host, stream, arguments.vlan());
+    if (fate != Fate::toCpu) continue;
+    report(host, stream, arguments.vlan());
+    reportNoCache(host, stream, arguments.vlan());
   }
   host.out() << "packets of " << stream.pretty() << " in VLAN " << arguments.vlan().value()
              << ": forwarded " << packets[0] << ", dropped " << packets[1] << ", to the CPU "

@@ -75,6 +75,10 @@ class Hardware {
   // When a chip is to answer next; never if none is.
   virtual Zet::Seconds nextAnswer() const { return Zet::Clock::never; }
 
+  // The chips as the library has them: null where they are of the other kind.
+  virtual Zet::Ptr<Fabric> fabric() const { return nullptr; }
+  virtual Zet::Ptr<AsyncFabric> asyncFabric() const { return nullptr; }
+
   // The switch by which the operator holds the programmer; null where it has none.
   virtual MrouteReviewConfig * reviewConfig() const { return nullptr; }
 

@@ -8,6 +8,7 @@
 #include "mira/MiraHelper.h"
 #include "mira/MiraL2.h"
 #include "platform/FileDescriptor.h"
+#include "sim/BoundaryAgent.h"
 #include "sim/Interrupt.h"
 #include "sim/Watch.h"
 
@@ -71,7 +72,8 @@ Host::Host(std::ostream & out)
       mfibDir_(Zet::make<Zet::Dir>()),
       prefixMrouteStatusDir_(Zet::make<Zet::Dir>()),
       agent_(Zet::make<Agent>("brindle-sim")),
-      groups_(Zet::make<GroupClients>(clock_)) {
+      groups_(Zet::make<GroupClients>(clock_)),
+      boundary_(Zet::make<BoundaryAgent>(*this)) {
   records_.intfVlanIdTable->ipStatusIs(records_.ipStatus);
   records_.hardware->hwRoutingIs(true);
   vrfIs(L3::VrfName::defaultVrf());
@@ -79,6 +81,7 @@ Host::Host(std::ostream & out)
 
 Host::~Host() {
   watch_ = nullptr;
+  boundary_->stop();
   agent_->miraDel();
   hardware_->end();
   hardware_->chipDelAll();  // chips hold sets of the route tables
@@ -107,8 +110,11 @@ void Host::killProgrammer() {
 void Host::startProgrammer() {
   if (!started()) return start();
   if (hardware_->runs()) throw CommandError("expected a programmer that does not run");
+  bool const hasBoundaries = boundary_->runs();
+  boundary_->stop();  // its entries are in the chips that are cleared now
   hardware_->start(hardwareInputs());
   startGroups();
+  if (hasBoundaries) boundary_->start();
 }
 
 // Without a policy the service goes by the library's own: by way of a helper alone it finds the
@@ -123,6 +129,16 @@ GroupClients & Host::groupClients() {
   start();
   if (hardware_->groups()) return *groups_;
   throw CommandError("expected chips that answer later: say \"fabric async\" first");
+}
+
+BoundaryAgent & Host::boundaries() {
+  start();
+  boundary_->start();
+  return *boundary_;
+}
+
+void Host::boundaryFastdropStatusCollIs(Zet::Ptr<BoundaryFastdrop::StatusColl> const & v) {
+  if (started()) agent_->mira()->boundaryFastdropStatusCollIs(v);
 }
 
 MiraRoot::Inputs Host::inputs() const {
@@ -262,10 +278,13 @@ void Host::runUntilReadable(int fd) {
 void Host::vrfIs(L3::VrfName vrf) {
   routingInfoIs(vrf)->routingIs(true);
   records_.mfibVrfConfig->configIs(vrf)->routingIs(true);
-  records_.allVrfStatusLocal->vrfIs(vrf);
+  // The kernel has it in a network namespace of its name.
+  records_.allVrfStatusLocal->vrfIs(vrf)->networkNamespaceIs(Nettle::NamespaceName(vrf.view()));
+  boundary_->vrfIs(vrf);
 }
 
 void Host::vrfDel(L3::VrfName vrf) {
+  boundary_->vrfDel(vrf);
   records_.allVrfStatusLocal->vrfDel(vrf);
   records_.mfibVrfConfig->configDel(vrf);
   routingInfoDir_->entityDel(vrf.name());

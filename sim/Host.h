@@ -26,6 +26,7 @@
 
 namespace Brindle::Sim {
 
+class BoundaryAgent;
 class Watch;
 
 class Host {
@@ -147,6 +148,13 @@ class Host {
   GroupClients & groupClients();
   GroupClients const & groups() const { return *groups_; }
 
+  // The agent of multicast boundaries: as it stands; and running, on a switch that runs.
+  BoundaryAgent & boundaryAgent() { return *boundary_; }
+  BoundaryAgent const & boundaryAgent() const { return *boundary_; }
+  BoundaryAgent & boundaries();
+  // What it has for the resolver.
+  void boundaryFastdropStatusCollIs(Zet::Ptr<BoundaryFastdrop::StatusColl> const & v);
+
   // Prints what changes in the chips; null while nobody watches.
   Watch * watch() const { return watch_.get(); }
   void watchIs(bool v);
@@ -202,6 +210,7 @@ class Host {
   Zet::Ptr<Agent> const agent_;
   Zet::Ptr<MiraHelper> helper_;
   Zet::Ptr<GroupClients> const groups_;
+  Zet::Ptr<BoundaryAgent> const boundary_;
   Zet::Ptr<Watch> watch_;
   Policy policy_;
   std::string privateTables_;

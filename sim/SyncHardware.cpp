@@ -32,6 +32,7 @@ class SyncHardware final : public Hardware {
   MrouteSm const * mrouteSm(L3::VrfName vrf) const override {
     return runs() ? programmer_->rootSm()->mrouteSm(vrf) : nullptr;
   }
+  Zet::Ptr<Fabric> fabric() const override { return fabric_; }
   PrefixMrouteSm const * prefixMrouteSm() const override { return prefixProgrammer_.get(); }
 
  private:

@@ -159,6 +159,36 @@ TEST_F(SimScripts, JsonSaysTheSame) {
   }
 }
 
+TEST_F(SimScripts, BoundariesInChipsOrLearned) {
+  std::string const bounded =
+      "chip add c0 ports e1\nvlan add 10 port e1\nip link add Vlan10\n"
+      "boundary add 239.1.0.0/16 dev Vlan10\nboundary add 239.9.0.0/16 dev Vlan10\n";
+  passes(bounded +
+         "no-cache 10.1.0.9 239.1.2.3 dev Vlan10\nno-cache 10.1.0.9 239.2.2.3 dev Vlan10\nsettle\n"
+         "expect chip c0 routes 1\n"
+         "traffic 10.1.0.7 239.1.9.9 vlan 10\nsettle\nexpect chip c0 routes 2\n"
+         "programmer kill\nprogrammer start\nsettle\nexpect chip c0 routes 0\n"
+         "traffic 10.1.0.7 239.1.9.9 vlan 10\nsettle\nexpect chip c0 routes 1\n"
+         "boundary del 239.1.0.0/16 dev Vlan10\nsettle\nexpect chip c0 routes 0\n");
+  // A card that can deny by itself, and one that cannot.
+  passes(bounded +
+         "linecard add FixedSystem tcam\nsettle\nexpect chip c0 routes 2\n"
+         "linecard add FixedSystem no-tcam\nsettle\nexpect chip c0 routes 0\n");
+  passes("boundary system linecard L1\n" + bounded +
+         "linecard add L1 tcam\nsettle\nexpect chip c0 routes 2\n"
+         "linecard add L2 no-tcam\nsettle\nexpect chip c0 routes 0\n"
+         "linecard del L2\nsettle\nexpect chip c0 routes 2\n");
+  passes("fabric async\n" + bounded +
+         "linecard add FixedSystem tcam\nsettle\nexpect chip c0 routes 2\n");
+  auto const shown = script(bounded +
+                            "traffic 10.1.0.7 239.1.9.9 vlan 10\nsettle\n"
+                            "show boundary\nboundary kernel\n");
+  EXPECT_EQ(shown.exit, 1) << "the machines run";
+  EXPECT_NE(shown.text.find("default  10.1.0.7  239.1.9.9  Vlan10     10    in hardware  0 s ago"),
+            shown.text.npos)
+      << shown.text;
+}
+
 TEST_F(SimScripts, EveryCommandIsDescribed) {
   auto const page = contentOf(BRINDLE_SOURCES "/docs/sim.md");
   EXPECT_NE(page.find(CommandTable(simCommands()).help({})), page.npos);
