@@ -3,7 +3,7 @@
 //
 // A pass of the first goes once around the table, as that of L2 routes does: what changes meanwhile
 // moves its end to where it stands.
-#include "mira/Mira.h"
+#include "mira/MiraRoot.h"
 #include "mira/MiraBoundarySm.h"
 #include "platform/Budget.h"
 #include "platform/Skein.h"
