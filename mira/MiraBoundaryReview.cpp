@@ -3,8 +3,8 @@
 //
 // A pass of the first goes once around the table, as that of L2 routes does: what changes meanwhile
 // moves its end to where it stands.
-#include "mira/MiraRoot.h"
 #include "mira/MiraBoundarySm.h"
+#include "mira/MiraRoot.h"
 #include "platform/Budget.h"
 #include "platform/Skein.h"
 #include "platform/Trace.h"

@@ -4,6 +4,7 @@
 #include "programmer/SpecialRoute.h"
 #include "programmer/Verification.h"
 #include "sim/AsyncChip.h"
+#include "sim/BoundaryAgent.h"
 #include "sim/Verifier.h"
 
 namespace Brindle::Sim {
@@ -53,6 +54,7 @@ class AsyncVerifier final : public Verifier {
   };
 
   void routes(L3::VrfName vrf) override;
+  void others() override;
   void verifyRoute(Subject const & s);
   void verifyChip(Subject const & s, AsyncChipInfo const & info);
   void verifyOwnEntry(Subject const & s, AsyncChipInfo const & info);
@@ -90,6 +92,29 @@ void AsyncVerifier::verifyRoute(Subject const & s) {
   if (isPassedBy(mroute) || s.machine.isDirty(mroute) || isUnasked(s)) return;
   verifyState(s);
   if (isMeant(s.key) && differences() == before && !keepsOldSet(s)) doVerify(s);
+}
+
+// --- What boundaries deny
+
+// No transaction brings such an entry into effect.
+void AsyncVerifier::others() {
+  auto const * const boundaries = host_.boundaryAgent().asyncTcam();
+  if (!boundaries) return;
+  for (auto sm = boundaries->intfSm().begin(); sm; sm.advance()) {
+    for (auto group = sm->prefixInfo().begin(); group; group.advance()) {
+      KeyView const key{L3::VrfName::defaultVrf(), {Nettle::IpGenPrefix("0.0.0.0/0"), group.key()}};
+      if (isMeant(key)) count();
+      for (auto const & one : group->routeHandle().items()) {
+        if (one.value.handle.isNull()) continue;
+        compareEntry(key, static_cast<AsyncChip const &>(*one.value.chip),
+                     {one.value.handle,
+                      {key.key, Bridging::VlanIdOrNone(sm->vlanId())},
+                      nullptr,
+                      false,
+                      std::nullopt});
+      }
+    }
+  }
 }
 
 // --- Chips

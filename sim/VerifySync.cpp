@@ -1,5 +1,6 @@
 // Verification of the programmers for chips that answer at once.
 #include "programmer/SpecialRoute.h"
+#include "sim/BoundaryAgent.h"
 #include "sim/Hardware.h"
 #include "sim/SyncChip.h"
 #include "sim/Verifier.h"
@@ -43,7 +44,9 @@ class SyncVerifier final : public Verifier {
 
   void routes(L3::VrfName vrf) override;
   void others() override;
+  void subnets();
   void verifyRoute(Subject const & s);
+  void verifyBoundary(ZetBoundaryMroute const & route, KeyView const & key);
   void verifyChip(Subject const & s, ChipInfo const & info);
   void verifyList(Subject const & s);
   void verifyFailure(Subject const & s, RouteStatus const & status);
@@ -55,6 +58,29 @@ void SyncVerifier::routes(L3::VrfName vrf) {
   if (!machine) return;
   for (auto i = machine->zetMroute().begin(); i; i.advance()) {
     verifyRoute({*machine, *i, {vrf, i.key()}});
+  }
+  auto const & boundaries = machine->zetBoundaryMroute();
+  for (auto i = boundaries.begin(); i; i.advance()) verifyBoundary(*i, {vrf, i.key()});
+}
+
+// Its drops are in every chip, or in none if one has no room.
+void SyncVerifier::verifyBoundary(ZetBoundaryMroute const & route, KeyView const & key) {
+  if (isMeant(key)) count();
+  for (ChipInfo const & info : route.chipInfo()) {
+    if (!info.zetChip().present()) continue;
+    auto const & chip = static_cast<SyncChip const &>(info.chip());
+    for (VlanInfo const & side : info.entries()) {
+      compareEntry(key, chip,
+                   {side.routeHandle,
+                    {key.key, side.vlanId},
+                    contentOf(side.mtableOifSet),
+                    true,
+                    std::nullopt});
+      Zet::Ptr<OifSet> const wanted = route.boundary().fastdrop(side.vlanId);
+      if (contentOf(side.mtableOifSet) != wanted.get()) {
+        differ(key, "table", "wants another set for its drop");
+      }
+    }
   }
 }
 
@@ -147,9 +173,27 @@ void SyncVerifier::verifyProgrammed(Subject const & s, RouteStatus const & statu
   compareIntf(s.key, "accepting", status.acceptingIntfId(), s.route.acceptingVlanId());
 }
 
-// --- Connected subnets
+// --- Connected subnets, and what boundaries deny
 
 void SyncVerifier::others() {
+  subnets();
+  auto const * const boundaries = host_.boundaryAgent().tcam();
+  if (!boundaries) return;
+  for (auto sm = boundaries->intfSm().begin(); sm; sm.advance()) {
+    for (auto group = sm->prefixInfo().begin(); group; group.advance()) {
+      for (auto i = group->sPrefixInfo().begin(); i; i.advance()) {
+        KeyView const key{L3::VrfName::defaultVrf(), {i.key(), group.key()}};
+        if (isMeant(key)) count();
+        for (auto const & one : i->routeHandle().items()) {
+          compareEntry(key, static_cast<SyncChip const &>(*one.value.chip),
+                       {one.value.handle, {key.key, sm->vlanId()}, nullptr, true, std::nullopt});
+        }
+      }
+    }
+  }
+}
+
+void SyncVerifier::subnets() {
   auto const * const subnets = host_.hardware().prefixMrouteSm();
   if (!subnets) return;
   for (auto i = subnets->mrouteInfo().begin(); i; i.advance()) {

@@ -166,7 +166,7 @@ TEST_F(SimScripts, BoundariesInChipsOrLearned) {
   passes(bounded +
          "no-cache 10.1.0.9 239.1.2.3 dev Vlan10\nno-cache 10.1.0.9 239.2.2.3 dev Vlan10\nsettle\n"
          "expect chip c0 routes 1\n"
-         "traffic 10.1.0.7 239.1.9.9 vlan 10\nsettle\nexpect chip c0 routes 2\n"
+         "traffic 10.1.0.7 239.1.9.9 vlan 10\nsettle\nexpect chip c0 routes 2\nverify\n"
          "programmer kill\nprogrammer start\nsettle\nexpect chip c0 routes 0\n"
          "traffic 10.1.0.7 239.1.9.9 vlan 10\nsettle\nexpect chip c0 routes 1\n"
          "boundary del 239.1.0.0/16 dev Vlan10\nsettle\nexpect chip c0 routes 0\n");
@@ -175,11 +175,11 @@ TEST_F(SimScripts, BoundariesInChipsOrLearned) {
          "linecard add FixedSystem tcam\nsettle\nexpect chip c0 routes 2\n"
          "linecard add FixedSystem no-tcam\nsettle\nexpect chip c0 routes 0\n");
   passes("boundary system linecard L1\n" + bounded +
-         "linecard add L1 tcam\nsettle\nexpect chip c0 routes 2\n"
+         "linecard add L1 tcam\nsettle\nexpect chip c0 routes 2\nverify\n"
          "linecard add L2 no-tcam\nsettle\nexpect chip c0 routes 0\n"
          "linecard del L2\nsettle\nexpect chip c0 routes 2\n");
   passes("fabric async\n" + bounded +
-         "linecard add FixedSystem tcam\nsettle\nexpect chip c0 routes 2\n");
+         "linecard add FixedSystem tcam\nsettle\nexpect chip c0 routes 2\nverify\n");
   auto const shown = script(bounded +
                             "traffic 10.1.0.7 239.1.9.9 vlan 10\nsettle\n"
                             "show boundary\nboundary kernel\n");
