@@ -125,9 +125,13 @@ void BoundaryFastdropRootSm::doCreateBoundaryFastdropSm(L3::VrfName vrf) {
     SKEIN("BoundaryFastdropRootSm: namespace not set ", vrf);
     return;
   }
+  // An open socket stays: its end would empty the kernel's table, and leave it to others.
+  MrtPamKey const key{af(), there};
+  Zet::Ptr<MrtPam> const standing(mrtPam_.find(key));
   doDeleteBoundaryFastdropSm(vrf);
+  if (standing && !mrtPam_.contains(key)) mrtPam_.insert(standing);
   boundaryFastdropSm_.insert(Zet::make<BoundaryFastdropSm>(
-      vrf, BoundaryFastdropSm::Inputs{.mrtPam = mrtPamIs({af(), there}),
+      vrf, BoundaryFastdropSm::Inputs{.mrtPam = mrtPamIs(key),
                                       .status = in_.statusColl->vrfStatusIs(vrf),
                                       .mfibStatus = in_.mfibStatus,
                                       .vifStatus = vifStatus,

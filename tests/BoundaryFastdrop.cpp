@@ -351,6 +351,9 @@ TEST_F(BoundaryFastdrop, AVrfNeedsItsNamespaceItsConfigurationAndItsVirtualInter
   pam("red").deliver(noCache(1, "10.0.0.1", "239.1.1.1"));
   EXPECT_EQ(recorded("red"), "Vlan1: 239.1.1.1 (10.0.0.1)");
   EXPECT_EQ(recorded(), "") << "the default one is another";
+  auto const * const socket = &pam("red");
+  root->handleVrf("red");
+  EXPECT_EQ(&pam("red"), socket) << "made anew, it listens on without a gap";
   auto const without = [&](auto const & take, auto const & give) {
     take();
     EXPECT_FALSE(root->boundaryFastdropSm("red"));
