@@ -173,6 +173,7 @@ void FastdropHistory::make(RouteName const & name, ExpectedRoute const & route, 
   Route & model = routes_[name];
   Drop & drop = model.drops[vlan];
   drop.seen = span();
+  noteKept(name, vlan, drop);
   drop.intf = rules_.intfOf(vlan);
   counted(name.vrf, span());
   model.counts.erase(vlan);
@@ -185,6 +186,15 @@ void FastdropHistory::make(RouteName const & name, ExpectedRoute const & route, 
   forget(name, true);
   vrfs_[name.vrf].poll = span() + host_.root().mira(name.vrf)->fastdropPollingInterval();
   if (model.backup) model.hadBackup = model.backup;
+}
+
+// Chips that answer later have not heard that it went while the route was under way: its entry
+// stays, and keeps its time.
+void FastdropHistory::noteKept(RouteName const & name, U32 vlan, Drop & drop) const {
+  auto const * const machine = host_.hardware().asyncMrouteSm(name.vrf);
+  auto const * const route = machine ? machine->zetMroute(name.key) : nullptr;
+  double const * const kept = activity(name, vlan);
+  if (route && route->inProgress() && kept) drop.seen.first = std::min(drop.seen.first, *kept);
 }
 
 // A route that is left as it is may be computed after all.

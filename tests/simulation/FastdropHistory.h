@@ -103,6 +103,7 @@ class FastdropHistory : public Findings {
   void fail(L3::VrfName vrf, Stream const & stream);
   void fail(RouteName const & name, ExpectedRoute const & route, U32 vlan);
   void failUnknown(L3::VrfName vrf, Stream const & stream, Line const & line);
+  void noteKept(RouteName const & name, U32 vlan, Drop & drop) const;
   void make(RouteName const & name, ExpectedRoute const & route, U32 vlan);
   void loseSight(L3::VrfName vrf, Route & model);
   void forget(RouteName const & name, bool sure);
