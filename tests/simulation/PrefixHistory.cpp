@@ -286,9 +286,11 @@ void PrefixHistory::noteSeveral(bool settled) {
     RouteName const name{vrfOf(star.first), star.second};
     if (holders(name) > 1) several_[name] = false;
   }
+  std::set<Star> held = stopped_;
+  for (auto const & one : stars_) held.insert(one.first);
   std::map<Key, U32> tables;
-  for (auto const & one : stars_) {
-    if (++tables[one.first.second] > 1) heldTwice_.insert(one.first.second);
+  for (auto const & star : held) {
+    if (++tables[star.second] > 1) heldTwice_.insert(star.second);
   }
   if (!settled) return;
   stopped_.clear();
