@@ -23,36 +23,16 @@ IpGenPrefix const anySource("0.0.0.0/0");
 AsyncBoundaryIntfSm::AsyncBoundaryIntfSm(IntfId intf, U32 vlanId,
                                          Zet::Ptr<AsyncFabric> const & fabric,
                                          Zet::Ptr<IntfBoundaryStatus const> const & status)
-    : intf_(intf),
+    : BoundaryIntfSmBase(status),
+      intf_(intf),
       vlanId_(vlanId),
       fabric_(fabric) {
-  zetIntf_.attach(status);
   handleBoundary();
 }
 
 void AsyncBoundaryIntfSm::handleDel() {
   for (auto i = prefixInfo_.begin(); i; i.advance()) doDeletePrefix(IpGenPrefix(i.key()));
   ZET_ASSERT(prefixInfos() == 0, "prefixInfos() == 0");
-}
-
-void AsyncBoundaryIntfSm::handleBoundary() {
-  if (!zetIntf_.target()) return;
-  auto const & boundary = zetIntf_.target()->boundary();
-  for (auto i = boundary.begin(); i; i.advance()) handleBoundary(i.key());
-}
-
-// The chips deny IPv4 groups only.
-void AsyncBoundaryIntfSm::handleBoundary(IpGenPrefix const & groupOfMember) {
-  IpGenPrefix const group = groupOfMember;
-  if (group.af() != Nettle::ipv4()) {
-    ZET_TRACE(5, intf_ << ": no IPv4 prefix: " << group);
-    return;
-  }
-  if (zetIntf_.target()->boundary(group)) {
-    doAddPrefix(group);
-  } else {
-    doDeletePrefix(group);
-  }
 }
 
 void AsyncBoundaryIntfSm::doAddPrefix(IpGenPrefix const & group) {
@@ -78,11 +58,7 @@ void AsyncBoundaryIntfSm::doDeletePrefix(IpGenPrefix const & group) {
   Zet::Ptr<PrefixInfo> const info(prefixInfo_.find(group));
   if (!info) return;
   SKEIN("AsyncBoundaryIntfSm::doDeletePrefix ", intf_, " ", group);
-  for (auto i = info->routeHandle().begin(); i; i.advance()) {
-    PrefixInfo::Entry const entry = i->value;
-    if (!entry.handle.isNull()) entry.chip->doDeleteRoute(entry.handle);
-    info->routeHandleDel(entry.chip);
-  }
+  info->doDelete();
   prefixInfo_.del(group);
 }
 

@@ -3,9 +3,10 @@
 // chips.
 #pragma once
 
+#include "boundary/BoundaryIntfSmBase.h"
 #include "boundary/BoundarySmBase.h"
 #include "fabric/AsyncFabric.h"
-#include "model/RouteHandle.h"
+#include "fabric/TcamEntry.h"
 #include "platform/ReviewTimer.h"
 
 namespace Brindle {
@@ -13,26 +14,13 @@ namespace Brindle {
 class AsyncBoundarySm;
 
 // The boundary of one interface.
-class BRINDLE_API AsyncBoundaryIntfSm final : public Zet::Sm, public Zet::HashLink {
+class BRINDLE_API AsyncBoundaryIntfSm final : public BoundaryIntfSmBase {
  public:
-  using IntfBoundaryStatus = Nettle::IntfBoundaryStatus;
-
   // A denied prefix of groups, with its entry in each chip; null where a chip had no room.
-  class PrefixInfo final : public Zet::KeyedEntity<Nettle::IpGenPrefix> {
+  class PrefixInfo final : public Zet::KeyedEntity<Nettle::IpGenPrefix>,
+                           public ChipHandles<AsyncSwitchChip> {
    public:
     using KeyedEntity::KeyedEntity;
-    struct Entry {
-      Zet::Ptr<AsyncSwitchChip> chip;
-      RouteHandle handle;
-    };
-    auto const & routeHandle() const { return routeHandle_; }
-    void routeHandleIs(Zet::Ptr<AsyncSwitchChip> const & chip, RouteHandle handle) {
-      routeHandle_.at(chip->name()) = {chip, handle};
-    }
-    void routeHandleDel(Zet::Ptr<AsyncSwitchChip> const & chip) { routeHandle_.del(chip->name()); }
-
-   private:
-    Zet::RbTreeMap<Zet::Name, Entry> routeHandle_;
   };
 
   AsyncBoundaryIntfSm(Nettle::IntfId intf, U32 vlanId, Zet::Ptr<AsyncFabric> const & fabric,
@@ -45,18 +33,9 @@ class BRINDLE_API AsyncBoundaryIntfSm final : public Zet::Sm, public Zet::HashLi
   auto const & prefixInfo() const { return prefixInfo_; }
   U32 prefixInfos() const { return prefixInfo_.size(); }
 
-  // Adds what is missing of the boundary.
-  void handleBoundary();
-  void handleBoundary(Nettle::IpGenPrefix const & group);
-
  private:
-  struct ZetIntf final : Zet::Reactor<IntfBoundaryStatus const, AsyncBoundaryIntfSm> {
-    using Reactor::Reactor;
-    void onBoundary(Nettle::IpGenPrefix const & group) override { sm()->handleBoundary(group); }
-  };
-
-  void doAddPrefix(Nettle::IpGenPrefix const & group);
-  void doDeletePrefix(Nettle::IpGenPrefix const & group);
+  void doAddPrefix(Nettle::IpGenPrefix const & group) override;
+  void doDeletePrefix(Nettle::IpGenPrefix const & group) override;
 
   // Fixed at construction
   Nettle::IntfId const intf_;
@@ -65,9 +44,6 @@ class BRINDLE_API AsyncBoundaryIntfSm final : public Zet::Sm, public Zet::HashLi
 
   // State
   Zet::HashMap<Nettle::IpGenPrefix, PrefixInfo> prefixInfo_;
-
-  // Reactors
-  Zet::ReactorPtr<ZetIntf> zetIntf_{this};
 };
 
 class BRINDLE_API AsyncBoundarySm final : public BoundarySmBase {

@@ -3,15 +3,12 @@
 #include "boundary/BoundarySm.h"
 #include "platform/Assert.h"
 #include "platform/Skein.h"
-#include "platform/Trace.h"
 
 namespace Brindle {
 
 using Nettle::IpGenPrefix;
 
 namespace {
-
-Zet::TraceHandle traceHandle("BoundaryIntfSm", false);
 
 IpGenPrefix const anySource("0.0.0.0/0");
 
@@ -23,11 +20,11 @@ BoundaryIntfSm::BoundaryIntfSm(Zet::String const & intfName, Bridging::VlanId vl
                                Zet::Ptr<Fabric> const & fabric,
                                Zet::Ptr<IntfBoundaryStatus const> const & intf,
                                Zet::Ptr<IntfStatus const> const & subnets, BoundarySm * owner)
-    : intfName_(intfName),
+    : BoundaryIntfSmBase(intf),
+      intfName_(intfName),
       vlanId_(vlanId),
       fabric_(fabric),
       owner_(owner) {
-  zetIntf_.attach(intf);
   zetPrefixIntfStatus_.attach(subnets);
   handleInitialized();
 }
@@ -44,26 +41,6 @@ void BoundaryIntfSm::handleDel() {
 }
 
 // --- Denied groups
-
-void BoundaryIntfSm::handleBoundary() {
-  if (!initialized_ || !zetIntf_.target()) return;
-  auto const & boundary = zetIntf_.target()->boundary();
-  for (auto i = boundary.begin(); i; i.advance()) handleBoundary(i.key());
-}
-
-// The chips deny IPv4 groups only.
-void BoundaryIntfSm::handleBoundary(IpGenPrefix const & groupOfMember) {
-  IpGenPrefix const group = groupOfMember;
-  if (group.af() != Nettle::ipv4()) {
-    ZET_TRACE(5, intfName_ << ": no IPv4 prefix: " << group);
-    return;
-  }
-  if (zetIntf_.target()->boundary(group)) {
-    doAddPrefix(group);
-  } else {
-    doDeletePrefix(group);
-  }
-}
 
 void BoundaryIntfSm::doAddPrefix(IpGenPrefix const & group) {
   if (prefixInfo_.contains(group)) return;

@@ -5,10 +5,9 @@
 // interface with a boundary and a VLAN, and makes it anew when either changes.
 #pragma once
 
+#include "boundary/BoundaryIntfSmBase.h"
 #include "fabric/TcamEntry.h"
-#include "platform/Reactor.h"
 #include "platform/String.h"
-#include "state/IntfBoundary.h"
 #include "state/PimIntf.h"
 
 namespace Brindle {
@@ -38,9 +37,8 @@ class PrefixInfo final : public Zet::KeyedEntity<Nettle::IpGenPrefix> {
   Zet::HashMap<Nettle::IpGenPrefix, SPrefixInfo> sPrefixInfo_;
 };
 
-class BRINDLE_API BoundaryIntfSm final : public Zet::Sm, public Zet::HashLink {
+class BRINDLE_API BoundaryIntfSm final : public BoundaryIntfSmBase {
  public:
-  using IntfBoundaryStatus = Nettle::IntfBoundaryStatus;
   using IntfStatus = Routing::Multicast::Fib::PimIntf::IntfStatus;
 
   // The subnets are those of prefixIntfStatus(). The owner must outlive it.
@@ -61,17 +59,10 @@ class BRINDLE_API BoundaryIntfSm final : public Zet::Sm, public Zet::HashLink {
   auto const & prefixInfo() const { return prefixInfo_; }
   U32 prefixInfos() const { return prefixInfo_.size(); }
 
-  // Adds what is missing of the boundary.
-  void handleBoundary();
-  void handleBoundary(Nettle::IpGenPrefix const & group);
   void handleRoute();
   void handleRoute(Nettle::IpGenPrefix const & source);
 
  private:
-  struct ZetIntf final : Zet::Reactor<IntfBoundaryStatus const, BoundaryIntfSm> {
-    using Reactor::Reactor;
-    void onBoundary(Nettle::IpGenPrefix const & group) override { sm()->handleBoundary(group); }
-  };
   struct ZetPrefixIntfStatus final : Zet::Reactor<IntfStatus const, BoundaryIntfSm> {
     using Reactor::Reactor;
     void onRoute(Nettle::IpGenPrefix const & source) override { sm()->handleRoute(source); }
@@ -79,8 +70,8 @@ class BRINDLE_API BoundaryIntfSm final : public Zet::Sm, public Zet::HashLink {
   };
 
   void handleInitialized();
-  void doAddPrefix(Nettle::IpGenPrefix const & group);
-  void doDeletePrefix(Nettle::IpGenPrefix const & group);
+  void doAddPrefix(Nettle::IpGenPrefix const & group) override;
+  void doDeletePrefix(Nettle::IpGenPrefix const & group) override;
   void doDeleteGone();
   void doAddPrefixMroute(Nettle::IpGenPrefix const & source);
   void doDeletePrefixMroute(Nettle::IpGenPrefix const & source);
@@ -100,7 +91,6 @@ class BRINDLE_API BoundaryIntfSm final : public Zet::Sm, public Zet::HashLink {
   Zet::HashMap<Nettle::IpGenPrefix, PrefixInfo> prefixInfo_;
 
   // Reactors
-  Zet::ReactorPtr<ZetIntf> zetIntf_{this};
   Zet::ReactorPtr<ZetPrefixIntfStatus> zetPrefixIntfStatus_{this};
 };
 

@@ -36,12 +36,4 @@ bool TcamEntry::doProgram(Zet::Ptr<SwitchChip> const & chip, SwitchChip::RouteKe
   return true;
 }
 
-void TcamEntry::doDelete() {
-  for (auto i = routeHandle_.begin(); i; i.advance()) {
-    Entry const entry = i->value;
-    entry.chip->doDeleteRoute(entry.handle);
-    routeHandleDel(entry.chip);
-  }
-}
-
 }  // namespace Brindle

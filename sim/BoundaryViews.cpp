@@ -5,6 +5,7 @@
 #include "sim/BoundaryAgent.h"
 #include "sim/Host.h"
 #include "sim/TextTable.h"
+#include "sim/Words.h"
 
 namespace Brindle::Sim {
 
@@ -80,12 +81,6 @@ void addLearned(Host const & host, BoundaryFastdrop::StatusColl const & all, Bou
   std::sort(view.learned.begin(), view.learned.end(), [](auto const & a, auto const & b) {
     return std::tie(a.key, a.intf) < std::tie(b.key, b.intf);
   });
-}
-
-std::string joined(std::vector<std::string> const & parts) {
-  std::string text;
-  for (auto const & part : parts) text += (text.empty() ? "" : " ") + part;
-  return text;
 }
 
 std::string stateOf(BoundaryView::Denied const & one) {

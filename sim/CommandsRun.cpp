@@ -14,12 +14,6 @@ namespace {
 
 constexpr int maxNesting = 16;
 
-std::string joined(std::vector<std::string> const & words) {
-  std::string text;
-  for (auto const & word : words) text.append(text.empty() ? "" : " ").append(word);
-  return text;
-}
-
 void start(Host & host, Arguments const &) { host.start(); }
 
 void settle(Host & host, Arguments const & arguments) {

@@ -28,12 +28,6 @@ std::string plural(std::size_t n, char const * what) {
   return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
-std::string joined(std::vector<std::string> const & items) {
-  std::string out;
-  for (auto const & item : items) out.append(out.empty() ? "" : " ").append(item);
-  return out;
-}
-
 std::string stateText(RouteView const & route) {
   std::string text = route.stateName();
   if (route.reason.empty()) return text;

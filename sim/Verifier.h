@@ -41,6 +41,20 @@ class Verifier {
   void compareEntry(KeyView const & key, Chip const & chip, Wanted const & wanted);
   void compareEntry(KeyView const & key, Chip const & chip, Wanted const & wanted,
                     std::optional<Chip::Entry> const & found);
+  // What the programmer took from the table is what stands there.
+  template <class Route> void compareTable(KeyView const & key, Route const & route) {
+    Mroute const & mroute = route.mroute();
+    if (route.oifSet() != mroute.oifSet()) differ(key, "table", "wants another set");
+    if (route.acceptingVlanId() != mroute.acceptingVlanId()) {
+      differ(key, "table", "wants another accepting VLAN");
+    }
+    if (route.rpaId() != mroute.rpaId()) differ(key, "table", "wants another rendezvous point");
+  }
+  // It waits for its rendezvous point, or has not been computed: no programmer takes notice of it.
+  static bool isUnready(Mroute const & mroute) {
+    return mroute.version() == 0 ||
+           (!mroute.acceptingVlanId() && mroute.rpaId() >= Shoal::Multicast::Fib::rpaInvalid);
+  }
   // The interface that is published of an entry is that of its VLAN.
   void compareIntf(KeyView const & key, char const * which, Nettle::IntfId published,
                    Bridging::VlanIdOrNone vlan);

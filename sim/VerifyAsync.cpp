@@ -24,13 +24,6 @@ bool hasFailed(AsyncZetMroute const & route) {
   return isRefused && !route.inProgress() && !route.oifSet();
 }
 
-// The programmer takes no notice of it: it has not been computed, or waits for its rendezvous
-// point.
-bool isPassedBy(Mroute const & mroute) {
-  return mroute.version() == 0 ||
-         (!mroute.acceptingVlanId() && mroute.rpaId() >= Shoal::Multicast::Fib::rpaInvalid);
-}
-
 AsyncChip const & chipOf(AsyncChipInfo const & info) {
   return static_cast<AsyncChip const &>(info.chip());
 }
@@ -66,7 +59,6 @@ class AsyncVerifier final : public Verifier {
   Expected expected(Subject const & s);
   void verifyInProgress(Subject const & s);
   void verifyProgrammed(Subject const & s);
-  void verifyTable(Subject const & s);
   void verifyStatus(Subject const & s, Expected const & expected);
   void verifyRouteStatus(Subject const & s, Expected const & expected);
   void verifyRecord(Subject const & s, Expected const & expected);
@@ -89,7 +81,7 @@ void AsyncVerifier::verifyRoute(Subject const & s) {
   for (AsyncChipInfo const & info : s.route.chipInfo()) verifyChip(s, info);
   Mroute const & mroute = s.route.mroute();
   // What the resolver is to compute, be it when it can, may stand in the table in part.
-  if (isPassedBy(mroute) || s.machine.isDirty(mroute) || isUnasked(s)) return;
+  if (isUnready(mroute) || s.machine.isDirty(mroute) || isUnasked(s)) return;
   verifyState(s);
   if (isMeant(s.key) && differences() == before && !keepsOldSet(s)) doVerify(s);
 }
@@ -218,7 +210,7 @@ AsyncVerifier::Expected AsyncVerifier::expected(Subject const & s) {
   if (!waits && (route.reason() || !wants)) {
     return {ProgrammingStatus::notProgrammed, nullptr};
   }
-  if (!waits) verifyTable(s);
+  if (!waits) compareTable(s.key, s.route);
   verifyProgrammed(s);
   return {ProgrammingStatus::programmed, route.oifSet()};
 }
@@ -230,15 +222,6 @@ void AsyncVerifier::verifyInProgress(Subject const & s) {
     bool const waits = info.oifAllocXact() && (info.setIngressXact() || !needsEntry);
     if (!waits) differ(s.key, nameOf(chipOf(info)), "is in progress, and waits for nothing");
   }
-}
-
-void AsyncVerifier::verifyTable(Subject const & s) {
-  Mroute const & mroute = s.route.mroute();
-  if (s.route.oifSet() != mroute.oifSet()) differ(s.key, "table", "wants another set");
-  if (s.route.acceptingVlanId() != mroute.acceptingVlanId()) {
-    differ(s.key, "table", "wants another accepting VLAN");
-  }
-  if (s.route.rpaId() != mroute.rpaId()) differ(s.key, "table", "wants another rendezvous point");
 }
 
 void AsyncVerifier::verifyProgrammed(Subject const & s) {

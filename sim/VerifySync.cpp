@@ -19,15 +19,11 @@ bool isFloodset(ZetMroute const & route) {
          kind == Routing::Multicast::Fib::multicastFloodset_;
 }
 
-// The programmer takes no notice of it: it has not been computed, it waits for its rendezvous
-// point, or it is the route of a connected subnet, which is another programmer's.
-bool isPassedBy(Mroute const & mroute) {
-  bool const isUnready =
-      !mroute.acceptingVlanId() && mroute.rpaId() >= Shoal::Multicast::Fib::rpaInvalid;
+// The route of a connected subnet, which is another programmer's.
+bool isSubnet(Mroute const & mroute) {
   auto const & source = mroute.key().source();
-  bool const isSubnet = mroute.key().kind() == Routing::Multicast::Fib::mroute_ &&
-                        !source.isHost() && !source.isDefault();
-  return mroute.version() == 0 || isUnready || isSubnet;
+  return mroute.key().kind() == Routing::Multicast::Fib::mroute_ && !source.isHost() &&
+         !source.isDefault();
 }
 
 class SyncVerifier final : public Verifier {
@@ -91,7 +87,8 @@ void SyncVerifier::verifyRoute(Subject const & s) {
   }
   verifyList(s);
   // What the resolver is to compute, be it when it can, may stand in the table in part.
-  if (isPassedBy(s.route.mroute()) || s.machine.isDirty(s.route.mroute())) return;
+  Mroute const & mroute = s.route.mroute();
+  if (isUnready(mroute) || isSubnet(mroute) || s.machine.isDirty(mroute)) return;
   auto const status = s.machine.statusWriter().routeStatus(s.key.key);
   if (!status) return differ(s.key, "status", "nothing is published of it");
   if (status->hwFlags()) {
@@ -154,12 +151,7 @@ void SyncVerifier::verifyFailure(Subject const & s, RouteStatus const & status) 
 }
 
 void SyncVerifier::verifyProgrammed(Subject const & s, RouteStatus const & status) {
-  Mroute const & mroute = s.route.mroute();
-  if (s.route.oifSet() != mroute.oifSet()) differ(s.key, "table", "wants another set");
-  if (s.route.acceptingVlanId() != mroute.acceptingVlanId()) {
-    differ(s.key, "table", "wants another accepting VLAN");
-  }
-  if (s.route.rpaId() != mroute.rpaId()) differ(s.key, "table", "wants another rendezvous point");
+  compareTable(s.key, s.route);
   for (ChipInfo const & info : s.route.chipInfo()) {
     if (!info.zetChip().present()) continue;
     std::string const chip(info.chip().name().view());

@@ -36,6 +36,12 @@ std::vector<std::string> wordsOf(std::string_view line) {
   return words;
 }
 
+std::string joined(std::vector<std::string> const & words) {
+  std::string text;
+  for (auto const & word : words) text.append(text.empty() ? "" : " ").append(word);
+  return text;
+}
+
 std::string alternatives(std::vector<std::string> const & items) {
   std::string out;
   for (std::size_t i = 0; i < items.size(); ++i) {

@@ -18,6 +18,9 @@ class CommandError : public std::runtime_error {
 // word may begin. Throws CommandError for a quote that is not closed.
 std::vector<std::string> wordsOf(std::string_view line);
 
+// "a b c".
+std::string joined(std::vector<std::string> const & words);
+
 // "a", "a or b", "a, b or c".
 std::string alternatives(std::vector<std::string> const & items);
 
