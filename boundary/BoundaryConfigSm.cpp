@@ -145,6 +145,7 @@ void BoundaryConfigSm::initFastdropLinecardsColl() {
 
 void BoundaryConfigSm::handleLinecard(Zet::Name linecard) {
   if (!initialized_) return;
+  Zet::Ptr<BoundaryConfigSm> const self(this);  // who hears of the collection may let go of it
   SKEIN("BoundaryConfigSm::handleLinecard ", linecard);
   Zet::String const name(linecard.view());
   bool const held = in_.epochStatus && in_.epochStatus->card(linecard);

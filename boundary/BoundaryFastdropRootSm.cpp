@@ -141,13 +141,13 @@ void BoundaryFastdropRootSm::doCreateBoundaryFastdropSm(L3::VrfName vrf) {
 
 // A socket goes with the last machine that reads it.
 void BoundaryFastdropRootSm::doDeleteBoundaryFastdropSm(L3::VrfName vrf) {
-  auto const * const sm = boundaryFastdropSm_.find(vrf);
-  if (!sm) return;
-  Zet::Ptr<MrtPam> const mrtPam = sm->mrtPam();
-  boundaryFastdropSm_.del(vrf);
-  bool shared = false;
-  for (auto i = boundaryFastdropSm_.begin(); i; i.advance()) shared |= i->mrtPam() == mrtPam;
-  if (!shared) mrtPam_.del(mrtPam->key());
+  if (auto const * const sm = boundaryFastdropSm_.find(vrf)) {
+    Zet::Ptr<MrtPam> const mrtPam = sm->mrtPam();
+    boundaryFastdropSm_.del(vrf);
+    bool shared = false;
+    for (auto i = boundaryFastdropSm_.begin(); i; i.advance()) shared |= i->mrtPam() == mrtPam;
+    if (!shared) mrtPam_.del(mrtPam->key());
+  }
   in_.statusColl->vrfStatusDel(vrf);
 }
 

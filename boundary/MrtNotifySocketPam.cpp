@@ -21,7 +21,8 @@ Zet::LogHandle MCAST_BOUNDARY_SOCKET_FAILED(
     "Multicast boundaries drop nothing in network namespace %s: %s.",
     "Traffic that crosses a multicast boundary is learned from the kernel, but its multicast "
     "routing socket could not be opened. Each network namespace has one owner of it.",
-    "End the other process that owns multicast routing in this namespace, then disable and enable "
+    "End the other process that owns multicast routing in this namespace, or give this one the "
+    "right to administer its network (CAP_NET_ADMIN, CAP_NET_RAW), then disable and enable "
     "multicast routing in its VRF.",
     0.0, 1.0, 0);
 

@@ -63,8 +63,10 @@ void MiraBoundarySm::fastdropStatusIs(Zet::Ptr<BoundaryFastdrop::Status> const &
 
 void MiraBoundarySm::handleFastdrop() {
   auto const * status = fastdropStatus();
-  Zet::replay(status ? &status->fastdrop() : nullptr, boundaryFastdrop_,
-              [this](IntfId intf) { handleFastdrop(intf); });
+  Zet::replay(status ? &status->fastdrop() : nullptr, boundaryFastdrop_, [this](IntfId intf) {
+    // What was learned before this machine was made waits for a VLAN where its interface lost it.
+    if (boundaryFastdrop_.contains(intf) || lastVlan_.contains(intf)) handleFastdrop(intf);
+  });
 }
 
 void MiraBoundarySm::handleFastdrop(IntfId intf) {
@@ -197,7 +199,11 @@ void MiraBoundarySm::handleIntfVlanIdTable(IntfId intf) {
   if (old == vlan) return;
   ZET_TRACE(8, intf << ", add mapping, vlan " << vlan);
   lastVlan_.at(intf) = VlanId(vlan);
-  if (old) doMoveFastdrops(intf, VlanId(old), VlanId(vlan));
+  if (old) {
+    doMoveFastdrops(intf, VlanId(old), VlanId(vlan));
+  } else if (!boundaryFastdrop_.contains(intf)) {
+    handleFastdrop(intf);
+  }
 }
 
 // Drops go where their interface goes.

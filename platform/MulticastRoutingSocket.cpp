@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <linux/mroute.h>
+#include <net/if.h>
 #include <sched.h>
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <optional>
 
 #include "platform/Assert.h"
 #include "platform/Exception.h"
@@ -54,22 +56,44 @@ class InNamespace {
   OpenFile const home_;
 };
 
-OpenFile openHere() {
+// The default namespace is the process's own.
+void enter(std::optional<InNamespace> & there, Nettle::NamespaceName const & netNs) {
+  if (netNs != Nettle::NamespaceName::defaultNamespace()) there.emplace(netNs);
+}
+
+OpenFile rawIgmpSocket() {
   OpenFile fd(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_IGMP));
   if (!fd) throwErrnoException("creating multicast routing socket", errno);
-  int const version = 1;
-  if (setsockopt(fd.fd(), IPPROTO_IP, MRT_INIT, &version, sizeof version) != 0) {
-    throwErrnoException("taking over the multicast routing table", errno);
-  }
   return fd;
+}
+
+template <class T>
+void setOption(OpenFile const & fd, int option, T const & value, char const * what) {
+  if (setsockopt(fd.fd(), IPPROTO_IP, option, &value, sizeof value) == 0) return;
+  throwErrnoException(what, errno);
 }
 
 }  // namespace
 
 OpenFile openMulticastRoutingSocket(Nettle::NamespaceName const & netNs) {
-  if (netNs == Nettle::NamespaceName::defaultNamespace()) return openHere();
-  InNamespace const there(netNs);
-  return openHere();
+  std::optional<InNamespace> there;
+  enter(there, netNs);
+  OpenFile fd = rawIgmpSocket();
+  setOption(fd, MRT_INIT, 1, "taking over the multicast routing table");
+  return fd;
+}
+
+void addMulticastVif(Nettle::NamespaceName const & netNs, U16 number, std::string const & device) {
+  std::optional<InNamespace> there;
+  enter(there, netNs);
+  U32 const index = if_nametoindex(device.c_str());
+  if (!index) throwErrnoException(("finding network device " + device).c_str(), errno);
+  vifctl vif{};
+  vif.vifc_vifi = number;
+  vif.vifc_flags = VIFF_USE_IFINDEX;
+  vif.vifc_threshold = 1;
+  vif.vifc_lcl_ifindex = static_cast<int>(index);
+  setOption(rawIgmpSocket(), MRT_ADD_VIF, vif, ("adding " + device + " as a vif").c_str());
 }
 
 }  // namespace Zet

@@ -1,6 +1,8 @@
 // The kernel's multicast routing socket (linux/mroute.h): on it the kernel reports packets that it
 // has no multicast route for.
 #pragma once
+#include <string>
+
 #include "platform/Export.h"
 #include "platform/NamespaceName.h"
 #include "platform/ShoalFiles.h"
@@ -13,5 +15,11 @@ namespace Zet {
 // EADDRINUSE where the table has an owner. The calling thread is in its old namespace again then,
 // as it is on return.
 BRINDLE_API ZetShoal::OpenFile openMulticastRoutingSocket(Nettle::NamespaceName const & netNs);
+
+// Has the kernel report packets that come in by a network device of that namespace, under a number
+// of the caller's, below 32. The table must have an owner. Throws ErrnoException that says what
+// failed: EADDRINUSE where the number is taken.
+BRINDLE_API void addMulticastVif(Nettle::NamespaceName const & netNs, U16 number,
+                                 std::string const & device);
 
 }  // namespace Zet

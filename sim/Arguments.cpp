@@ -135,6 +135,7 @@ constexpr auto kinds = std::to_array<ValueKind>({
     {"MODE", "a switchport mode from 0 to 255", isNumberTo<255>},
     {"CHIP", "a chip's name", isName},
     {"NAME", "a name", isName},
+    {"DEVICE", "a network device", isName},
     {"TABLE", "a table, PROTOCOL.VRF", isTable},
     {"FILE", "a file", isName},
     {"DIR", "a directory", isName},

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "boundary/IgmpMsg.h"
+#include "platform/MulticastRoutingSocket.h"
 #include "sim/Host.h"
 
 namespace Brindle::Sim {
@@ -97,16 +98,18 @@ void BoundaryAgent::handleFastdropStatusColl() {
   if (zetConfig_.target()) host_.boundaryFastdropStatusCollIs(config_->fastdropStatusColl());
 }
 
-// The library decides for chips that answer at once; for those that answer later an agent does.
+// The library decides for chips that answer at once; for those that answer later an agent does, by
+// the same rules.
 void BoundaryAgent::handleLinecards() {
   auto const fabric = host_.hardware().asyncFabric();
   if (!runs() || !fabric) return;
-  bool const supported =
-      !settings_.system.empty() && config_->fastdropLinecards().empty() &&
+  bool const own =
+      !settings_.system.empty() &&
       config_->isTcamBoundarySupported(settings_.system) == TcamBoundarySupport::tcamSupported;
-  if (!supported) {
+  bool const stops = config_->isFixedSystem() ? !own : !config_->fastdropLinecards().empty();
+  if (stops) {
     asyncTcam_ = nullptr;
-  } else if (!asyncTcam_) {
+  } else if (own && !asyncTcam_) {
     asyncTcam_ = asyncBoundarySmFactory(
         {boundaries_, fabric, Zet::activityManager()->clock(), host_.records().intfVlanIdTable});
   }
@@ -122,10 +125,13 @@ void BoundaryAgent::boundaryIs(IntfId intf, Nettle::IpGenPrefix const & groups, 
 }
 
 void BoundaryAgent::linecardIs(Zet::Name name, bool deniesByTcam) {
-  auto const card = epochs_->cardIs(name);
+  bool const stands = epochs_->card(name);
+  Zet::Ptr<HwEpoch::CardStatus> const card =
+      stands ? epochs_->cardIs(name) : Zet::make<HwEpoch::CardStatus>(name);
   auto const feature = HwEpoch::stringValue(HwEpoch::EpochFeature::tcamBoundary);
   card->featureIs(Zet::Name(feature.view()))
       ->modeIs(deniesByTcam ? HwEpoch::RestrictionStatus::supported : 0);
+  if (!stands) epochs_->cardIs(card);
   handleLinecards();
 }
 
@@ -134,7 +140,15 @@ void BoundaryAgent::linecardDel(Zet::Name name) {
   handleLinecards();
 }
 
-void BoundaryAgent::vifIs(L3::VrfName vrf, U16 vif, IntfId intf) {
+void BoundaryAgent::vifIs(L3::VrfName vrf, U16 vif, IntfId intf, std::string const & device) {
+  if (!device.empty()) {
+    if (!settings_.kernel) throw CommandError("expected a device only after \"boundary kernel\"");
+    try {
+      Zet::addMulticastVif(Nettle::NamespaceName(vrf.view()), vif, device);
+    } catch (Zet::ErrnoException const & e) {
+      throw CommandError(e.what());
+    }
+  }
   vifs_->vrfStatusIs(vrf)->intfIdCollIs(vif, intf);
 }
 
@@ -167,6 +181,10 @@ void BoundaryAgent::noCache(IpGenAddr const & source, IpGenAddr const & group, I
   auto * const pam = static_cast<ScriptedPam *>(pamOf(vrf));
   if (!pam) {
     throw CommandError("expected boundaries that are learned in VRF " + std::string(vrf.view()));
+  }
+  if (!host_.records().intfVlanIdTable->intfIdToVlanId(intf)) {
+    throw CommandError("expected an interface with a VLAN, found \"" + std::string(intf.view()) +
+                       "\"");
   }
   pam->deliver(noCacheMessage(vifOf(vrf, intf), source, group));
 }

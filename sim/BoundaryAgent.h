@@ -35,7 +35,8 @@ class BoundaryAgent final : public Zet::Sm {
   void boundaryIs(Nettle::IntfId intf, Nettle::IpGenPrefix const & groups, bool v);
   void linecardIs(Zet::Name name, bool deniesByTcam);
   void linecardDel(Zet::Name name);
-  void vifIs(L3::VrfName vrf, U16 vif, Nettle::IntfId intf);
+  // With a device the kernel has the number from here. Throws CommandError if it refuses it.
+  void vifIs(L3::VrfName vrf, U16 vif, Nettle::IntfId intf, std::string const & device);
   void vrfIs(L3::VrfName vrf) { vifs_->vrfStatusIs(vrf); }
   void vrfDel(L3::VrfName vrf) { vifs_->vrfStatusDel(vrf); }
   Routing::Multicast::Fib::Status const & boundaries() const { return *boundaries_; }

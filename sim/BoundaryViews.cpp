@@ -89,7 +89,48 @@ std::string stateOf(BoundaryView::Denied const & one) {
   return one.sources.empty() ? "-" : "in hardware";
 }
 
+// Sources of which both tell: those of an entry, and those of a route.
+bool meet(IpGenPrefix const & some, IpGenPrefix const & others) {
+  return some.contains(others) || others.contains(some);
+}
+
+// What becomes of a route's traffic that comes in over a boundary.
+std::string fateOf(BoundaryView const & view, BoundaryView::Denied const & one,
+                   KeyView const & key) {
+  if (view.by == BoundaryView::By::tcam) {
+    std::vector<std::string> sources;
+    for (auto const & source : one.sources) {
+      if (meet(IpGenPrefix(source.c_str()), key.key.source())) sources.push_back(source);
+    }
+    if (!sources.empty()) return "the chips keep it out from " + joined(sources);
+    if (!one.sources.empty()) return "but not from its sources";
+    return one.vlan ? "but a chip has no room for that" : "but the interface has no VLAN";
+  }
+  for (auto const & learned : view.learned) {
+    if (learned.intf != one.intf || learned.key.vrf != key.vrf || learned.key.key != key.key) {
+      continue;
+    }
+    return learned.inHardware ? "the chips drop what was reported"
+                              : "reported, but not dropped by the chips";
+  }
+  return "of it nothing has been reported";
+}
+
 }  // namespace
+
+std::vector<Denial> denialsOf(Host & host, KeyView const & key) {
+  std::vector<Denial> out;
+  if (!host.boundaryAgent().runs()) return out;
+  auto const view = boundaryView(host);
+  for (auto const & one : view.denied) {
+    if (!meet(IpGenPrefix(one.groups.c_str()), key.key.group())) continue;
+    Bridging::VlanIdOrNone const vlan(one.vlan);
+    if (vlan && host.root().doGetVrfNameFromVid(vlan) != key.vrf) continue;
+    out.push_back({"Denied on " + one.intf + ": " + one.groups + ", " + fateOf(view, one, key),
+                   "boundary del " + one.groups + " dev " + one.intf});
+  }
+  return out;
+}
 
 BoundaryView boundaryView(Host & host) {
   BoundaryView view;

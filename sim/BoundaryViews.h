@@ -38,7 +38,16 @@ struct BoundaryView {
   std::vector<Learned> learned;
 };
 
+// The machines must run.
 BoundaryView boundaryView(Host & host);
+
+// Where and how the group of a route is denied, one line each; nothing where no machine runs.
+struct Denial {
+  std::string text;
+  std::string remedy;  // the command that ends it
+};
+std::vector<Denial> denialsOf(Host & host, KeyView const & key);
+
 void print(std::ostream & out, BoundaryView const & view);
 nlohmann::ordered_json toJson(BoundaryView const & view);
 

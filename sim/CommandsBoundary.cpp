@@ -33,13 +33,13 @@ void kernel(Host & host, Arguments const &) {
 
 void linecard(Host & host, Arguments const & arguments) {
   Zet::Name const name{std::string_view(arguments.text("NAME"))};
-  if (arguments.has("del")) return host.boundaries().linecardDel(name);
-  host.boundaries().linecardIs(name, arguments.has("tcam"));
+  if (arguments.has("del")) return host.boundaryAgent().linecardDel(name);
+  host.boundaryAgent().linecardIs(name, arguments.has("tcam"));
 }
 
 void vif(Host & host, Arguments const & arguments) {
   host.boundaries().vifIs(arguments.vrf(), static_cast<U16>(arguments.number("VIF")),
-                          arguments.intf());
+                          arguments.intf(), arguments.text("DEVICE", ""));
 }
 
 void noCache(Host & host, Arguments const & arguments) {
@@ -70,8 +70,9 @@ Command<Host> const rows[] = {
      kernel},
     {"boundary add|del GROUP dev INTF", "A group prefix must not cross the interface, or may.",
      boundary},
-    {"boundary vif VIF dev INTF [vrf VRF]",
-     "The kernel's number of an interface; without it they are numbered as reports name them.",
+    {"boundary vif VIF dev INTF [of DEVICE] [vrf VRF]",
+     "The kernel's number of an interface; without it they are numbered as reports name them. With "
+     "DEVICE, a network device of this machine, the kernel is told to report what comes in there.",
      vif},
     {"linecard add NAME tcam|no-tcam",
      "A card whose chips can deny groups by themselves, or cannot.", linecard},

@@ -75,6 +75,10 @@ void print(std::ostream & out, ExplainView const & view, std::string const & por
   if (!view.input.empty()) out << "Input: " << view.input << '\n';
   printOutputs(out, view, port);
   for (auto const & special : view.specials) out << "Besides: " << special.text << '\n';
+  for (auto const & denial : view.denials) {
+    out << denial.text << '\n';
+    printRemedies(out, denial, "  ");
+  }
   for (auto const & note : view.notes) out << note << '\n';
   for (auto const & entry : view.entries) {
     out << "Chip " << entry.chip << ": ";
@@ -110,7 +114,7 @@ Json vlanJson(ExplainView::Vlan const & vlan) {
 
 Json toJson(ExplainView const & view) {
   Json publishers = Json::array(), outputs = Json::array(), vlans = Json::array(),
-       specials = Json::array(), entries = Json::array();
+       specials = Json::array(), denials = Json::array(), entries = Json::array();
   for (auto const & publisher : view.publishers) {
     publishers.push_back({{"table", publisher.table},
                           {"priority", publisher.priority},
@@ -123,6 +127,7 @@ Json toJson(ExplainView const & view) {
   }
   for (auto const & vlan : view.vlans) vlans.push_back(vlanJson(vlan));
   for (auto const & special : view.specials) specials.push_back(toldJson(special));
+  for (auto const & denial : view.denials) denials.push_back(toldJson(denial));
   for (auto const & entry : view.entries) {
     entries.push_back({{"chip", entry.chip},
                        {"vlan", entry.vlan ? Json(*entry.vlan) : Json()},
@@ -140,6 +145,7 @@ Json toJson(ExplainView const & view) {
           {"vlans", std::move(vlans)},
           {"elsewhere", view.elsewhere ? toldJson(*view.elsewhere) : Json()},
           {"besides", std::move(specials)},
+          {"denied", std::move(denials)},
           {"notes", view.notes},
           {"entries", std::move(entries)}};
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sim/BoundaryViews.h"
 #include "sim/Host.h"
 #include "sim/OifText.h"
 #include "sim/RouteSpec.h"
@@ -34,6 +35,21 @@ Told routingObstacle(Host const & host, Mira const & mira) {
   return {"multicast routing is off", "routing", {"ip multicast-routing on" + vrf}};
 }
 
+Told unpublished(KeyView const & key) {
+  return {"no protocol publishes it",
+          "route tables",
+          {"publish PROTOCOL." + key.vrfText() + " route add " + keyText(key.key) +
+           " iif IIF oif OIF"}};
+}
+
+std::vector<Told> denials(Host & host, KeyView const & key) {
+  std::vector<Told> out;
+  for (auto const & denial : denialsOf(host, key)) {
+    out.push_back({denial.text, "boundaries", {denial.remedy}});
+  }
+  return out;
+}
+
 // Gathers what there is to tell of one route.
 class Explainer {
  public:
@@ -48,14 +64,12 @@ class Explainer {
 
   ExplainView take() {
     addPublishers();
+    view_.denials = denials(host_, view_.key);
     for (auto & route : routeViews(host_)) {
       if (route.key.vrf == view_.key.vrf && route.key.key == view_.key.key) view_.route = route;
     }
     if (view_.publishers.empty() && !view_.route) {
-      view_.state = {"no protocol publishes it",
-                     "route tables",
-                     {"publish PROTOCOL." + view_.key.vrfText() + " route add " +
-                      keyText(view_.key.key) + " iif IIF oif OIF"}};
+      view_.state = unpublished(view_.key);
       return std::move(view_);
     }
     addState();
@@ -273,7 +287,17 @@ void Explainer::addEntries() {
 }  // namespace
 
 ExplainView explainView(Host & host, L3::VrfName vrf, IpGenRouteKey const & key, IntfId port) {
-  return Explainer(host, {vrf, key}, port).take();
+  host.start();
+  bool const isRouted = host.root().mira(vrf) != nullptr;
+  if (isRouted || !host.records().mfibVrfConfig->config(vrf)) {
+    return Explainer(host, {vrf, key}, port).take();
+  }
+  // A VRF is routed as soon as a protocol has a table for it.
+  ExplainView view;
+  view.key = {vrf, key};
+  view.state = unpublished(view.key);
+  view.denials = denials(host, view.key);
+  return view;
 }
 
 }  // namespace Brindle::Sim

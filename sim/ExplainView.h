@@ -46,11 +46,12 @@ struct ExplainView {
   std::vector<Vlan> vlans;
   std::optional<Told> elsewhere;  // of the port that was asked for, if none of these has it
   std::vector<Told> specials;
+  std::vector<Told> denials;       // by boundaries on interfaces of the VRF
   std::vector<std::string> notes;  // what else its set says
   std::vector<Entry> entries;      // of each chip
 };
 
-// Of all ports, or of one. Changes nothing. Throws CommandError if the VRF is not routed.
+// Of all ports, or of one. Changes nothing. Throws CommandError if there is no such VRF.
 ExplainView explainView(Host & host, L3::VrfName vrf,
                         Routing::Multicast::Fib::IpGenRouteKey const & key,
                         Nettle::IntfId port = {});

@@ -73,6 +73,12 @@ class Status : public Zet::Entity {
   auto const & card() const { return card_; }
   CardStatus const * card(Zet::Name k) const { return card_.find(k); }
   Zet::Ptr<CardStatus> cardIs(Zet::Name k) { return create<&NotifieeConst::onCard>(card_, k); }
+  // One that says at once what it can do. REQUIRES: none of its name stands.
+  void cardIs(Zet::Ptr<CardStatus> const & card) {
+    card->parentIs(this);
+    card_.insert(card);
+    notify<&NotifieeConst::onCard>(card->key());
+  }
   void cardDel(Zet::Name k) { erase<&NotifieeConst::onCard>(card_, k); }
 
  private:

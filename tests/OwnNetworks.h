@@ -3,8 +3,6 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/mroute.h>
-#include <net/if.h>
 #include <netinet/in.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -18,7 +16,7 @@
 #include <functional>
 #include <string>
 
-#include "platform/ShoalFiles.h"
+#include "platform/MulticastRoutingSocket.h"
 
 namespace Tests {
 
@@ -63,15 +61,7 @@ class OwnNetworks {
     return made;
   }
   // Makes r0 the virtual interface of that number; the table must have an owner.
-  bool addVif(U16 number) {
-    vifctl vif{};
-    vif.vifc_vifi = number;
-    vif.vifc_flags = VIFF_USE_IFINDEX;
-    vif.vifc_threshold = 1;
-    vif.vifc_lcl_ifindex = 2;  // the first after "lo"
-    return setsockopt(socketIn("red", SOCK_RAW, IPPROTO_IGMP).fd(), IPPROTO_IP, MRT_ADD_VIF, &vif,
-                      sizeof vif) == 0;
-  }
+  void addVif(U16 number) { Zet::addMulticastVif("red", number, "r0"); }
   // The host sends.
   void sendUdp(char const * group) { send(SOCK_DGRAM, IPPROTO_UDP, group, "data"); }
   void sendIgmpReport(char const * group) {

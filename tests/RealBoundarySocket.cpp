@@ -1,5 +1,7 @@
 // Real multicast traffic from another network through the kernel to the records of a boundary.
 // Skipped where a process may have no network of its own.
+#include "sim/Commands.h"
+#include "sim/Host.h"
 #include "tests/BoundaryWorld.h"
 #include "tests/LogLines.h"
 #include "tests/OwnNetworks.h"
@@ -82,7 +84,7 @@ TEST_F(RealBoundaryDrop, ADeniedGroupBecomesADropInTheChip) {
     startWith({.kernelMfibStatusColl = vifs,
                .mfibStatus = mfib,
                .statusColl = Zet::make<Brindle::BoundaryFastdrop::StatusColl>()});
-    ASSERT_TRUE(networks.addVif(0));
+    networks.addVif(0);
     networks.sendIgmpReport("239.1.9.9");
     networks.sendUdp("239.2.1.1");
     networks.sendUdp("239.1.1.1");
@@ -100,7 +102,7 @@ TEST_F(RealBoundarySocket, ADeniedGroupIsRecordedAnotherCountsAnIgmpReportDoesNo
     startIn("red");
     ASSERT_TRUE(listens());
     EXPECT_EQ(OwnNetworks::here(), home);
-    ASSERT_TRUE(networks.addVif(5));
+    networks.addVif(5);
     networks.sendIgmpReport("239.1.9.9");
     networks.sendUdp("239.2.1.1");
     networks.sendUdp("239.1.1.1");
@@ -111,12 +113,31 @@ TEST_F(RealBoundarySocket, ADeniedGroupIsRecordedAnotherCountsAnIgmpReportDoesNo
   });
 }
 
+TEST(RealBoundarySim, ScriptsHearTheKernel) {
+  OwnNetworks::run([](OwnNetworks & networks) {
+    std::ostringstream out;
+    Brindle::Sim::Host host(out);
+    Brindle::Sim::HostInterpreter lines(host);
+    for (auto const * line :
+         {"tables private", "chip add c0 ports e1", "vrf add red", "vlan add 10 port e1",
+          "ip link add Vlan10 vrf red", "boundary kernel", "boundary add 239.1.0.0/16 dev Vlan10",
+          "settle", "boundary vif 0 dev Vlan10 of r0 vrf red"}) {
+      lines.run(line);
+    }
+    EXPECT_THROW(lines.run("boundary vif 1 dev Vlan10 of r9 vrf red"), Brindle::Sim::CommandError);
+    networks.sendUdp("239.1.1.1");
+    lines.run("settle");
+    out.str("");
+    lines.run("explain vrf red 10.0.0.2 239.1.1.1");
+    EXPECT_NE(out.str().find("Denied on Vlan10: 239.1.0.0/16, reported"), std::string::npos)
+        << out.str();
+  });
+}
+
 TEST_F(RealBoundarySocket, ATableWithAnotherOwnerIsToldAndTriedAgain) {
   OwnNetworks::run([this](OwnNetworks & networks) {
     LogLines log;
-    auto other = OwnNetworks::socketIn("red", SOCK_RAW, IPPROTO_IGMP);
-    int const version = 1;
-    ASSERT_EQ(setsockopt(other.fd(), IPPROTO_IP, MRT_INIT, &version, sizeof version), 0);
+    auto other = Zet::openMulticastRoutingSocket("red");
     startIn("red");
     EXPECT_FALSE(listens());
     ASSERT_EQ(log.lines.size(), 1u);
@@ -126,7 +147,7 @@ TEST_F(RealBoundarySocket, ATableWithAnotherOwnerIsToldAndTriedAgain) {
     other = ZetShoal::OpenFile();
     evaluateAgain();
     EXPECT_TRUE(listens());
-    ASSERT_TRUE(networks.addVif(0));
+    networks.addVif(0);
     networks.sendUdp("239.1.1.1");
     waitFor(1);
     EXPECT_EQ(recorded("red"), "Vlan1: 239.1.1.1 (10.0.0.2)");

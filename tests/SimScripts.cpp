@@ -174,10 +174,33 @@ TEST_F(SimScripts, BoundariesInChipsOrLearned) {
   passes(bounded +
          "linecard add FixedSystem tcam\nsettle\nexpect chip c0 routes 2\n"
          "linecard add FixedSystem no-tcam\nsettle\nexpect chip c0 routes 0\n");
+  // What was learned goes when the chips can deny, and is learned again.
+  std::string const report = "no-cache 10.1.0.9 239.1.2.3 dev Vlan10\nsettle\n";
+  passes(bounded + report + "expect chip c0 routes 1\nlinecard add FixedSystem tcam\nsettle\n" +
+         "expect chip c0 routes 2\nlinecard del FixedSystem\nsettle\nexpect chip c0 routes 0\n" +
+         report + "expect chip c0 routes 1\nverify\n");
+  // A card that can disturbs nobody: what stands is not made anew, for which there is no room.
+  passes("boundary system linecard L1\n" + bounded +
+         "linecard add L1 tcam\nsettle\nchip refuse c0 routes 1\nlinecard add L2 tcam\nsettle\n"
+         "expect chip c0 routes 2\n");
+  // An interface that has lost its VLAN when its protocol comes back.
+  passes(
+      "vrf add red\nchip add c0 ports e1\nip link add et1 vrf red\npublisher start pim.red\n"
+      "boundary add 239.1.0.0/16 dev et1\nno-cache 10.1.0.9 239.1.2.3 dev et1\nsettle\n"
+      "expect chip c0 routes 1\nip link set et1 no-internal-vlan\nsettle\ndetach pim.red\n"
+      "settle\nattach pim.red\nsettle\nexpect chip c0 routes 0\n"
+      "ip link add et1 internal-vlan 1010 vrf red\nsettle\nexpect chip c0 routes 1\n");
   passes("boundary system linecard L1\n" + bounded +
          "linecard add L1 tcam\nsettle\nexpect chip c0 routes 2\nverify\n"
          "linecard add L2 no-tcam\nsettle\nexpect chip c0 routes 0\n"
          "linecard del L2\nsettle\nexpect chip c0 routes 2\n");
+  auto const explained = script(bounded +
+                                "linecard add FixedSystem tcam\nsettle\n"
+                                "publisher start pim.default\nexplain * 239.9.1.1\n");
+  EXPECT_NE(explained.text.find("Denied on Vlan10: 239.9.0.0/16, the chips keep it out from "
+                                "0.0.0.0/0\n"),
+            explained.text.npos)
+      << explained.text;
   passes("fabric async\n" + bounded +
          "linecard add FixedSystem tcam\nsettle\nexpect chip c0 routes 2\nverify\n");
   auto const shown = script(bounded +
