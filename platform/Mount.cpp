@@ -1,7 +1,5 @@
 #include "platform/Mount.h"
 
-#include <algorithm>
-
 #include "platform/Budget.h"
 #include "platform/Exception.h"
 #include "platform/Trace.h"
@@ -88,9 +86,7 @@ void Mount::doMount(std::string_view path, std::string_view type, MountInfo cons
     std::string const text = "no shared-memory table has the type " + std::string(type);
     Zet::throwRangeException(text.c_str());
   }
-  std::string name(path);
-  std::replace(name.begin(), name.end(), '/', ':');
-  Zet::Ptr<MountedTable> table = found->factory()(watch_, info.root, name);
+  Zet::Ptr<MountedTable> table = found->factory()(watch_, info.root, shoalTableName(path));
   table->path_ = Zet::Name(path);
   table_.push_back(std::move(table));
   ZET_TRACE(8, "mounted " << path << " as " << type);

@@ -106,7 +106,7 @@ class BRINDLE_API Mount : public Zet::Sm {
   // Throws ShoalError if the system does not let it watch files.
   explicit Mount(Zet::Ptr<Zet::Clock const> const & clock = Zet::activityManager()->clock());
 
-  // Does nothing if the path is mounted. A path's slashes stand as colons in the table's name.
+  // Does nothing if the path is mounted. See shoalTableName().
   // Throws RangeException for an unknown type, ShoalError for a path that no table can have.
   void doMount(std::string_view path, std::string_view type, MountInfo const & info = {});
   // Who still holds the entity can read it, but is told no more.

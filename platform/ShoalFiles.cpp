@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -35,6 +36,12 @@ std::string shoalRoot() {
 std::string shoalPath(std::string_view root, std::string_view name) {
   checkName(name, "shared-memory table");
   return joined(root, name);
+}
+
+std::string shoalTableName(std::string_view path) {
+  std::string name(path);
+  std::replace(name.begin(), name.end(), '/', ':');
+  return name;
 }
 
 std::string shoalMapPath(std::string_view tablePath, std::string_view map) {

@@ -27,6 +27,9 @@ BRINDLE_API std::string shoalRoot();
 // and is neither "." nor ".."; anything else throws ShoalError.
 BRINDLE_API std::string shoalPath(std::string_view root, std::string_view name);
 
+// The name of the table that is mounted under a path: its slashes stand as colons there.
+BRINDLE_API std::string shoalTableName(std::string_view path);
+
 // The file of one map within a table's directory. Beyond the rule for tables a map is not named
 // like the table's own files: "lock", "bell", or anything that ends in ".next".
 BRINDLE_API std::string shoalMapPath(std::string_view tablePath, std::string_view map);

@@ -115,6 +115,10 @@ class BRINDLE_API ShoalReader {
   // How often a file has come and gone between two turns that held keys of which no file knows any
   // more: who has read such a key without having been handed it is not told that it has gone.
   U32 losses() const { return losses_; }
+  // Refuses the table because of what the owner found in this map; see ShoalReaderDir.
+  void refuse(std::string const & reason) {
+    if (live_) dir_.refuse(path_, reason, live_);
+  }
 
  private:
   friend class ShoalReaderDir;

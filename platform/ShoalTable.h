@@ -65,6 +65,7 @@ template <ShoalData K, ShoalData V> class TableWriter {
   U32 size() const { return map_.size(); }
   // Why a file that stood in the map's place was thrown away; empty if none was.
   std::string const & discarded() const { return map_.discarded(); }
+  void discard(std::string const & reason) { map_.discard(reason); }
 
  private:
   ShoalWriter map_;
@@ -86,6 +87,8 @@ template <ShoalData K, ShoalData V> class TableReader {
   bool next(ShoalCursor & cursor, K & key, V & value) { return map_.next(cursor, &key, &value); }
   U32 size() { return map_.size(); }
   U32 walks() const { return map_.walks(); }
+  U32 losses() const { return map_.losses(); }
+  void refuse(std::string const & reason) { map_.refuse(reason); }
 
  private:
   ShoalReader map_;

@@ -126,6 +126,12 @@ ShoalWriter::ShoalWriter(ShoalWriterDir & dir, std::string const & map, U32 keyS
   dir_.commit();
 }
 
+void ShoalWriter::discard(std::string const & reason) {
+  discarded_ = reason;
+  startAnew(segment_->slotCount());
+  dir_.changed_ = true;
+}
+
 void ShoalWriter::takeOver() {
   used_ = segment_->recover();
   segment_->retiredIs(false);

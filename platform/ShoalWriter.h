@@ -63,6 +63,9 @@ class BRINDLE_API ShoalWriter {
               U32 slots = ShoalSegment::minSlots);
 
   std::string const & discarded() const { return discarded_; }
+  // Puts an empty file in the place of one in which the owner found something wrong: readers that
+  // have refused it look at the new one.
+  void discard(std::string const & reason);
 
   // False, and nobody is told, if the key holds this very record. Throws ShoalError if the map is
   // full and there is no memory for a larger one, or if its file was cut short by another process;

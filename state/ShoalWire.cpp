@@ -12,17 +12,20 @@ using Nettle::IntfId;
 
 static_assert(sizeof(RouteKey) + sizeof(U32) == sizeof(WireRouteKey));
 static_assert(std::is_trivially_copyable_v<RouteKey>);
+static_assert(sizeof(Nettle::IpGenPrefix) == sizeof(WirePrefix));
+static_assert(std::is_trivially_copyable_v<Nettle::IpGenPrefix>);
 
-// Whether a prefix of the family has it in this form: nothing set behind its length.
-bool canonical(WireRouteKey::Prefix const & prefix, Nettle::AddressFamily family) {
+// Whether it is a prefix as we write them: of a known family, nothing set behind its length.
+bool canonical(WirePrefix const & prefix) {
   U64 words[2];
   std::memcpy(words, prefix.address.data(), sizeof words);
+  auto const family = static_cast<Nettle::AddressFamily>(prefix.family);
   if (family == Nettle::ipv4()) {
     U64 const address = __builtin_bswap32(static_cast<U32>(words[0]));
     return prefix.length <= 32 && !(words[0] >> 32 | words[1]) &&
            !static_cast<U32>(address << prefix.length);
   }
-  if (prefix.length > 128) return false;
+  if (family != Nettle::ipv6() || prefix.length > 128) return false;
   U32 const length = prefix.length;
   U64 const high = __builtin_bswap64(words[0]), low = __builtin_bswap64(words[1]);
   if (length >= 64) return length == 128 || !(low << (length - 64));
@@ -50,11 +53,15 @@ bool fromWire(WireName const & wire, IntfId & intf) {
   return good;
 }
 
+bool fromWire(WirePrefix const & wire, Nettle::IpGenPrefix & prefix) {
+  if (!canonical(wire)) return false;
+  std::memcpy(static_cast<void *>(&prefix), &wire, sizeof prefix);
+  return true;
+}
+
 bool fromWire(WireRouteKey const & wire, RouteKey & key) {
-  auto const family = static_cast<Nettle::AddressFamily>(wire.source.family);
-  bool const known = family == Nettle::ipv4() || family == Nettle::ipv6();
-  if (!known || wire.group.family != wire.source.family || wire.zero ||
-      !canonical(wire.source, family) || !canonical(wire.group, family)) {
+  if (wire.group.family != wire.source.family || wire.zero || !canonical(wire.source) ||
+      !canonical(wire.group)) {
     return false;
   }
   std::memcpy(static_cast<void *>(&key), &wire, sizeof key);
@@ -74,6 +81,12 @@ bool toWire(IntfId intf, WireName & wire) {
   wire = {};
   std::copy(name.begin(), name.end(), wire.text.begin());
   return true;
+}
+
+WirePrefix toWire(Nettle::IpGenPrefix const & prefix) {
+  WirePrefix wire;
+  std::memcpy(&wire, static_cast<void const *>(&prefix), sizeof wire);
+  return wire;
 }
 
 bool toWire(RouteKey const & key, WireRouteKey & wire) {

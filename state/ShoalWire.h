@@ -44,15 +44,19 @@ struct WireOif {
   U16 properties;
 };
 
+// An IpGenPrefix as it stands in memory.
+struct WirePrefix {
+  std::array<U8, 16> address;
+  U8 family;  // of Nettle::AddressFamily
+  U8 length;
+
+  bool operator==(WirePrefix const &) const = default;
+};
+
 // A RouteKey as it stands in memory, with what fills it up to whole words.
 struct WireRouteKey {
-  struct Prefix {
-    std::array<U8, 16> address;
-    U8 family;  // of Nettle::AddressFamily
-    U8 length;
-  };
-  Prefix source;
-  Prefix group;
+  WirePrefix source;
+  WirePrefix group;
   U32 zero;
 };
 
@@ -103,6 +107,7 @@ class BRINDLE_API WireIntfs {
 
 // Reading: false, with the result as it was or in part, if the record is malformed.
 BRINDLE_API bool fromWire(WireName const &, Nettle::IntfId &);
+BRINDLE_API bool fromWire(WirePrefix const &, Nettle::IpGenPrefix &);
 BRINDLE_API bool fromWire(WireRouteKey const &, RouteKey &);
 BRINDLE_API bool fromWire(WireOif const &, WireIntfs const &, OifIndexIntf &);
 // `route` has its key already. Inline: this is most of what it costs to read a route.
@@ -133,6 +138,7 @@ inline bool fromWire(WireRoute const & wire, U32 oifWords, WireIntfs const & int
 // Writing, where all interfaces have their numbers. False for a name that is empty or too long, and
 // for a key that is no multicast route's.
 BRINDLE_API bool toWire(Nettle::IntfId, WireName &);
+BRINDLE_API WirePrefix toWire(Nettle::IpGenPrefix const &);
 BRINDLE_API bool toWire(RouteKey const &, WireRouteKey &);
 BRINDLE_API WireOif toWire(OifIndexIntf const &, WireIntfs const &);
 // Returns the index of the map that the route belongs to; of the bitmap only its part is written.
