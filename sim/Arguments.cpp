@@ -94,6 +94,9 @@ template <U32 max> bool isNumberTo(std::string const & text) {
   return number && *number <= max;
 }
 
+// A bit of a designated-forwarder profile; index 0 is no rendezvous point.
+bool isPoint(std::string const & text) { return isNumberTo<63>(text) && *unsignedNumber(text); }
+
 bool isSeconds(std::string const & text) {
   auto const value = decimal(text);
   return value && *value >= 0;
@@ -129,6 +132,7 @@ constexpr auto kinds = std::to_array<ValueKind>({
     {"INDEX", "a chip's number from 0 to 15", isNumberTo<15>},
     {"PRIORITY", "a priority from 0 to 255", isNumberTo<255>},
     {"RPA", "the index of a rendezvous point from 0 to 65535", isNumberTo<65535>},
+    {"POINT", "the index of a rendezvous point from 1 to 63", isPoint},
     {"VIF", "the kernel's number of an interface, from 0 to 65535", isNumberTo<65535>},
     {"PERCENT", "a percentage from 0 to 100", isNumberTo<100>},
     {"STATE", "a state from 0 to 255", isNumberTo<255>},
@@ -210,6 +214,12 @@ Nettle::IpAddrWithMask Arguments::addressWithMask() const {
 }
 
 Nettle::IpGenPrefix Arguments::group() const { return prefixOf(text("GROUP")); }
+
+std::vector<Nettle::IpGenPrefix> Arguments::groups() const {
+  std::vector<Nettle::IpGenPrefix> out;
+  for (auto const & text : texts("GROUP")) out.push_back(prefixOf(text));
+  return out;
+}
 
 Multicast::Group::GroupKey Arguments::requestedGroup() const {
   return {number("CLIENT"), number("ID")};

@@ -63,6 +63,7 @@ class Arguments {
   Nettle::IpGenAddr address() const;
   Nettle::IpAddrWithMask addressWithMask() const;
   Nettle::IpGenPrefix group() const;
+  std::vector<Nettle::IpGenPrefix> groups() const;
   // Of CLIENT and ID.
   Multicast::Group::GroupKey requestedGroup() const;
   // Of SOURCE and GROUP. Throws CommandError if they do not go together.

@@ -50,6 +50,7 @@ void publisherStart(Host & host, Arguments const & arguments) {
 }
 
 void publisherStop(Host & host, Arguments const & arguments) {
+  if (arguments.has("withdraw")) host.publisher(arguments.text("TABLE")).run("bidir remove");
   host.publisherDel(arguments.text("TABLE"));
   if (arguments.has("withdraw")) removeTable(arguments.text("TABLE"));
 }

@@ -1,15 +1,19 @@
 #include "sim/PublishCommands.h"
 
+#include <utility>
+
 namespace Brindle::Sim {
 
 namespace {
 
 void routeAdd(Publication & publication, Arguments const & arguments) {
-  publication.publishLater(routeSpecOf(arguments));
+  publication.later(
+      [&table = publication.table(), spec = routeSpecOf(arguments)] { table.publish(spec); });
 }
 
 void routeDel(Publication & publication, Arguments const & arguments) {
-  publication.withdrawLater(arguments.routeKey());
+  publication.later(
+      [&table = publication.table(), key = arguments.routeKey()] { table.withdraw(key); });
 }
 
 void routeDelAll(Publication & publication, Arguments const &) {
@@ -17,9 +21,46 @@ void routeDelAll(Publication & publication, Arguments const &) {
   publication.publish();
 }
 
+void bidirGroup(Publication & publication, Arguments const & arguments, bool present) {
+  for (auto const & group : arguments.groups()) {
+    if (!Shoal::Multicast::Fib::isGroupRange(group)) {
+      throw CommandError("expected a prefix of nothing but multicast groups");
+    }
+    publication.later([&table = publication.bidir().table(group.af()), group, present] {
+      table.groupIs(group, present);
+    });
+  }
+}
+
+void bidirGroupAdd(Publication & publication, Arguments const & arguments) {
+  bidirGroup(publication, arguments, true);
+}
+
+void bidirGroupDel(Publication & publication, Arguments const & arguments) {
+  bidirGroup(publication, arguments, false);
+}
+
+// Without points the profile goes.
+void bidirDf(Publication & publication, Arguments const & arguments) {
+  Shoal::Multicast::Fib::DfProfile profile;
+  for (U32 const point : arguments.numbers("POINT")) profile.bitmap |= U64{1} << point;
+  auto const af = arguments.has("ipv6") ? Nettle::ipv6() : Nettle::ipv4();
+  publication.later([&table = publication.bidir().table(af), intf = arguments.intf(), profile] {
+    table.profileIs(intf, profile);
+  });
+}
+
+void bidirDelAll(Publication & publication, Arguments const &) {
+  publication.bidir().takeOver();
+  for (auto * table : publication.bidir().tables()) table->withdrawAll();
+  publication.publish();
+}
+
+void bidirRemove(Publication & publication, Arguments const &) { publication.bidir().remove(); }
+
 void sync(Publication & publication, Arguments const &) {
   publication.publish();
-  publication.out() << "deleted of an earlier run: " << publication.table().sweep() << '\n';
+  publication.out() << "deleted of an earlier run: " << publication.sweep() << '\n';
   publication.publish();
 }
 
@@ -27,6 +68,14 @@ void show(Publication & publication, Arguments const &) {
   auto & table = publication.table();
   publication.out() << table.name() << ": " << table.routes() << " routes, " << table.outputs()
                     << " outputs; of an earlier run: " << table.stale() << '\n';
+  for (auto * bidir : publication.bidir().tables()) publication.out() << bidir->summary() << '\n';
+}
+
+void showBidir(Publication & publication, Arguments const &) {
+  publication.bidir().takeOver();
+  for (auto * table : publication.bidir().tables()) {
+    for (auto const & line : table->lines()) publication.out() << line << '\n';
+  }
 }
 
 void showRoutes(Publication & publication, Arguments const &) {
@@ -44,11 +93,25 @@ constexpr Command<Publication> rows[] = {
      routeAdd},
     {"route del SOURCE GROUP", "Withdraw a route.", routeDel},
     {"route del all", "Withdraw all routes.", routeDelAll},
-    {"sync", "The first pass is over: routes of an earlier run that it did not have go.", sync},
-    {"show", "Say what the table holds.", show},
+    {"bidir group add GROUP...",
+     "Make groups bidirectional: in the VRF's table of their address family, which is taken over "
+     "with the first word that is meant for it.",
+     bidirGroupAdd},
+    {"bidir group del GROUP...", "Make them so no more.", bidirGroupDel},
+    {"bidir df add INTF POINT... [ipv6]",
+     "Be designated forwarder on an interface, for these rendezvous points and no others.",
+     bidirDf},
+    {"bidir df del INTF [ipv6]", "Be it for none.", bidirDf},
+    {"bidir del all", "Take back all that was said of bidirectional PIM.", bidirDelAll},
+    {"bidir remove", "Take the tables of bidirectional PIM away that have been taken over.",
+     bidirRemove},
+    {"sync", "The first pass is over: what an earlier run left and this one did not have goes.",
+     sync},
+    {"show", "Say what the tables hold.", show},
     {"show routes", "Print each route as the command that makes it.", showRoutes},
+    {"show bidir", "The same of what was said of bidirectional PIM.", showBidir},
     {"help [COMMAND...]", "List the commands that begin so.", help},
-    {"quit", "End; the table stays.", quit},
+    {"quit", "End; the tables stay.", quit},
 };
 
 constexpr Subject<Publication> subjects[] = {{"Publishing routes", rows}};
@@ -59,21 +122,21 @@ void help(Publication & publication, Arguments const & arguments) {
 
 }  // namespace
 
-void Publication::withdrawLater(Routing::Multicast::Fib::IpGenRouteKey const & key) {
-  changes_.push_back({RouteSpec{Shoal::Multicast::Fib::Route(key), {}}, false});
+void Publication::publish() {
+  for (auto const & change : std::exchange(changes_, {})) change();
+  table_.commit();
+  for (auto * bidir : bidir_.tables()) bidir->commit();
 }
 
-void Publication::publish() {
-  auto const changes = std::move(changes_);
-  changes_.clear();
-  for (auto const & change : changes) {
-    if (change.present) {
-      table_.publish(change.spec);
-    } else {
-      table_.withdraw(change.spec.key());
-    }
-  }
-  table_.commit();
+std::size_t Publication::sweep() {
+  std::size_t swept = table_.sweep();
+  for (auto * bidir : bidir_.tables()) swept += bidir->sweep();
+  return swept;
+}
+
+void Publication::remove() {
+  bidir_.remove();
+  table_.remove();
 }
 
 std::span<Subject<Publication> const> publishCommands() { return subjects; }

@@ -1,5 +1,5 @@
-// brindle-publish: writes a table of routes into shared memory, as a routing protocol does. The
-// routes come from a file, from its input, or are made up.
+// brindle-publish: writes a table of routes into shared memory, as a routing protocol does, and the
+// tables of bidirectional PIM. The routes come from a file, from its input, or are made up.
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -122,17 +122,19 @@ void publishGenerated(Options const & options, StopSignals const & stop, Publish
   std::cout << table.name() << ": " << changes << " changes" << std::endl;
 }
 
-void publishFile(Options const & options, StopSignals const & stop, PublishedTable & table) {
+void publishFile(Options const & options, StopSignals const & stop, Publication & publication) {
   Stopwatch const watch;
   std::ifstream in(options.file);
   if (!in) throw CommandError(options.file + ": " + std::strerror(errno));
-  Publication publication(table, std::cout);
   Interpreter<Publication> interpreter(publication, publishCommands());
   runLines(in, options.file, [&](std::string const & line) { interpreter.run(line); });
   publication.publish();
-  auto const swept = table.sweep();
-  table.commit();
-  report(table, swept, watch.seconds());
+  auto const swept = publication.sweep();
+  publication.publish();
+  report(publication.table(), swept, watch.seconds());
+  for (auto const * bidir : publication.bidir().tables()) {
+    std::cout << bidir->summary() << std::endl;
+  }
   if (!options.once) stop.wait(std::chrono::milliseconds(-1));
 }
 
@@ -149,8 +151,7 @@ void answer(Publication & publication, Interpreter<Publication> & interpreter,
 }
 
 // Until the input ends, a signal comes or the commands say so.
-void publishCommanded(StopSignals const & stop, PublishedTable & table) {
-  Publication publication(table, std::cout);
+void publishCommanded(StopSignals const & stop, Publication & publication) {
   Interpreter<Publication> interpreter(publication, publishCommands());
   std::cout << "ok" << std::endl;
   std::string unread;
@@ -187,8 +188,9 @@ void run(Options & options) {
   StopSignals const stop;
   if (options.file == "-") {
     PublishedTable table(options.tableName(), ZetShoal::ShoalSegment::minSlots);
-    publishCommanded(stop, table);
-    if (options.withdraw) table.remove();
+    Publication publication(table, std::cout);
+    publishCommanded(stop, publication);
+    if (options.withdraw) publication.remove();
     return;
   }
   options.plan.iifs = intfsOf(options.iifs);
@@ -196,12 +198,13 @@ void run(Options & options) {
   if (options.plan.groups == 0) options.plan.groups = std::max(options.plan.routes, 1u);
   RouteGenerator generator(options.plan);
   PublishedTable table(options.tableName(), std::max(generator.size(), 16u));
+  Publication publication(table, std::cout);
   if (options.file.empty()) {
     publishGenerated(options, stop, table, generator);
   } else {
-    publishFile(options, stop, table);
+    publishFile(options, stop, publication);
   }
-  if (options.withdraw) table.remove();
+  if (options.withdraw) publication.remove();
 }
 
 void describe(CLI::App & app, Options & options) {
