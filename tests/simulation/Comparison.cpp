@@ -149,7 +149,8 @@ std::string Comparison::Entry::text() const {
 void Comparison::compareChip(Chip const & chip) {
   Entries found;
   std::vector<std::string> lines;
-  for (auto const & stands : host_.hardware().entries(chip)) {
+  auto const & boundaries = *circumstances_.boundaries;
+  for (auto const & stands : boundaries.others(chip, host_.hardware().entries(chip))) {
     if (isL2(stands.key.sg)) continue;
     Entry const entry{stands.key.vlanId.value(), stands.rpaId, textOf(stands.oifSet.get())};
     if (!isSubnetEntry(stands)) found.emplace(stands.key.sg, entry);

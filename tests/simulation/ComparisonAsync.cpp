@@ -330,7 +330,10 @@ void AsyncComparison::compareSideStatus(Subject const & subject) {
 
 void AsyncComparison::compareL2Status(Subject const & subject) {
   ZetMroute const & route = subject.route;
-  if (route.chipInfo().empty() && haveChipsGone(host_, circumstances_.lateChips)) return;
+  auto const all = chips();
+  bool const allLate =
+      std::all_of(all.begin(), all.end(), [&](auto const * chip) { return isLate(route, *chip); });
+  if (route.chipInfo().empty() && allLate) return;
   ProgrammingStatus expected = ProgrammingStatus::programmed;
   if (route.inProgress()) expected = ProgrammingStatus::inProgress;
   if (hasFailed(route)) expected = ProgrammingStatus::notProgrammed;
@@ -383,7 +386,7 @@ void AsyncComparison::hold(ChipInfo const & info) {
 // alone until it has confirmed the new one.
 void AsyncComparison::compareChip(AsyncChip const & chip) {
   Held & held = held_[&chip];
-  for (auto const & entry : chip.entries()) {
+  for (auto const & entry : circumstances_.boundaries.others(chip, chip.entries())) {
     auto const holder = held.handles.find(entry.handle);
     if (holder == held.handles.end()) {
       Findings::differ(nameOf(chip) + ": nobody holds " + entry.key.sg.pretty() + " in VLAN " +

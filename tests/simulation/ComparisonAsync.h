@@ -27,6 +27,7 @@ class AsyncComparison : public Findings {
     // A chip that is added later gets a route with the route's next version.
     std::set<std::string> const & lateChips;
     GroupHistory const & groups;  // which know theirs
+    BoundaryOracle const & boundaries;
     // Chips lack room or refuse.
     bool failuresExpected;
     // All chips have room and have answered, and the programmer works.

@@ -31,12 +31,13 @@ bool isSubnetEntry(Chip::Entry const & entry) {
 
 PrefixComparison::PrefixComparison(Brindle::Sim::Host const & host, PrefixOracle const & oracle,
                                    PrefixHistory const & history,
-                                   std::vector<ReadTable> const & tables, bool failuresExpected)
+                                   std::vector<ReadTable> const & tables,
+                                   Circumstances const & circumstances)
     : host_(host),
       oracle_(oracle),
       history_(history),
       tables_(tables),
-      failuresExpected_(failuresExpected) {
+      circumstances_(circumstances) {
   for (auto const & [intf, expected] : oracle.intfs()) compareIntf(intf, expected);
   compareMap();
   if (host.prefixProgrammer()) {
@@ -122,7 +123,7 @@ void PrefixComparison::compareRoom() {
     shown_ += textOf(prefix, intf) + (programmed ? " stands\n" : " waits\n");
     if (programmed || history_.contested(prefix)) continue;
     auto const * info = waiting.find(prefix);
-    if (!failuresExpected_) {
+    if (!circumstances_.failuresExpected) {
       differ(textOf(prefix, intf) + " is not in hardware though there is room");
     } else if (!info || (*info)->intfId() != intf) {
       differ(textOf(prefix, intf) + " is not in hardware, and nobody tries it again");
@@ -160,7 +161,7 @@ void PrefixComparison::compareRetry() {
 void PrefixComparison::compareChip(Chip const & chip) {
   std::string const name = nameOf(chip);
   std::multimap<Subnet, U32> found;
-  for (auto const & entry : chip.entries()) {
+  for (auto const & entry : circumstances_.boundaries->others(chip, chip.entries())) {
     if (isSubnetEntry(entry)) found.emplace(entry.key.sg.source(), entry.key.vlanId.value());
   }
   auto const take = [&](Subnet const & subnet, U32 vlan, bool anyVlan) {

@@ -9,10 +9,9 @@ namespace Simulation {
 
 class PrefixComparison : public Findings {
  public:
-  // `failuresExpected`: chips lack room or refuse.
   PrefixComparison(Brindle::Sim::Host const & host, PrefixOracle const & oracle,
                    PrefixHistory const & history, std::vector<ReadTable> const & tables,
-                   bool failuresExpected);
+                   Circumstances const & circumstances);
 
  private:
   using Status = Routing::Multicast::Fib::PimIntf::IntfStatus;
@@ -34,7 +33,7 @@ class PrefixComparison : public Findings {
   PrefixOracle const & oracle_;
   PrefixHistory const & history_;
   std::vector<ReadTable> const & tables_;
-  bool const failuresExpected_;
+  Circumstances const & circumstances_;
 };
 
 // An entry of a connected subnet in a chip; a route has a set.

@@ -137,7 +137,7 @@ void FastdropHistory::compareCounts(RouteName const & name, Route & model, Mrout
 void FastdropHistory::countHolders() {
   holders_.clear();
   for (auto const * chip : host_.chips()) {
-    for (auto const & entry : chip->entries()) {
+    for (auto const & entry : circumstances_.boundaries->others(*chip, chip->entries())) {
       ++holders_[{entry.key.sg, entry.key.vlanId.value()}];
     }
   }

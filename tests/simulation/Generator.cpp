@@ -8,11 +8,13 @@ std::vector<std::string> Generator::script() {
   weigh();
   weighAsync();
   weighGroups();
+  weighBoundaries();
   calm_ = random_.percent(20);
   bool const early = random_.percent(50);
   if (early) startPublishers();
   populate();
   if (!early) startPublishers();
+  startBoundaries();
   for (U32 i = random_.between(1, 20); i > 0; --i) publishNew();
   add("settle");
   U32 const bursts = calm_ ? random_.between(40, 120) : random_.between(4, 16);
@@ -128,6 +130,7 @@ void Generator::burst() {
     event();
     asyncEvent();
     groupEvent();
+    boundaryEvent();
   }
   add("settle");
 }
@@ -184,6 +187,7 @@ void Generator::tearDown() {
   random_.shuffle(last);
   tearDownGroups();
   tearDownAsync();
+  tearDownBoundaries();
   for (auto const & line : last) {
     add(line);
     if (random_.percent(15)) add("settle");

@@ -197,6 +197,21 @@ class Generator {
   std::string groupPorts();
   std::string groupMembers();
 
+  // Events of multicast boundaries
+  void startBoundaries();
+  void weighBoundaries();
+  void boundaryEvent();
+  void tearDownBoundaries();
+  void boundaryAdd();
+  void boundaryDel();
+  void boundaryAgain();
+  void boundaryIntf();
+  void boundarySubnets();
+  void boundaryFull();
+  void lineCard();
+  std::string boundedIntf();
+  std::string deniedGroups();
+
   std::string result();
   // Where chips answer later and fail, a settle lasts as long as it may.
   bool settlesBriefly() { return async_ && !healing_ && later_.percent(90); }
@@ -261,6 +276,12 @@ class Generator {
   std::vector<Event> groupEvents_;
   U32 groupWeight_ = 0;
   bool asksForGroups_ = false;
+  Random edges_;
+  std::vector<Event> boundaryEvents_;
+  U32 boundaryWeight_ = 0;
+  bool bounded_ = false;
+  std::string card_ = "L1";
+  std::set<std::pair<std::string, std::string>> denied_;  // groups, each with its interface
   bool async_ = false;
   bool asyncFaults_ = false;
   bool programmerDies_ = false;

@@ -11,10 +11,15 @@ namespace {
 // What the streams begin with must not be each other's.
 constexpr U64 apart = 0xa5a5a5a55a5a5a5a;
 constexpr U64 farther = 0x3c3c3c3cc3c3c3c3;
+constexpr U64 farthest = 0x6996699696699669;
 
 }  // namespace
 
-Generator::Generator(U64 seed) : random_(seed), later_(seed ^ apart), agents_(seed ^ farther) {
+Generator::Generator(U64 seed)
+    : random_(seed),
+      later_(seed ^ apart),
+      agents_(seed ^ farther),
+      edges_(seed ^ farthest) {
   async_ = later_.percent(40);
   programmerDies_ = later_.percent(async_ ? 30 : 15);
 }

@@ -4,6 +4,7 @@
 
 #include "platform/ShoalFiles.h"
 #include "sim/Verify.h"
+#include "tests/simulation/ComparisonBoundaries.h"
 #include "tests/simulation/ComparisonCounters.h"
 #include "tests/simulation/ComparisonExplain.h"
 #include "tests/simulation/ComparisonFloodsets.h"
@@ -14,7 +15,9 @@ namespace Simulation {
 
 using namespace Brindle::Sim;
 
-Lab::Lab() : host_(out_), interpreter_(host_, simCommands()) {}
+Lab::Lab() : host_(out_), interpreter_(host_, simCommands()) {
+  circumstances_.boundaries = &boundaries_;
+}
 
 bool Lab::run(std::string const & line) {
   auto const words = wordsOf(line);
@@ -73,6 +76,7 @@ void Lab::note(std::vector<std::string> const & words) {
   c.keepingChanged = floodsetWatch_.keepingChanged();
   prefixHistory_.note(words, publishers_.read(host_.tables()));
   groups_.note(words);
+  boundaries_.note(words, c.failuresExpected);
 }
 
 void Lab::noteLeftVrfs() {
@@ -125,26 +129,26 @@ void Lab::compare(bool isHealed) {
   Oracle const oracle(host_, tables);
   auto routes = oracle.routes();
   subnets.judge(routes);
+  BoundaryComparison const boundaries(host_, boundaries_);
   fastdrops_.compare(routes, oracle, circumstances_);
   Comparison const comparison(host_, std::move(routes), circumstances_);
   FloodsetComparison const floodsets(host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
                                      circumstances_);
-  PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables,
-                                  circumstances_.failuresExpected);
+  PrefixComparison const prefixes(host_, subnets, prefixHistory_, tables, circumstances_);
   GroupComparison const groups(host_, groups_, circumstances_);
-  AsyncComparison const later(host_, {circumstances_.lateChips, groups_,
+  AsyncComparison const later(host_, {circumstances_.lateChips, groups_, boundaries_,
                                       circumstances_.failuresExpected, isHealed, forgotten_});
   forgotten_ = later.forgotten();
   std::erase_if(circumstances_.leftVrfs, [this](L3::VrfName vrf) {
     return host_.routeTables().vrfMrouteTable(vrf) != nullptr;
   });
-  wrong_ = comparison.differences() + later.differences() + floodsets.differences() +
-           floodsetWatch_.takeDifferences() + prefixes.differences() + groups.differences() +
-           ExplainComparison(host_).differences();
+  wrong_ = boundaries.differences() + comparison.differences() + later.differences() +
+           floodsets.differences() + floodsetWatch_.takeDifferences() + prefixes.differences() +
+           groups.differences() + ExplainComparison(host_).differences();
   if (wrong_.empty()) verifyAll();
   if (wrong_.empty()) tamperWithOne();
   traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown() +
-            groups.shown());
+            groups.shown() + boundaries.shown());
   circumstances_.unnoticed = comparison.unnoticed();
   forgetBackups();
   ++comparisons_;

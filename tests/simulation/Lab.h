@@ -65,6 +65,7 @@ class Lab {
   PrefixHistory prefixHistory_{host_};
   FastdropHistory fastdrops_{host_};
   GroupHistory groups_{host_};
+  BoundaryOracle boundaries_{host_};
   Circumstances circumstances_;
   bool reviewed_ = false;
   AsyncComparison::Forgotten forgotten_;

@@ -252,6 +252,7 @@ void PrefixHistory::noteStars(Line const & line, std::vector<ReadTable> const & 
   for (auto const & [star, route] : stars_) {
     if (now.count(star)) continue;
     publications_[{vrfOf(star.first), star.second}].once = false;
+    gone_.insert(star);
     if (line[0] == "publisher" || line[0] == "tables") stopped_.insert(star);
   }
   for (auto const & [star, route] : now) {
@@ -286,7 +287,7 @@ void PrefixHistory::noteSeveral(bool settled) {
     RouteName const name{vrfOf(star.first), star.second};
     if (holders(name) > 1) several_[name] = false;
   }
-  std::set<Star> held = stopped_;
+  std::set<Star> held = gone_;
   for (auto const & one : stars_) held.insert(one.first);
   std::map<Key, U32> tables;
   for (auto const & star : held) {
@@ -294,6 +295,7 @@ void PrefixHistory::noteSeveral(bool settled) {
   }
   if (!settled) return;
   stopped_.clear();
+  gone_.clear();
   std::erase_if(heldTwice_, [&tables](Key const & key) { return !tables.count(key); });
   for (auto & [name, over] : several_) over = holders(name) == 1;
   std::erase_if(several_, [this](auto const & one) { return holders(one.first) == 0; });

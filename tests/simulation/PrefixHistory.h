@@ -47,7 +47,8 @@ class PrefixHistory {
   // Several tables have held the route at a time, and who holds it now has not published it since:
   // it stands where the other's stood, whether or not it is to be installed.
   bool inherited(RouteName const & name) const { return several_.count(name) != 0; }
-  // Tables of whatever VRFs have held the key at a time, and one of them holds it still.
+  // Tables of whatever VRFs have held the key at a time, or between two rests, and one of them
+  // holds it still.
   bool heldTwice(Key const & key) const { return heldTwice_.count(key) != 0; }
   // The route has been published once, and at no time since did all subnets that it waits for
   // stand in hardware.
@@ -118,7 +119,8 @@ class PrefixHistory {
   std::set<std::pair<Star, Nettle::IntfId>> olderThanIp_;
   std::map<RouteName, Publication> publications_;
   std::set<Key> heldTwice_;
-  std::set<Star> stopped_;             // since the last rest, with their publishers
+  std::set<Star> gone_;                // since the last rest
+  std::set<Star> stopped_;             // of them those whose publishers did
   std::map<RouteName, bool> several_;  // true once the switch has settled with one of them left
   std::map<Star, Shoal::Multicast::Fib::Route> waited_;  // and has been published since
   std::set<RouteName> letIn_;

@@ -8,7 +8,7 @@
 #include <tuple>
 #include <utility>
 
-#include "tests/simulation/Oracle.h"
+#include "tests/simulation/OracleBoundaries.h"
 
 namespace Simulation {
 
@@ -39,6 +39,8 @@ struct Circumstances {
   Unnoticed unnoticed;            // what the last comparison found
   // Went while no programmer ran: what is published of them stays until they come back.
   std::set<L3::VrfName> leftVrfs;
+  // Whose entries are no route's.
+  BoundaryOracle const * boundaries = nullptr;
   // Of routes on chips that answer later: with which their backup's entry may have come.
   std::map<RouteName, std::set<U32>> backupRpas;
 };
