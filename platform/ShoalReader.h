@@ -115,9 +115,12 @@ class BRINDLE_API ShoalReader {
   // How often a file has come and gone between two turns that held keys of which no file knows any
   // more: who has read such a key without having been handed it is not told that it has gone.
   U32 losses() const { return losses_; }
-  // Refuses the table because of what the owner found in this map; see ShoalReaderDir.
-  void refuse(std::string const & reason) {
+  // Refuses the table because of a value that was read, or of the key that was handed over last.
+  void refuseValue(std::string const & reason) {
     if (live_) dir_.refuse(path_, reason, live_);
+  }
+  void refuseKey(std::string const & reason) {
+    if (told_) dir_.refuse(path_, reason, told_);
   }
 
  private:

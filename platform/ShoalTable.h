@@ -65,6 +65,7 @@ template <ShoalData K, ShoalData V> class TableWriter {
   U32 size() const { return map_.size(); }
   // Why a file that stood in the map's place was thrown away; empty if none was.
   std::string const & discarded() const { return map_.discarded(); }
+  bool intact() const { return map_.intact(); }
   void discard(std::string const & reason) { map_.discard(reason); }
 
  private:
@@ -88,7 +89,8 @@ template <ShoalData K, ShoalData V> class TableReader {
   U32 size() { return map_.size(); }
   U32 walks() const { return map_.walks(); }
   U32 losses() const { return map_.losses(); }
-  void refuse(std::string const & reason) { map_.refuse(reason); }
+  void refuseValue(std::string const & reason) { map_.refuseValue(reason); }
+  void refuseKey(std::string const & reason) { map_.refuseKey(reason); }
 
  private:
   ShoalReader map_;

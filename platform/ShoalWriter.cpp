@@ -126,10 +126,19 @@ ShoalWriter::ShoalWriter(ShoalWriterDir & dir, std::string const & map, U32 keyS
   dir_.commit();
 }
 
+bool ShoalWriter::intact() const {
+  std::vector<std::byte> key(shape_.keySize);
+  for (U32 slot = 0; slot < used_; ++slot) {
+    if (!segment_->keyAt(slot, key.data()) || segment_->find(key.data()) != slot) return false;
+  }
+  U64 const end = segment_->changes();
+  for (U64 n = end - std::min<U64>(end, segment_->slotCount()); n != end; ++n) segment_->change(n);
+  return segment_->sound();
+}
+
 void ShoalWriter::discard(std::string const & reason) {
   discarded_ = reason;
   startAnew(segment_->slotCount());
-  dir_.changed_ = true;
 }
 
 void ShoalWriter::takeOver() {

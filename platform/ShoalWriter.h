@@ -63,8 +63,10 @@ class BRINDLE_API ShoalWriter {
               U32 slots = ShoalSegment::minSlots);
 
   std::string const & discarded() const { return discarded_; }
-  // Puts an empty file in the place of one in which the owner found something wrong: readers that
-  // have refused it look at the new one.
+  // Whether all keys of a map that was taken over can be found in it, and its changes be followed.
+  bool intact() const;
+  // Puts an empty file in the place of one in which something is wrong: readers that have refused
+  // it look at the new one.
   void discard(std::string const & reason);
 
   // False, and nobody is told, if the key holds this very record. Throws ShoalError if the map is

@@ -41,7 +41,13 @@ void detach(Host & host, Arguments const & arguments) { host.detach(arguments.te
 void tablesPrivate(Host & host, Arguments const &) { host.privateTables(); }
 
 void tablesDamage(Host &, Arguments const & arguments) {
-  damageTable(arguments.text("TABLE"), arguments.has("cut") ? Damage::cutShort : Damage::replaced);
+  auto const & table = arguments.text("TABLE");
+  auto const damage = arguments.has("cut") ? Damage::cutShort : Damage::replaced;
+  if (arguments.has("bidir")) {
+    damageBidirTable(table, arguments.has("ipv6") ? Nettle::ipv6() : Nettle::ipv4(), damage);
+  } else {
+    damageTable(table, damage);
+  }
 }
 
 void publisherStart(Host & host, Arguments const & arguments) {
@@ -108,9 +114,9 @@ constexpr Command<Host> rows[] = {
     {"programmer start", "Start it anew; what it finds in the chips goes.", programmerStart},
     {"import DIR [host NAME]", "Become the Linux box that is recorded there.", import},
     {"tables private", "Use route tables of this run's own, removed at its end.", tablesPrivate},
-    {"tables damage TABLE [cut]",
-     "Put something else in the place of a table's routes, or cut their file short. The table must "
-     "have no publisher; its next one makes it anew.",
+    {"tables damage TABLE [cut] [bidir [ipv6]]",
+     "Put something else in the place of a table's routes, or cut their file short; or do so to a "
+     "bidirectional group beside it. The table must have no publisher; its next one makes it anew.",
      tablesDamage},
     {"attach TABLE", "Read a publisher's table, such as pim.default.", attach},
     {"detach TABLE", "Read it no more.", detach},

@@ -5,6 +5,7 @@
 
 #include "platform/ShoalFiles.h"
 #include "sim/Words.h"
+#include "state/ShmBidirStatus.h"
 #include "state/ShmStatus.h"
 
 namespace Brindle::Sim {
@@ -37,6 +38,26 @@ void damageTable(std::string const & table, Damage damage) {
   std::string const other = file + ".next";
   std::ofstream(other) << "This is no table of routes.\n";
   std::filesystem::rename(other, file);
+}
+
+void damageBidirTable(std::string const & routeTable, Nettle::AddressFamily af, Damage damage) {
+  using namespace Shoal::Multicast::Fib;
+  L3::VrfName const vrf(std::string_view(routeTable).substr(routeTable.find('.') + 1));
+  auto const table = ZetShoal::shoalTableName(bidirStatusPath(af, vrf));
+  try {
+    ZetShoal::ShoalWriterDir dir(ZetShoal::shoalRoot(), table, wireBidirType);
+    ZetShoal::TableWriter<WirePrefix, WirePrefix> groups(dir, wireBidirGroupMap);
+    ZetShoal::ShoalCursor first;
+    WirePrefix key, record;
+    if (!groups.next(first, key, record)) throw CommandError("expected a group in " + table);
+    if (damage == Damage::cutShort) {
+      std::filesystem::resize_file(ZetShoal::shoalMapPath(dir.path(), wireBidirGroupMap), 0);
+    } else {
+      groups.put(key, WirePrefix{});
+    }
+  } catch (ZetShoal::ShoalError const & e) {
+    throw CommandError(e.what());
+  }
 }
 
 }  // namespace Brindle::Sim

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "platform/IpGenAddr.h"
+
 namespace Brindle::Sim {
 
 // Takes the table away, as a protocol does that is taken out of service.
@@ -13,5 +15,8 @@ void removeTable(std::string const & table);
 // under the hands of those who have mapped it.
 enum class Damage { replaced, cutShort };
 void damageTable(std::string const & table, Damage damage);
+// The same of what bidirectional PIM publishes beside such a table, but what takes a record's place
+// is one that contradicts itself.
+void damageBidirTable(std::string const & routeTable, Nettle::AddressFamily af, Damage damage);
 
 }  // namespace Brindle::Sim

@@ -81,12 +81,12 @@ bool ShmBidirStatus::followGroup() {
   } else if (!groups_.nextChange(key)) {
     return false;
   } else if (!fromWire(key, group)) {
-    groups_.refuse("holds a key that is no prefix of multicast groups");
+    groups_.refuseKey("holds a key that is no prefix of multicast groups");
     return false;
   }
   bool const present = groups_.read(key, record);
   if (present && bidirGroup().size() == maxBidirMembers && !bidirGroup().contains(group.prefix)) {
-    groups_.refuse(tooMany);
+    groups_.refuseKey(tooMany);
     return false;
   }
   readGroups_.del(group.prefix);
@@ -104,11 +104,11 @@ bool ShmBidirStatus::followProfile() {
   } else if (!profiles_.nextChange(key)) {
     return false;
   } else if (!fromWire(key, intf)) {
-    profiles_.refuse("holds a key that is no interface's name");
+    profiles_.refuseKey("holds a key that is no interface's name");
     return false;
   }
   if (named_.insert(intf) && named_.size() > maxBidirMembers) {
-    profiles_.refuse(tooMany);
+    profiles_.refuseKey(tooMany);
     return false;
   }
   readProfiles_.del(intf);
@@ -140,12 +140,13 @@ DfProfile ShmBidirStatus::dfProfile(IntfId intf) const {
     if (!dfProfile().contains(intf)) readProfiles_.insert(intf);
     return profile;
   }
-  profiles_.refuse("holds a profile of " + std::string(intf.view()) + " that contradicts itself");
+  profiles_.refuseValue("holds a profile of " + std::string(intf.view()) +
+                        " that contradicts itself");
   return {};
 }
 
 void ShmBidirStatus::corruptionDetected(Wharf::CorruptionDetectedException const & e) const {
-  if (refusal().empty()) groups_.refuse(e.what());
+  if (refusal().empty()) groups_.refuseValue(e.what());
 }
 
 // The writer
@@ -160,11 +161,12 @@ ShmBidirStatusWriter::ShmBidirStatusWriter(std::string const & root, std::string
 }
 
 void ShmBidirStatusWriter::takeOverGroups() {
-  bool whole = true;
+  bool whole = groups_.intact();
   WirePrefix key, record;
   for (ZetShoal::ShoalCursor at; groups_.next(at, key, record);) {
     BidirGroup group;
-    bool const good = fromWire(key, group) && record == key && groups_.read(key, record);
+    bool const good =
+        fromWire(key, group) && record == key && bidirGroup().size() < maxBidirMembers;
     if (good) tell(group.prefix, true);
     whole &= good;
   }
@@ -177,11 +179,12 @@ void ShmBidirStatusWriter::takeOverProfiles() {
   Zet::RbTreeMap<IntfId, DfProfile> good;
   WireName key;
   WireDfProfile record;
-  bool whole = true;
+  bool whole = profiles_.intact();
   for (ZetShoal::ShoalCursor at; profiles_.next(at, key, record);) {
     IntfId intf;
     DfProfile profile;
-    if (fromWire(key, intf) && fromWire(record, profile) && profiles_.read(key, record)) {
+    if (fromWire(key, intf) && fromWire(record, profile) && profiles_.read(key, record) &&
+        good.size() < maxBidirMembers) {
       good.at(intf) = profile;
     } else {
       whole = false;

@@ -29,6 +29,29 @@ TEST_F(SimPublish, NothingOfAFileWithAnErrorIsPublished) {
   EXPECT_EQ(run("@brindle-publish -", "show routes\n").text, "ok\n" + one + "ok\n");
 }
 
+TEST_F(SimPublish, BidirTablesAreTakenOverByWhoSpeaksOfThem) {
+  std::string const six = "bidir group add ff3e::/32\nbidir df add et2 7 ipv6\n";
+  std::string const four = "bidir group add 225.0.0.0/8\nbidir group add 239.1.0.0/16\n";
+  run("@brindle-publish --vrf red --once " +
+      file("a", one + six + four + "bidir df add et1 1 63\n"));
+  run("@brindle-publish --vrf red --once " + file("b", one));
+  EXPECT_EQ(run("@brindle-publish --vrf red --protocol static -", "show bidir\n").text,
+            "ok\n" + four + "bidir df add et1 1 63\n" + six + "ok\n");
+  auto const bad = run("@brindle-publish --vrf red --once " +
+                       file("c", "bidir df del et2 ipv6\nbidir group add 224.0.0.0/3\n"));
+  EXPECT_EQ(bad.text, "brindle-publish: " + dir() +
+                          "/c:2: expected a prefix of nothing but multicast groups\n");
+  std::string const kept = "bidir group add 225.0.0.0/8\n";
+  std::string const changed = "bidir df add et1 2\n";
+  EXPECT_EQ(
+      run("@brindle-publish --vrf red --protocol igmp --withdraw -",
+          kept + changed + "sync\nshow bidir\nbidir del all\nshow bidir\n")
+          .text,
+      "ok\nok\nok\ndeleted of an earlier run: 1\nok\n" + kept + changed + six + "ok\nok\nok\n");
+  EXPECT_FALSE(std::filesystem::exists(dir() + "/tables/routing:multicast:bidirstatus:red"));
+  EXPECT_TRUE(std::filesystem::exists(dir() + "/tables/pim.red"));
+}
+
 TEST_F(SimPublish, OneSeedGivesTheSameRoutes) {
   std::string const options = " --once --routes 40 --groups 7 --oifs 3 --star";
   auto const listed = [&](char const * seed) {
