@@ -22,7 +22,7 @@ constinit MountType * firstType = nullptr;
 Zet::LogHandle SHOAL_TABLE_REFUSED(
     "SHOAL_TABLE_REFUSED", Zet::LogSeverity::error, "A shared-memory table is not read: %s",
     "The files of the table are damaged, or were written by another version of the software, or "
-    "its name is not that of a table. The routes that the table held are taken away.",
+    "its name is not that of a table. What the table held is taken away.",
     "Restart the agent that writes the table. It is read again as soon as it is made anew.", 0, 1,
     0);
 
