@@ -1,6 +1,8 @@
 // What the fabrics of both kinds of chips share: named collections of chips.
 #pragma once
 
+#include <string>
+
 #include "platform/Entity.h"
 #include "platform/Exception.h"
 #include "platform/RbTreeMap.h"
@@ -40,6 +42,15 @@ class FabricBase : public Zet::Entity {
   template <auto callback, class C> void removeAll(Chips<C> & chips) {
     Zet::Ptr<FabricBase> self(this);
     for (auto i = chips.begin(); i; i.advance()) remove<callback>(chips, i.key());
+  }
+  // The chip that a simulated fabric is to make, if it stands; null if it does not. Throws
+  // RangeException if it stands with another index.
+  template <class C> static Zet::Ptr<C> standing(C * old, U32 index) {
+    if (old && old->index() != index) {
+      Zet::throwReinstantiatingEntity(old->fullName(), "index", std::to_string(index),
+                                      std::to_string(old->index()));
+    }
+    return old;
   }
   // Chips may outlive their fabric in other hands.
   template <class C> static void orphan(Chips<C> const & chips) {

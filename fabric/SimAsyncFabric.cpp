@@ -13,11 +13,7 @@ SimAsyncSwitchChip * SimAsyncFabric::chip(Zet::Name name) const {
 
 Zet::Ptr<SimAsyncSwitchChip> SimAsyncFabric::chipIs(Zet::Name name, U32 index,
                                                     bool multicastFloodsetNeedsIngress) {
-  if (SimAsyncSwitchChip * old = chip(name)) {
-    if (old->index() != index) {
-      Zet::throwReinstantiatingEntity(old->fullName(), "index", std::to_string(index),
-                                      std::to_string(old->index()));
-    }
+  if (auto const old = standing(SimAsyncFabric::chip(name), index)) {
     if (old->multicastFloodsetNeedsIngress() != multicastFloodsetNeedsIngress) {
       Zet::throwReinstantiatingEntity(old->fullName(), "multicastFloodsetNeedsIngress",
                                       Zet::valueToStrep(multicastFloodsetNeedsIngress),

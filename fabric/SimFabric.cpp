@@ -118,13 +118,7 @@ SimSwitchChip * SimFabric::chip(Zet::Name name) const {
 }
 
 Zet::Ptr<SimSwitchChip> SimFabric::chipIs(Zet::Name name, U32 index) {
-  if (SimSwitchChip * old = chip(name)) {
-    if (old->index() != index) {
-      Zet::throwReinstantiatingEntity(old->fullName(), "index", std::to_string(index),
-                                      std::to_string(old->index()));
-    }
-    return old;
-  }
+  if (auto const old = standing(SimFabric::chip(name), index)) return old;
   auto chip = Zet::make<SimSwitchChip>(name, index);
   Fabric::chipIs(chip);
   return chip;

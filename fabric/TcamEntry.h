@@ -8,8 +8,8 @@
 
 namespace Brindle {
 
-// The handles of such an entry, of whatever kind of chips.
-template <class Chip> class ChipHandles {
+// The handles of such an entry, of whatever kind of chips, and how they take it out.
+template <class Chip, auto del = &Chip::doDeleteRoute> class ChipHandles {
  public:
   struct Entry {
     Zet::Ptr<Chip> chip;
@@ -21,13 +21,12 @@ template <class Chip> class ChipHandles {
     routeHandle_.at(chip->name()) = {chip, handle};
   }
   void routeHandleDel(Zet::Ptr<Chip> const & chip) { routeHandle_.del(chip->name()); }
-  void routeHandleDelAll() { routeHandle_.clear(); }
 
   // Takes the entries out of the chips; null stands for none.
   void doDelete() {
     for (auto i = routeHandle_.begin(); i; i.advance()) {
       Entry const entry = i->value;
-      if (!entry.handle.isNull()) entry.chip->doDeleteRoute(entry.handle);
+      if (!entry.handle.isNull()) (entry.chip.get()->*del)(entry.handle);
       routeHandleDel(entry.chip);
     }
   }

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 
-#include "sim/AsyncChip.h"
-
 namespace Brindle::Sim {
 
-Answering::Answering(AsyncChip & chip) : chip_(chip) {
+Answering::Answering(Xacts & xacts) : xacts_(xacts) {
   zetClock_.attach(Zet::activityManager()->clock());
 }
 
@@ -33,13 +31,13 @@ void Answering::endAll(Result result) {
 }
 
 bool Answering::end(U32 id, RouteHandle handle, Result result) {
-  if (!chip_.end(id, handle, result)) return false;
+  if (!xacts_.end(id, handle, result)) return false;
   forgetClosed();
   arm();
   return true;
 }
 
-bool Answering::isOpen(Open const & o) const { return chip_.isOpen(o.id, o.handle); }
+bool Answering::isOpen(Open const & o) const { return xacts_.isOpen(o.id, o.handle); }
 
 void Answering::forgetClosed() {
   std::erase_if(open_, [this](auto const & o) { return !isOpen(o.second); });
@@ -53,7 +51,7 @@ template <class ResultOf> void Answering::answer(Numbers const & which, ResultOf
       auto const found = open_.find(number);
       if (found == open_.end()) continue;
       Open const o = found->second;
-      if (isOpen(o) && !chip_.end(o.id, o.handle, resultOf())) continue;
+      if (isOpen(o) && !xacts_.end(o.id, o.handle, resultOf())) continue;
       open_.erase(number);
       any = true;
     }
@@ -69,7 +67,7 @@ Zet::Seconds Answering::next() const {
   Zet::Seconds first = Zet::Clock::never;
   if (answers_.when != Answers::later) return first;
   for (auto const & [number, o] : open_) {
-    if (!isOpen(o) || chip_.isBlocked(o.id, o.handle)) continue;
+    if (!isOpen(o) || xacts_.isBlocked(o.id, o.handle)) continue;
     first = std::min(first, o.since + answers_.delay);
   }
   return first;

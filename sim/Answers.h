@@ -12,8 +12,6 @@
 
 namespace Brindle::Sim {
 
-class AsyncChip;
-
 // What the operator wants of a chip.
 struct Answers {
   enum When { later, atOnce, onCommand };
@@ -32,7 +30,19 @@ struct Answers {
 class Answering final : public Zet::Sm {
  public:
   using Result = Keel::XactResult;
-  explicit Answering(AsyncChip & chip);
+  // Whose transactions they are.
+  class Xacts {
+   public:
+    virtual bool isOpen(U32 id, RouteHandle handle) const = 0;
+    // It cannot succeed yet.
+    virtual bool isBlocked(U32 id, RouteHandle handle) const = 0;
+    // False if it cannot end so yet.
+    virtual bool end(U32 id, RouteHandle handle, Result) = 0;
+
+   protected:
+    ~Xacts() = default;
+  };
+  explicit Answering(Xacts & xacts);
 
   Answers const & answers() const { return answers_; }
   // Holds for those that are open, too.
@@ -69,7 +79,7 @@ class Answering final : public Zet::Sm {
   void forgetClosed();
   Result draw();
 
-  AsyncChip & chip_;
+  Xacts & xacts_;
   Answers answers_;
   std::mt19937 random_{answers_.seed};
   U64 last_ = 0;

@@ -1,5 +1,7 @@
 #include "sim/AsyncChip.h"
 
+#include <algorithm>
+
 #include "sim/Words.h"
 
 namespace Brindle::Sim {
@@ -7,6 +9,8 @@ namespace Brindle::Sim {
 AsyncChip::AsyncChip(Zet::Name name, U32 index, bool unknownEntries,
                      Zet::Ptr<GroupIds> const & groupIds)
     : SimAsyncSwitchChip(name, index, unknownEntries),
+      Chip(name, index),
+      profileTable_(Zet::make<LateProfileTable>(name, index)),
       groupIds_(groupIds),
       answering_(Zet::make<Answering>(*this)) {}
 
@@ -44,6 +48,7 @@ void AsyncChip::clear() {
   while (!held_.empty()) doDeleteRoute(RouteHandle{held_.begin()->first});
   leftSetsDelAll();
   forgetTampering();
+  clearBidir();
 }
 
 // --- Room
@@ -68,6 +73,20 @@ void AsyncChip::kick() {
 bool AsyncChip::isOpen(U32 id, RouteHandle handle) const {
   auto const xact = handle.isNull() ? oifSetXact(id) : ingressXact(id);
   return xact && xact->result() == Result::outstanding;
+}
+
+void AsyncChip::answersIs(Answers const & v) {
+  answering_->answersIs(v);
+  profileTable_->answering().answersIs(v);
+}
+
+void AsyncChip::endAll(Result result) {
+  answering_->endAll(result);
+  profileTable_->answering().endAll(result);
+}
+
+Zet::Seconds AsyncChip::nextAnswer() const {
+  return std::min(answering_->next(), profileTable_->answering().next());
 }
 
 bool AsyncChip::isBlocked(U32 id, RouteHandle handle) const {

@@ -5,12 +5,11 @@
 #include <map>
 
 #include "fabric/SimAsyncFabric.h"
-#include "sim/Answers.h"
 #include "sim/Chip.h"
 
 namespace Brindle::Sim {
 
-class AsyncChip final : public SimAsyncSwitchChip, public Chip {
+class AsyncChip final : public SimAsyncSwitchChip, public Chip, public Answering::Xacts {
  public:
   using Result = Keel::XactResult;
   // The ids of requested groups, which all chips of a switch draw from.
@@ -46,11 +45,15 @@ class AsyncChip final : public SimAsyncSwitchChip, public Chip {
 
   // Transactions: a handle says that it is one of the pointing of that entry.
   Answering & answering() const { return *answering_; }
-  bool isOpen(U32 id, RouteHandle handle) const;
-  // It cannot succeed yet.
-  bool isBlocked(U32 id, RouteHandle handle) const;
-  // False if it cannot end so yet.
-  bool end(U32 id, RouteHandle handle, Result);
+  Zet::Ptr<LateProfileTable> const & profileTable() const { return profileTable_; }
+  ProfileTable & profiles() const override { return *profileTable_; }
+  bool isOpen(U32 id, RouteHandle handle) const override;
+  bool isBlocked(U32 id, RouteHandle handle) const override;
+  bool end(U32 id, RouteHandle handle, Result) override;
+  // Of these and of its table of profiles.
+  void answersIs(Answers const & v);
+  void endAll(Result result);
+  Zet::Seconds nextAnswer() const;
   // The entry of an ingress transaction; null if there is none.
   RouteHandle handleOf(U32 ingressId) const;
 
@@ -83,6 +86,7 @@ class AsyncChip final : public SimAsyncSwitchChip, public Chip {
 
   Zet::OrderedSet<Nettle::IntfId> ports_;
   std::map<U32, Held> held_;  // by the handle's value
+  Zet::Ptr<LateProfileTable> const profileTable_;
   Zet::Ptr<GroupIds> const groupIds_;
   Zet::Ptr<Answering> const answering_;
 };

@@ -16,10 +16,20 @@ class AsyncHardware final : public Hardware {
   Chip & chipIs(Zet::Name name, U32 index) override {
     auto const added = Zet::make<AsyncChip>(name, index, unknownEntries_, groupIds_);
     fabric_->chipIs(added);
+    fabric_->bidirDfChipIs(added->profileTable());
+    groupFabric_->bidirGroupChipIs(added->groups());
     return *added;
   }
-  void chipDel(Zet::Name name) override { fabric_->chipDel(name); }
-  void chipDelAll() override { fabric_->chipDelAll(); }
+  void chipDel(Zet::Name name) override {
+    fabric_->chipDel(name);
+    fabric_->bidirDfChipDel(name);
+    groupFabric_->bidirGroupChipDel(name);
+  }
+  void chipDelAll() override {
+    fabric_->chipDelAll();
+    fabric_->bidirDfChipDelAll();
+    groupFabric_->bidirGroupChipDelAll();
+  }
   std::vector<Chip *> chips() const override;
   std::vector<Chip::Entry> entries(Chip const & chip) const override;
 
@@ -38,6 +48,7 @@ class AsyncHardware final : public Hardware {
 
   MrouteReviewConfig * reviewConfig() const override { return reviewConfig_.get(); }
   Zet::Ptr<AsyncFabric> asyncFabric() const override { return fabric_; }
+  Zet::Ptr<Fabric> groupFabric() const override { return groupFabric_; }
   AsyncMrouteSm const * asyncMrouteSm(L3::VrfName vrf) const override {
     return runs() ? programmer_->rootSm()->asyncMrouteSm(vrf) : nullptr;
   }
@@ -52,6 +63,7 @@ class AsyncHardware final : public Hardware {
   bool const unknownEntries_;
   Zet::Ptr<AsyncChip::GroupIds> const groupIds_ = Zet::make<AsyncChip::GroupIds>();
   Zet::Ptr<AsyncFabric> const fabric_ = asyncFabricFactory("fabric");
+  Zet::Ptr<Fabric> const groupFabric_ = fabricFactory("groups");
   Zet::Ptr<MrouteReviewConfig> const reviewConfig_ = Zet::make<MrouteReviewConfig>();
   Zet::Ptr<AsyncMrouteProgrammer> const programmer_ = asyncMrouteProgrammerFactory("programmer");
   Zet::Ptr<McastGroupProgrammer> const groups_ = Zet::make<McastGroupProgrammer>();
@@ -103,7 +115,7 @@ std::vector<Chip::Entry> AsyncHardware::entries(Chip const & chip) const {
 Zet::Seconds AsyncHardware::nextAnswer() const {
   Zet::Seconds first = Zet::Clock::never;
   for (auto const & entry : fabric_->chip().items()) {
-    first = std::min(first, asAsync(*entry.value).answering().next());
+    first = std::min(first, asAsync(*entry.value).nextAnswer());
   }
   return first;
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "sim/BidirTables.h"
 #include "sim/Tampering.h"
 
 namespace Brindle::Sim {
@@ -67,12 +68,20 @@ class Chip {
   virtual void announceRoom() = 0;
   virtual void kick() = 0;
 
+  // Its tables for bidirectional PIM.
+  Zet::Ptr<GroupTable> const & groups() const { return groups_; }
+  virtual ProfileTable & profiles() const = 0;
+
   // Takes all entries out, as a driver does that finds those of an earlier life.
   virtual void clear() = 0;
 
  protected:
-  Chip() = default;
+  Chip(Zet::Name name, U32 index) : groups_(Zet::make<GroupTable>(name, index)) {}
   ~Chip() = default;
+  void clearBidir() {
+    groups_->clear();
+    profiles().clear();
+  }
   // What was written to it.
   virtual std::vector<Entry> written() const = 0;
   virtual std::optional<Entry> written(RouteHandle) const = 0;
@@ -92,6 +101,7 @@ class Chip {
 
   void tellOfAll() const;
 
+  Zet::Ptr<GroupTable> const groups_;
   Observer * observer_ = nullptr;
   Tampering tampering_;
   U32 refuseRoutes_ = 0;

@@ -14,6 +14,7 @@ extern Subject<Host> const ipCommands;
 extern Subject<Host> const multicastCommands;
 extern Subject<Host> const l2Commands;
 extern Subject<Host> const groupCommands;
+extern Subject<Host> const bidirCommands;
 extern Subject<Host> const boundaryCommands;
 extern Subject<Host> const fastdropCommands;
 extern Subject<Host> const platformCommands;

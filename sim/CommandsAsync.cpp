@@ -46,7 +46,7 @@ void chipAnswers(Host & host, Arguments const & arguments) {
   answers.order = orderOf(arguments);
   answers.failPercent = arguments.number("PERCENT");
   answers.seed = arguments.number("N", answers.seed);
-  asyncChip(host, arguments).answering().answersIs(answers);
+  asyncChip(host, arguments).answersIs(answers);
 }
 
 void chipFail(Host & host, Arguments const & arguments) {
@@ -79,7 +79,7 @@ void xactAll(Host & host, Arguments const & arguments) {
       chips.push_back(&asyncChip(host, std::string(chip->name().view())));
     }
   }
-  for (AsyncChip * chip : chips) chip->answering().endAll(resultOf(arguments));
+  for (AsyncChip * chip : chips) chip->endAll(resultOf(arguments));
 }
 
 void xactOne(Host & host, Arguments const & arguments) {

@@ -159,10 +159,10 @@ Subject<Host> const runCommands = {"Running", rows};
 
 std::span<Subject<Host> const> simCommands() {
   static Subject<Host> const all[] = {
-      runCommands,       bridgingCommands, lagCommands,   ipCommands,       prefixCommands,
-      multicastCommands, l2Commands,       groupCommands, boundaryCommands, fastdropCommands,
-      platformCommands,  asyncCommands,    showCommands,  explainCommands,  programmerCommands,
-      checkCommands,     verifyCommands};
+      runCommands,        bridgingCommands, lagCommands,   ipCommands,       prefixCommands,
+      multicastCommands,  l2Commands,       groupCommands, boundaryCommands, bidirCommands,
+      fastdropCommands,   platformCommands, asyncCommands, showCommands,     explainCommands,
+      programmerCommands, checkCommands,    verifyCommands};
   return all;
 }
 

@@ -78,6 +78,8 @@ class Hardware {
   // The chips as the library has them: null where they are of the other kind.
   virtual Zet::Ptr<Fabric> fabric() const { return nullptr; }
   virtual Zet::Ptr<AsyncFabric> asyncFabric() const { return nullptr; }
+  // The one of the tables of bidirectional groups, which always answer at once.
+  virtual Zet::Ptr<Fabric> groupFabric() const = 0;
 
   // The switch by which the operator holds the programmer; null where it has none.
   virtual MrouteReviewConfig * reviewConfig() const { return nullptr; }

@@ -8,6 +8,7 @@
 #include "mira/MiraHelper.h"
 #include "mira/MiraL2.h"
 #include "platform/FileDescriptor.h"
+#include "sim/BidirAgent.h"
 #include "sim/BoundaryAgent.h"
 #include "sim/Interrupt.h"
 #include "sim/Watch.h"
@@ -73,7 +74,8 @@ Host::Host(std::ostream & out)
       prefixMrouteStatusDir_(Zet::make<Zet::Dir>()),
       agent_(Zet::make<Agent>("brindle-sim")),
       groups_(Zet::make<GroupClients>(clock_)),
-      boundary_(Zet::make<BoundaryAgent>(*this)) {
+      boundary_(Zet::make<BoundaryAgent>(*this)),
+      bidir_(std::make_unique<BidirAgent>(*this)) {
   records_.intfVlanIdTable->ipStatusIs(records_.ipStatus);
   records_.hardware->hwRoutingIs(true);
   vrfIs(L3::VrfName::defaultVrf());
@@ -81,6 +83,7 @@ Host::Host(std::ostream & out)
 
 Host::~Host() {
   watch_ = nullptr;
+  bidir_->stop();
   boundary_->stop();
   agent_->miraDel();
   hardware_->end();
@@ -104,6 +107,7 @@ Hardware::Inputs Host::hardwareInputs() {
 
 void Host::killProgrammer() {
   if (!hardware_->runs()) throw CommandError("expected a programmer that runs");
+  bidir_->stop();
   hardware_->kill();
 }
 
@@ -115,6 +119,7 @@ void Host::startProgrammer() {
   hardware_->start(hardwareInputs());
   startGroups();
   if (hasBoundaries) boundary_->start();
+  bidir_->start();
 }
 
 // Without a policy the service goes by the library's own: by way of a helper alone it finds the
@@ -285,6 +290,7 @@ void Host::vrfIs(L3::VrfName vrf) {
 
 void Host::vrfDel(L3::VrfName vrf) {
   boundary_->vrfDel(vrf);
+  bidir_->vrfIs(vrf, false);
   records_.allVrfStatusLocal->vrfDel(vrf);
   records_.mfibVrfConfig->configDel(vrf);
   routingInfoDir_->entityDel(vrf.name());

@@ -26,6 +26,7 @@
 
 namespace Brindle::Sim {
 
+class BidirAgent;
 class BoundaryAgent;
 class Watch;
 
@@ -152,6 +153,9 @@ class Host {
   BoundaryAgent & boundaryAgent() { return *boundary_; }
   BoundaryAgent const & boundaryAgent() const { return *boundary_; }
   BoundaryAgent & boundaries();
+  // The one of bidirectional PIM.
+  BidirAgent & bidir() { return *bidir_; }
+  BidirAgent const & bidir() const { return *bidir_; }
   // What it has for the resolver.
   void boundaryFastdropStatusCollIs(Zet::Ptr<BoundaryFastdrop::StatusColl> const & v);
 
@@ -211,6 +215,7 @@ class Host {
   Zet::Ptr<MiraHelper> helper_;
   Zet::Ptr<GroupClients> const groups_;
   Zet::Ptr<BoundaryAgent> const boundary_;
+  std::unique_ptr<BidirAgent> const bidir_;
   Zet::Ptr<Watch> watch_;
   Policy policy_;
   std::string privateTables_;

@@ -17,7 +17,8 @@ void append(std::string & text, char const * word, Nettle::IntfId intf) {
   if (intf) text.append(word).append(intf.view());
 }
 
-std::string scalarsText(Route const & route) {
+// `isAccepted`: the output of the input interface accepts.
+std::string scalarsText(Route const & route, bool isAccepted) {
   std::string text = "route add " + keyText(route.key());
   append(text, " iif ", route.iif());
   append(text, " frr ", route.iifFrr());
@@ -28,8 +29,13 @@ std::string scalarsText(Route const & route) {
   if (route.rpaId()) text += " rpa " + std::to_string(route.rpaId());
   if (route.flags() & Route::toCpu) text += " to-cpu";
   if (route.flags() & Route::acceptAny) text += " accept-any";
+  if (route.iif() && !isAccepted) text += " accept-df";
   if (route.isStarG() && !(route.flags() & Route::installStarG)) text += " hold";
   return text;
+}
+
+bool accepts(OifIndexIntf const & oif, Nettle::IntfId iif) {
+  return oif.intf == iif && oif.properties & Shoal::Multicast::Fib::oifAccept;
 }
 
 void appendOif(std::string & text, OifIndexIntf const & oif, bool & first) {
@@ -70,7 +76,9 @@ RouteSpec routeSpecOf(Arguments const & arguments) {
   route.priorityIs(RoutePriority(static_cast<U8>(arguments.number("PRIORITY"))));
 
   bool const any = arguments.has("accept-any");
-  spec.oifAdd(route.iif(), any ? oifAccept | oifNoRpf : oifAccept);
+  if (!arguments.has("accept-df")) {
+    spec.oifAdd(route.iif(), any ? oifAccept | oifNoRpf : oifAccept);
+  }
   for (auto const & text : arguments.texts("OIF")) {
     auto const oif = oifFromText(text);
     spec.oifAdd(oif->intf, oif->properties);
@@ -82,7 +90,11 @@ RouteSpec routeSpecOf(Arguments const & arguments) {
 }
 
 std::string routeText(Route const & route, Shoal::Multicast::Fib::Status const & table) {
-  std::string text = scalarsText(route);
+  bool isAccepted = false;
+  for (auto i = route.oifIteratorConst(); i; i.advance()) {
+    isAccepted |= accepts(table.oifIndexIntf(i.index()), route.iif());
+  }
+  std::string text = scalarsText(route, isAccepted);
   bool first = true;
   for (auto i = route.oifIteratorConst(); i; i.advance()) {
     appendOif(text, table.oifIndexIntf(i.index()), first);
@@ -91,7 +103,11 @@ std::string routeText(Route const & route, Shoal::Multicast::Fib::Status const &
 }
 
 std::string routeText(RouteSpec const & spec) {
-  std::string text = scalarsText(spec.route);
+  bool isAccepted = false;
+  for (auto const & oif : spec.oifs) {
+    isAccepted |= accepts(oif, spec.route.iif());
+  }
+  std::string text = scalarsText(spec.route, isAccepted);
   bool first = true;
   for (auto const & oif : spec.oifs) appendOif(text, oif, first);
   return text;

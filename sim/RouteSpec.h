@@ -23,7 +23,7 @@ struct RouteSpec {
 // become outputs with the properties that go with them.
 constexpr char routeSyntax[] =
     "route add SOURCE GROUP [iif IIF] [oif OIF...] [frr FRR] [notify NOTIFY] [programmable] "
-    "[fastdrop FASTDROP] [priority PRIORITY] [rpa RPA] [to-cpu] [accept-any] [hold]";
+    "[fastdrop FASTDROP] [priority PRIORITY] [rpa RPA] [to-cpu] [accept-any|accept-df] [hold]";
 RouteSpec routeSpecOf(Arguments const & arguments);
 
 // The command that makes a published route again.

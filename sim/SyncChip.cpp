@@ -6,12 +6,6 @@ namespace Brindle::Sim {
 
 namespace {
 
-void requireRoom(char const * what, U32 wanted, U32 inUse) {
-  if (wanted >= inUse) return;
-  throw CommandError("expected at least the " + std::to_string(inUse) + " " + what +
-                     " in use, found " + std::to_string(wanted));
-}
-
 Chip::Entry entryOf(SimSwitchChip::Route const & route) {
   auto const & set = route.simMtableOifSet();
   return {route.routeHandle(),
@@ -57,10 +51,13 @@ void SyncChip::announceRoom() {
     boundaryTcamFreeIs(true);
   }
   if (pvNumFree() > 0) mtableFreeIs(true);
+  groups()->announceRoom();
+  profileTable_->announceRoom();
 }
 
 void SyncChip::clear() {
   for (auto const & entry : written()) doDeleteRoute(entry.handle);
+  clearBidir();
 }
 
 void SyncChip::doAllocateMtableOifSet(Zet::Ptr<OifSet const> const & oifSet) {

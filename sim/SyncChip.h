@@ -7,7 +7,10 @@ namespace Brindle::Sim {
 
 class SyncChip final : public SimSwitchChip, public Chip {
  public:
-  using SimSwitchChip::SimSwitchChip;
+  SyncChip(Zet::Name name, U32 index)
+      : SimSwitchChip(name, index),
+        Chip(name, index),
+        profileTable_(Zet::make<PromptProfileTable>(name, index)) {}
 
   Zet::Name name() const override { return SimSwitchChip::name(); }
   U32 index() const override { return SimSwitchChip::index(); }
@@ -29,6 +32,8 @@ class SyncChip final : public SimSwitchChip, public Chip {
   void announceRoom() override;
   void kick() override { mrouteReviewKickIs(mrouteReviewKick() + 1); }
   void clear() override;
+  Zet::Ptr<PromptProfileTable> const & profileTable() const { return profileTable_; }
+  ProfileTable & profiles() const override { return *profileTable_; }
 
   void doAllocateMtableOifSet(Zet::Ptr<OifSet const> const & oifSet) override;
   void doAllocateRoute(RouteKey const & sg, Bridging::VlanIdOrNone acceptingVlanId,
@@ -42,6 +47,8 @@ class SyncChip final : public SimSwitchChip, public Chip {
   std::vector<Chip::Entry> written() const override;
   std::optional<Chip::Entry> written(RouteHandle) const override;
   void tellObserver(RouteHandle handle) const;
+
+  Zet::Ptr<PromptProfileTable> const profileTable_;
 };
 
 }  // namespace Brindle::Sim

@@ -11,10 +11,20 @@ class SyncHardware final : public Hardware {
   Chip & chipIs(Zet::Name name, U32 index) override {
     auto const added = Zet::make<SyncChip>(name, index);
     fabric_->chipIs(added);
+    fabric_->bidirGroupChipIs(added->groups());
+    fabric_->bidirDfChipIs(added->profileTable());
     return *added;
   }
-  void chipDel(Zet::Name name) override { fabric_->chipDel(name); }
-  void chipDelAll() override { fabric_->chipDelAll(); }
+  void chipDel(Zet::Name name) override {
+    fabric_->chipDel(name);
+    fabric_->bidirGroupChipDel(name);
+    fabric_->bidirDfChipDel(name);
+  }
+  void chipDelAll() override {
+    fabric_->chipDelAll();
+    fabric_->bidirGroupChipDelAll();
+    fabric_->bidirDfChipDelAll();
+  }
   std::vector<Chip *> chips() const override;
 
   void start(Inputs const &) override;
@@ -33,6 +43,7 @@ class SyncHardware final : public Hardware {
     return runs() ? programmer_->rootSm()->mrouteSm(vrf) : nullptr;
   }
   Zet::Ptr<Fabric> fabric() const override { return fabric_; }
+  Zet::Ptr<Fabric> groupFabric() const override { return fabric_; }
   PrefixMrouteSm const * prefixMrouteSm() const override { return prefixProgrammer_.get(); }
 
  private:

@@ -2,6 +2,12 @@
 
 namespace Brindle::Sim {
 
+void requireRoom(char const * what, unsigned wanted, unsigned inUse) {
+  if (wanted >= inUse) return;
+  throw CommandError("expected at least the " + std::to_string(inUse) + " " + what +
+                     " in use, found " + std::to_string(wanted));
+}
+
 namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }

@@ -14,6 +14,9 @@ class CommandError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Throws CommandError if a table is to become smaller than what is in use.
+void requireRoom(char const * what, unsigned wanted, unsigned inUse);
+
 // The words of a line, parted by blanks. "..." holds a word together; # begins a comment where a
 // word may begin. Throws CommandError for a quote that is not closed.
 std::vector<std::string> wordsOf(std::string_view line);

@@ -135,6 +135,25 @@ class ReadyStatus : public Zet::Entity {
   Zet::OrderedSet<L3::VrfName> vrfReady_;
 };
 
+// The VRFs with bidirectional PIM (RFC 5015).
+class BidirStatus : public Zet::Entity {
+ public:
+  class NotifieeConst : public Zet::NotifieeOf<BidirStatus, Zet::Entity> {
+   public:
+    virtual void onBidirEnabledVrf(L3::VrfName const &) {}
+  };
+
+  auto const & bidirEnabledVrf() const { return bidirEnabledVrf_; }
+  bool bidirEnabledVrf(L3::VrfName k) const { return bidirEnabledVrf_.contains(k); }
+  void bidirEnabledVrfIs(L3::VrfName k, bool v) {
+    flag<&NotifieeConst::onBidirEnabledVrf>(bidirEnabledVrf_, k, v);
+  }
+  void bidirEnabledVrfDel(L3::VrfName k) { bidirEnabledVrfIs(k, false); }
+
+ private:
+  Zet::OrderedSet<L3::VrfName> bidirEnabledVrf_;
+};
+
 // The VRFs with multicast routing on.
 class VrfEnabledStatus : public Zet::Entity {
  public:

@@ -212,6 +212,32 @@ TEST_F(SimScripts, BoundariesInChipsOrLearned) {
       << shown.text;
 }
 
+TEST_F(SimScripts, BidirectionalPimFillsTablesAndFindsRoomAgain) {
+  auto const shipped = contentOf(BRINDLE_SOURCES "/sim/bidir.sim");
+  passes(shipped);
+  passes("fabric async\n" + shipped);
+  std::string const two =
+      "chip add c0 ports e1\nchip add c1 ports e2\nvlan add 10 port e1 e2\nip link add Vlan10\n"
+      "vrf add red\npublisher start pim.default\npublisher start pim.red\nbidir on\n"
+      "bidir on vrf red\npublish pim.default bidir group add 225.0.0.0/8 ff3e::/16\n"
+      "publish pim.red bidir group add 226.0.0.0/8\npublish pim.default bidir df add Vlan10 1 63\n"
+      "settle\nexpect bidir groups 3\nexpect bidir profiles 1\n";
+  for (std::string const kind : {"", "fabric async\n"}) {
+    // What is turned off is followed no more; a programmer that starts anew clears the chips.
+    auto const off = script(kind + two + "bidir off\nsettle\nshow bidir\nprogrammer kill\n" +
+                            "programmer start\nbidir on\nsettle\nexpect bidir groups 3\n" +
+                            "expect bidir profiles 1\n");
+    EXPECT_EQ(off.exit, 0) << off.text;
+    EXPECT_NE(off.text.find("225.0.0.0/8  left behind"), off.text.npos) << off.text;
+    EXPECT_NE(off.text.find("226.0.0.0/8  in hardware"), off.text.npos) << off.text;
+    // A damaged table is empty for whoever reads it; the other VRF goes on.
+    passes(kind + two + "publisher stop pim.red\ntables damage pim.red bidir\nsettle\n" +
+           "publish pim.default bidir group add 227.0.0.0/8\nsettle\nexpect bidir groups 3\n" +
+           "expect log SHOAL_TABLE_REFUSED\npublisher start pim.red\n" +
+           "publish pim.red bidir group add 228.0.0.0/8\nsettle\nexpect bidir groups 4\n");
+  }
+}
+
 TEST_F(SimScripts, EveryCommandIsDescribed) {
   auto const page = contentOf(BRINDLE_SOURCES "/docs/sim.md");
   EXPECT_NE(page.find(CommandTable(simCommands()).help({})), page.npos);
