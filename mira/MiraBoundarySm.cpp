@@ -65,7 +65,8 @@ void MiraBoundarySm::handleFastdrop() {
   auto const * status = fastdropStatus();
   Zet::replay(status ? &status->fastdrop() : nullptr, boundaryFastdrop_, [this](IntfId intf) {
     // What was learned before this machine was made waits for a VLAN where its interface lost it.
-    if (boundaryFastdrop_.contains(intf) || lastVlan_.contains(intf)) handleFastdrop(intf);
+    bool const known = boundaryFastdrop_.contains(intf) || lastVlan_.contains(intf);
+    known ? handleFastdrop(intf) : handleIntfVlanIdTable(intf);
   });
 }
 
@@ -203,6 +204,17 @@ void MiraBoundarySm::handleIntfVlanIdTable(IntfId intf) {
     doMoveFastdrops(intf, VlanId(old), VlanId(vlan));
   } else if (!boundaryFastdrop_.contains(intf)) {
     handleFastdrop(intf);
+  }
+}
+
+// The routed interface of a VLAN has it back, without a word, when a port's internal VLAN is
+// another.
+void MiraBoundarySm::handleInternalVlanId(IntfId intf) {
+  handleIntfVlanIdTable(intf);
+  auto const * const status = fastdropStatus();
+  if (!status) return;
+  for (auto i = status->fastdrop().begin(); i; i.advance()) {
+    if (!boundaryFastdrop_.contains(i.key())) handleIntfVlanIdTable(i.key());
   }
 }
 

@@ -139,7 +139,7 @@ class BRINDLE_API MiraBoundarySm final : public Zet::Sm {
   struct ZetIntfVlanIdTable final : Zet::Reactor<IntfVlanId::Table const, MiraBoundarySm> {
     using Reactor::Reactor;
     void onInternalVlanId(Nettle::IntfId const & intf) override {
-      sm()->handleIntfVlanIdTable(intf);
+      sm()->handleInternalVlanId(intf);
     }
     void immediatePass() override { sm()->handleIntfVlanIdTable(); }
   };
@@ -162,6 +162,7 @@ class BRINDLE_API MiraBoundarySm final : public Zet::Sm {
   void handleFastdrop(Nettle::IntfId intf);
   void handleFastdrop();
   void handleIntfVlanIdTable();
+  void handleInternalVlanId(Nettle::IntfId intf);
   void doMoveFastdrops(Nettle::IntfId intf, Bridging::VlanId from, Bridging::VlanId to);
   Bridging::VlanId vlanOf(Nettle::IntfId intf);
   MrouteTable & table() const { return *mrouteTable_; }

@@ -119,6 +119,7 @@ void BoundaryAgent::handleLinecards() {
 
 void BoundaryAgent::boundaryIs(IntfId intf, Nettle::IpGenPrefix const & groups, bool v) {
   Zet::Name const name(intf.view());
+  if (!v && !boundaries_->intfBoundaryStatus(name)) return;
   auto const boundary = boundaries_->intfBoundaryStatusIs(name);
   boundary->boundaryIs(groups, v);
   if (boundary->boundary().empty()) boundaries_->intfBoundaryStatusDel(name);
@@ -176,17 +177,28 @@ U16 BoundaryAgent::vifOf(L3::VrfName vrf, IntfId intf) {
 }
 
 void BoundaryAgent::noCache(IpGenAddr const & source, IpGenAddr const & group, IntfId intf) {
-  if (settings_.kernel) throw CommandError("expected a script's reports, the kernel makes its own");
   L3::VrfName const vrf = host_.root().doGetVrfNameFromIntfId(intf);
-  auto * const pam = static_cast<ScriptedPam *>(pamOf(vrf));
-  if (!pam) {
-    throw CommandError("expected boundaries that are learned in VRF " + std::string(vrf.view()));
-  }
-  if (!host_.records().intfVlanIdTable->intfIdToVlanId(intf)) {
+  requireListener(vrf);
+  noCache(source, group, vifOf(vrf, intf), vrf);
+}
+
+IntfId BoundaryAgent::noCache(IpGenAddr const & source, IpGenAddr const & group, U16 vif,
+                              L3::VrfName vrf) {
+  requireListener(vrf);
+  auto const * const vifs = vifs_->vrfStatus(vrf);
+  IntfId const intf = vifs ? vifs->intfIdColl(vif) : IntfId();
+  if (intf && !host_.records().intfVlanIdTable->intfIdToVlanId(intf)) {
     throw CommandError("expected an interface with a VLAN, found \"" + std::string(intf.view()) +
                        "\"");
   }
-  pam->deliver(noCacheMessage(vifOf(vrf, intf), source, group));
+  static_cast<ScriptedPam *>(pamOf(vrf))->deliver(noCacheMessage(vif, source, group));
+  return intf;
+}
+
+void BoundaryAgent::requireListener(L3::VrfName vrf) const {
+  if (settings_.kernel) throw CommandError("expected a script's reports, the kernel makes its own");
+  if (pamOf(vrf)) return;
+  throw CommandError("expected boundaries that are learned in VRF " + std::string(vrf.view()));
 }
 
 }  // namespace Brindle::Sim

@@ -42,9 +42,12 @@ class BoundaryAgent final : public Zet::Sm {
   Routing::Multicast::Fib::Status const & boundaries() const { return *boundaries_; }
 
   // The kernel says that a packet came in for which it has no route. Throws CommandError if nobody
-  // listens.
+  // listens, or where none can come in, since the interface has no VLAN. The second form is for a
+  // number of the kernel's, and returns whose it is, if anybody's.
   void noCache(Nettle::IpGenAddr const & source, Nettle::IpGenAddr const & group,
                Nettle::IntfId intf);
+  Nettle::IntfId noCache(Nettle::IpGenAddr const & source, Nettle::IpGenAddr const & group, U16 vif,
+                         L3::VrfName vrf);
   // Whether somebody listens to what comes in on the interface.
   bool listens(Nettle::IntfId intf) const;
 
@@ -68,6 +71,7 @@ class BoundaryAgent final : public Zet::Sm {
   void handleLinecards();
   U16 vifOf(L3::VrfName vrf, Nettle::IntfId intf);
   Nettle::Pam * pamOf(L3::VrfName vrf) const;
+  void requireListener(L3::VrfName vrf) const;
 
   Host & host_;
   Settings settings_;

@@ -48,7 +48,14 @@ void noCache(Host & host, Arguments const & arguments) {
     throw CommandError("expected an IPv4 source and group, found \"" + arguments.text("SOURCE") +
                        "\" and \"" + arguments.text("GROUP") + "\"");
   }
-  host.boundaries().noCache(key.source().address(), key.group().address(), arguments.intf());
+  BoundaryAgent & agent = host.boundaries();
+  if (arguments.given("INTF")) {
+    return agent.noCache(key.source().address(), key.group().address(), arguments.intf());
+  }
+  auto const vif = static_cast<U16>(arguments.number("VIF"));
+  auto const intf =
+      agent.noCache(key.source().address(), key.group().address(), vif, arguments.vrf());
+  host.out() << "interface " << vif << " is " << (intf ? intf.view() : "not known") << '\n';
 }
 
 void showBoundary(Host & host, Arguments const & arguments) {
@@ -79,6 +86,8 @@ Command<Host> const rows[] = {
     {"linecard del NAME", "The card is taken out.", linecard},
     {"no-cache SOURCE GROUP dev INTF", "The kernel reports a packet that it has no route for.",
      noCache},
+    {"no-cache SOURCE GROUP vif VIF [vrf VRF]",
+     "The same, of the interface of that number, which need not be known.", noCache},
     {"show boundary [--json]",
      "What is denied where, what was learned, and what stands in the chips.", showBoundary},
 };

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "mira/MiraBoundarySm.h"
 #include "mira/MiraHelper.h"
 #include "mira/MiraL2.h"
 #include "platform/FileDescriptor.h"
@@ -511,7 +512,11 @@ RpfFrames & Host::rpfFrames() {
 void Host::reviewAll() {
   start();
   auto const & machines = root().mira();
-  for (auto i = machines.begin(); i; i.advance()) root().mira(i.key())->doMarkAllRoutesDirty();
+  for (auto i = machines.begin(); i; i.advance()) {
+    auto const mira = root().mira(i.key());
+    mira->doMarkAllRoutesDirty();
+    if (mira->miraBoundarySm()) mira->miraBoundarySm()->handleMarkAllVlansDirty();
+  }
   if (root().miraL2()) root().miraL2()->doMarkAllVlansDirty();
 }
 

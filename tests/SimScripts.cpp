@@ -190,6 +190,21 @@ TEST_F(SimScripts, BoundariesInChipsOrLearned) {
       "expect chip c0 routes 1\nip link set et1 no-internal-vlan\nsettle\ndetach pim.red\n"
       "settle\nattach pim.red\nsettle\nexpect chip c0 routes 0\n"
       "ip link add et1 internal-vlan 1010 vrf red\nsettle\nexpect chip c0 routes 1\n");
+  // The same of an interface that routes a VLAN: it has that all the time, unless a port takes it.
+  for (bool const taken : {false, true}) {
+    passes(std::string("vrf add red\nchip add c0 ports e1\nip link add Vlan10 vrf red\n"
+                       "publisher start pim.red\nboundary add 239.1.0.0/16 dev Vlan10\n"
+                       "no-cache 10.1.0.9 239.1.2.3 dev Vlan10\nsettle\ndetach pim.red\nsettle\n") +
+           (taken ? "ip link add et1 internal-vlan 10\n" : "") +
+           "attach pim.red\nsettle\nexpect chip c0 routes " + (taken ? "0" : "1") +
+           (taken ? "\nip link del et1\nsettle\nexpect chip c0 routes 1\n" : "\n"));
+  }
+  // The number of an interface that nobody knows does nothing.
+  passes(
+      "chip add c0 ports e1\nboundary add 239.1.0.0/16 dev Vlan10\n"
+      "boundary vif 3 dev Vlan10\nno-cache 10.1.0.9 239.1.2.3 vif 4\nsettle\n"
+      "expect chip c0 routes 0\nno-cache 10.1.0.9 239.1.2.3 vif 3\nsettle\n"
+      "expect chip c0 routes 1\n");
   passes("boundary system linecard L1\n" + bounded +
          "linecard add L1 tcam\nsettle\nexpect chip c0 routes 2\nverify\n"
          "linecard add L2 no-tcam\nsettle\nexpect chip c0 routes 0\n"
