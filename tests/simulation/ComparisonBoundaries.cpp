@@ -2,10 +2,14 @@
 
 #include <algorithm>
 
+#include "sim/BoundaryAgent.h"
+
 namespace Simulation {
 
-BoundaryComparison::BoundaryComparison(Brindle::Sim::Host const & host, BoundaryOracle & oracle)
+BoundaryComparison::BoundaryComparison(Brindle::Sim::Host const & host, BoundaryOracle & boundaries,
+                                       Oracle const & oracle)
     : host_(host),
+      boundaries_(boundaries),
       oracle_(oracle) {
   for (auto const * chip : host.chips()) {
     for (auto const & entry : chip->entries()) {
@@ -14,6 +18,10 @@ BoundaryComparison::BoundaryComparison(Brindle::Sim::Host const & host, Boundary
     }
   }
   compareDenials();
+  for (auto & [name, vrf] : boundaries.learning()) {
+    compareRecords(name, vrf);
+    if (vrf.resolver) compareDrops(name, vrf);
+  }
 }
 
 // --- In the chips
@@ -21,7 +29,7 @@ BoundaryComparison::BoundaryComparison(Brindle::Sim::Host const & host, Boundary
 // What is certain comes first: a subnet and what is denied of it may look alike.
 void BoundaryComparison::compareDenials() {
   for (Is const which : {Is::yes, Is::unknown}) {
-    for (auto & [intf, denier] : oracle_.deniers()) {
+    for (auto & [intf, denier] : boundaries_.deniers()) {
       for (auto & [group, sources] : denier.groups) {
         for (auto & [source, denial] : sources) {
           take(Key(source, group), denier.vlan, denial, which);
@@ -65,6 +73,122 @@ std::ptrdiff_t BoundaryComparison::subnetsAlike(Key const & key) const {
     auto const * const route = entry.value->route(key.source());
     return route && route->programmed();
   });
+}
+
+// --- Learned
+
+// What may be or not is so from here on.
+void BoundaryComparison::resolve(Is & stands, bool found, std::string const & what) {
+  if (stands == (found ? Is::no : Is::yes)) {
+    differ(what + (found ? " stands, but is not to" : " is missing"));
+  }
+  stands = found ? Is::yes : Is::no;
+  if (found) shown_ += what + "\n";
+}
+
+void BoundaryComparison::compareRecords(L3::VrfName name, Vrf & vrf) {
+  auto const text = [name](auto const & what) {
+    return "what was learned of " + RouteName{name, what.second}.text() + " on " +
+           std::string(what.first.view());
+  };
+  std::set<std::pair<Nettle::IntfId, Key>> found;
+  std::set<std::pair<Nettle::IntfId, Nettle::IpGenAddr>> known;
+  auto const & all = host_.boundaryAgent().config()->fastdropStatusColl();
+  auto const * const status = all ? all->vrfStatus(name) : nullptr;
+  if (!status) return differ("nothing can be learned in VRF " + std::string(name.view()));
+  for (auto intf = status->fastdrop().begin(); intf; intf.advance()) {
+    for (auto group = intf->group().begin(); group; group.advance()) {
+      known.insert({intf.key(), group.key()});
+      for (auto i = group->source().begin(); i; i.advance()) {
+        found.insert(
+            {intf.key(), Key(Nettle::IpGenPrefix(i.key()), Nettle::IpGenPrefix(group.key()))});
+      }
+    }
+  }
+  for (auto const & what : found) {
+    if (!vrf.records.count(what)) differ(text(what) + " stands, but nobody reported it");
+  }
+  for (auto & [what, record] : vrf.records) resolve(record.stands, found.count(what), text(what));
+  std::erase_if(vrf.records, [](auto const & one) { return one.second.stands == Is::no; });
+  vrf.going.clear();
+  // What is known of a group by which nothing is recorded may be forgotten.
+  for (auto & [by, groups] : vrf.matched) {
+    for (auto & [group, sure] : groups) {
+      sure &= known.count({by.first, group}) != 0;
+    }
+  }
+}
+
+void BoundaryComparison::compareDrops(L3::VrfName name, Vrf & vrf) {
+  std::set<std::pair<Key, U32>> recorded;
+  for (auto const & [what, record] : vrf.records) recorded.insert({what.second, record.vlan});
+  auto const & routes = host_.routeTables().vrfMrouteTable(name)->boundaryMroute();
+  for (auto i = routes.begin(); i; i.advance()) {
+    bool used = !i->fastdrop().empty();
+    for (auto const & record : recorded) used |= record.first == i->key();
+    if (!used) differ("what drops " + i->key().pretty() + " drops nothing");
+    for (auto drop = i->fastdrop().begin(); drop; drop.advance()) {
+      if (recorded.count({i->key(), drop.key().value()})) continue;
+      differ("nobody has learned what is dropped: " + RouteName{name, i->key()}.text() +
+             " in VLAN " + std::to_string(drop.key().value()));
+    }
+  }
+  for (auto & [what, drop] : vrf.drops) {
+    auto const * const route = routes.find(what.first);
+    auto const set = route ? route->fastdrop(Bridging::VlanId(what.second)) : nullptr;
+    compareDrop({name, what.first}, what.second, drop, set.get());
+  }
+  std::erase_if(vrf.drops, [](auto const & one) { return one.second.stands == Is::no; });
+}
+
+// Each computation of the route itself takes the drops in its inputs away; which were its inputs
+// before the last one is not known.
+void BoundaryComparison::makeWay(Brindle::Mroute const * route, U32 vlan, Drop & drop) {
+  bool const computed = route && route->version() != drop.version;
+  if (computed) {
+    bool input = false;
+    for (auto const one :
+         {route->acceptingVlanId(), route->notifyingVlanId(), route->staticFastdropVlanId()}) {
+      input |= one.value() == vlan;
+    }
+    if (input) drop.stands = Is::no;
+  }
+  bool const mayHave = drop.routed && (computed || !route);
+  if (mayHave && drop.stands == Is::yes) drop.stands = Is::unknown;
+  drop.routed = false;
+  drop.version = route ? route->version() : 0;
+}
+
+void BoundaryComparison::compareDrop(RouteName const & name, U32 vlan, Drop & drop,
+                                     Brindle::OifSet const * found) {
+  std::string const what = "what drops " + name.text() + " in VLAN " + std::to_string(vlan);
+  makeWay(mroute(host_, name), vlan, drop);
+  resolve(drop.stands, found, what);
+  drop.outputs = oracle_.boundaryOutputs(name.key, vlan).text();
+  if (found && Simulation::textOf(found) != drop.outputs) {
+    differ(what + "\n  expected " + drop.outputs + "\n  computed " + Simulation::textOf(found));
+  }
+  if (chipsAnswerLater(host_)) drop.chips.clear();
+  if (found && host_.hardware().runs() && !chipsAnswerLater(host_)) compareChips(name, vlan, drop);
+}
+
+void BoundaryComparison::compareChips(RouteName const & name, U32 vlan, Drop & drop) {
+  bool lacks = false;
+  for (auto const * chip : host_.chips()) {
+    auto const entries = chip->entries();
+    bool const stands = std::any_of(entries.begin(), entries.end(), [&](auto const & entry) {
+      return entry.key.sg == name.key && entry.key.vlanId.value() == vlan &&
+             Simulation::textOf(entry.oifSet.get()) == drop.outputs;
+    });
+    bool const wanted = drop.chips.count(nameOf(*chip));
+    lacks |= wanted && !stands;
+    if (wanted && !stands && !drop.mayLack) {
+      differ(nameOf(*chip) + " lacks what drops " + name.text() + " in VLAN " +
+             std::to_string(vlan));
+    }
+    stands ? (void)drop.chips.insert(nameOf(*chip)) : (void)drop.chips.erase(nameOf(*chip));
+  }
+  drop.mayLack = lacks;
 }
 
 }  // namespace Simulation

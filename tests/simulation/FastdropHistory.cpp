@@ -128,11 +128,18 @@ void FastdropHistory::failures(Line const & line, U32 times) {
   if (!vrfs_.count(vrf)) return;
   if (vrf == L3::VrfName::defaultVrf()) failures_ += times;
   if (!rules_.mayBeEnabled(vrf, stream.vlan)) return;
+  if (isDenied(vrf, stream)) return;
   if (!atRest_) return failUnknown(vrf, stream, line);
   for (; times > 0; --times) fail(vrf, stream);
 }
 
-// Where no route of the source stands, that of the group counts, if it may be installed.
+// Of a route of the source what a boundary denies does not count. Where none stands that of the
+// group counts, if it may be installed.
+bool FastdropHistory::isDenied(L3::VrfName vrf, Stream const & stream) const {
+  return mroute({vrf, stream.key}) &&
+         boundaries_.isDenied(vrf, stream.key.group().address(), stream.vlan);
+}
+
 void FastdropHistory::fail(L3::VrfName vrf, Stream const & stream) {
   RouteName name{vrf, stream.key};
   ExpectedRoute const * route = standing(name);
@@ -266,7 +273,8 @@ void FastdropHistory::refresh(L3::VrfName vrf, Stream const & stream) {
     if (found == route->second.drops.end()) continue;
     Drop & drop = found->second;
     if (drop.published == Drop::no) continue;
-    bool const surely = drop.sure && drop.published == Drop::yes;
+    bool const surely =
+        drop.sure && drop.published == Drop::yes && !boundaries_.sharesStatus({vrf, stream.key});
     drop.seen = surely ? span() : Span{drop.seen.first, now_};
     if (surely) return;
   }
@@ -354,7 +362,7 @@ bool FastdropHistory::isLeft(RouteName const & name) const {
 // Of what a chip refused it is not known until when, nor of what it may refuse the next time.
 FastdropHistory::Drop::Published FastdropHistory::publishedAt(RouteName const & name,
                                                               U32 vlan) const {
-  if (isRetried(host_, name)) return Drop::unknown;
+  if (isRetried(host_, name) || boundaries_.sharesStatus(name)) return Drop::unknown;
   return activity(name, vlan) ? Drop::yes : Drop::no;
 }
 

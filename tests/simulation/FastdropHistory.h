@@ -25,7 +25,10 @@ namespace Simulation {
 class FastdropHistory : public Findings {
  public:
   using Routes = std::map<RouteName, ExpectedRoute>;
-  explicit FastdropHistory(Brindle::Sim::Host const & host) : host_(host), rules_(host) {}
+  FastdropHistory(Brindle::Sim::Host const & host, BoundaryOracle const & boundaries)
+      : host_(host),
+        boundaries_(boundaries),
+        rules_(host) {}
 
   // A line that was carried out.
   struct Line {
@@ -100,6 +103,7 @@ class FastdropHistory : public Findings {
   // What a line does
   void disturb(bool byReview);
   void failures(Line const & line, U32 times);
+  bool isDenied(L3::VrfName vrf, Stream const & stream) const;
   void fail(L3::VrfName vrf, Stream const & stream);
   void fail(RouteName const & name, ExpectedRoute const & route, U32 vlan);
   void failUnknown(L3::VrfName vrf, Stream const & stream, Line const & line);
@@ -171,6 +175,7 @@ class FastdropHistory : public Findings {
   Span span() const { return {before_, now_}; }
 
   Brindle::Sim::Host const & host_;
+  BoundaryOracle const & boundaries_;
   FastdropRules const rules_;
   Routes rest_;
   std::map<RouteName, Route> routes_;

@@ -209,6 +209,12 @@ class Generator {
   void boundarySubnets();
   void boundaryFull();
   void lineCard();
+  void noCache();
+  void learnedRoute();
+  void learnedAge();
+  void boundaryVif();
+  bool faultsDrawn() const { return routeFaults_ || setFaults_; }
+  std::string deniedStream();
   std::string boundedIntf();
   std::string deniedGroups();
 
@@ -280,7 +286,7 @@ class Generator {
   std::vector<Event> boundaryEvents_;
   U32 boundaryWeight_ = 0;
   bool bounded_ = false;
-  std::string card_ = "L1";
+  std::string card_ = "FixedSystem";
   std::set<std::pair<std::string, std::string>> denied_;  // groups, each with its interface
   bool async_ = false;
   bool asyncFaults_ = false;

@@ -6,11 +6,18 @@
 
 namespace Simulation {
 
-// The boundaries of most seeds stand before anything else happens.
+// In half of them cards can deny groups by themselves to begin with. Those of linecards cannot be
+// learned, and a supervisor denies nothing itself.
 void Generator::startBoundaries() {
   if (!bounded_) return;
-  add("boundary system linecard L1");
-  if (edges_.percent(85)) add({"linecard add ", card_, edges_.percent(75) ? " tcam" : " no-tcam"});
+  bool const byTcam = edges_.percent(50);
+  if (edges_.percent(30)) {
+    card_ = "L1";
+    add(byTcam ? "boundary system linecard L1" : "boundary system supervisor");
+  }
+  if (byTcam || edges_.percent(60)) {
+    add({"linecard add ", card_, byTcam ? " tcam" : " no-tcam"});
+  }
   for (U32 i = edges_.below(5); i > 0; --i) boundaryAdd();
 }
 
@@ -21,7 +28,8 @@ void Generator::weighBoundaries() {
   if (!bounded_) return;
   boundaryEvents_ = {{10, &G::boundaryAdd}, {5, &G::boundaryDel},     {4, &G::boundaryAgain},
                      {4, &G::boundaryIntf}, {4, &G::boundarySubnets}, {3, &G::boundaryFull},
-                     {2, &G::lineCard}};
+                     {2, &G::lineCard},     {12, &G::noCache},        {4, &G::learnedRoute},
+                     {4, &G::learnedAge},   {2, &G::boundaryVif}};
   for (auto & event : boundaryEvents_) {
     event.weight *= edges_.percent(20) ? 0 : edges_.between(1, 3);
     boundaryWeight_ += event.weight;
@@ -57,6 +65,13 @@ std::string Generator::deniedGroups() {
   if (edges_.percent(6)) return "ff1e::/16";
   return edges_.of({"239.1.0.0/16", "239.1.1.0/24", "239.1.1.1/32", "239.0.0.0/8", "239.128.0.0/9",
                     "239.1.1.2/32", "232.1.1.1/32", "224.0.0.0/4"});
+}
+
+// Where chips fail, none that has a route: of the two one status is published.
+std::string Generator::deniedStream() {
+  bool const own = faultsDrawn() || edges_.percent(70);
+  return (own ? edges_.of({"10.9.0.1", "10.9.0.2"}) : edges_.of({"10.0.0.1", "10.0.0.2"})) + " " +
+         edges_.of({"239.1.1.1", "239.1.1.2", "239.129.1.2", "232.1.1.1", "239.1.7.7"});
 }
 
 // --- Events
@@ -138,6 +153,62 @@ void Generator::boundaryFull() {
   if (edges_.percent(50)) add("settle");
   if (async_) add({"chip limit ", chip, " routes ", plenty()});
   if (!async_ && edges_.percent(50)) add({"chip free ", chip});
+}
+
+// The kernel reports packets, mostly on an interface that denies something.
+void Generator::noCache() {
+  if (edges_.percent(8)) {
+    std::string const vif = std::to_string(edges_.below(9));
+    return add({"no-cache ", deniedStream(), " vif ", vif, " vrf ", edges_.of(vrfs_)});
+  }
+  bool const any = denied_.empty() || edges_.percent(15);
+  std::string const where = any ? boundedIntf() : edges_.of(denied_).second;
+  for (U32 i = edges_.between(1, 3); i > 0; --i) {
+    add({"no-cache ", deniedStream(), " dev ", where});
+  }
+}
+
+// A route of the same source comes, before or after, and takes the place of what drops it.
+void Generator::learnedRoute() {
+  if (faultsDrawn()) return noCache();
+  std::string const groups = "239.1.1.1/32", intf = edges_.of({"Vlan10", "Vlan20", "et1"});
+  std::string const stream = "10.0.0.1 239.1.1.1", table = edges_.of(tables_);
+  add({"boundary add ", groups, " dev ", intf});
+  denied_.emplace(groups, intf);
+  Published route;
+  (edges_.percent(60) ? route.iif : route.notify) = intf;
+  route.programmable = true;
+  route.oifs = {"Vlan30"};
+  bool const before = edges_.percent(40);
+  if (before) publish(table, stream, route);
+  if (before && edges_.percent(60)) add("settle");
+  add({"no-cache ", stream, " dev ", intf});
+  if (edges_.percent(50)) add("settle");
+  if (!before || edges_.percent(30)) publish(table, stream, route);
+  if (edges_.percent(50)) add("settle");
+  if (edges_.percent(50)) withdraw(table, stream);
+}
+
+// Nothing comes for a while: not much longer than what drops it lives, or less.
+void Generator::learnedAge() {
+  if (edges_.percent(70)) add("clock read-cost 0");
+  add("settle");
+  noCache();
+  if (edges_.percent(40)) add("settle");
+  // Where chips answer later they have none of it, and what they refuse is tried all the time.
+  if (async_) return add({"clock advance ", edges_.of({"61", "181"})});
+  for (U32 i = edges_.between(1, 3); i > 0; --i) {
+    add({"clock advance ", edges_.of({"179", "181", "359", "361", "545"})});
+    if (edges_.percent(30)) add({"traffic ", deniedStream(), " vlan ", edges_.of({"10", "20"})});
+    if (edges_.percent(15)) add({"clear fastdrop vrf ", edges_.of(vrfs_)});
+  }
+  add("settle");
+}
+
+// A number of the kernel's goes to another interface.
+void Generator::boundaryVif() {
+  add({"boundary vif ", std::to_string(edges_.below(6)), " dev ", boundedIntf(), " vrf ",
+       edges_.of(vrfs_)});
 }
 
 void Generator::lineCard() {

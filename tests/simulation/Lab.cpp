@@ -29,7 +29,7 @@ bool Lab::run(std::string const & line) {
     traceText(e.what());
     return false;
   }
-  note(words);
+  note(words, before);
   fastdrops_.follow({words, out_.str(), before, [this] { return expectedRoutes(); }});
   if (words[0] == "settle" || line == healed || line == emptied) compare(line == healed);
   wrong_ += miscounted(host_);
@@ -48,7 +48,7 @@ void Lab::carryOut(std::string const & line, std::vector<std::string> const & wo
 }
 
 // What later comparisons have to know.
-void Lab::note(std::vector<std::string> const & words) {
+void Lab::note(std::vector<std::string> const & words, Zet::Seconds before) {
   std::string const verb = words.size() > 1 ? words[0] + " " + words[1] : words[0];
   auto & c = circumstances_;
   bool const comes = verb == "chip add" && host_.started(), goes = verb == "chip del";
@@ -76,7 +76,7 @@ void Lab::note(std::vector<std::string> const & words) {
   c.keepingChanged = floodsetWatch_.keepingChanged();
   prefixHistory_.note(words, publishers_.read(host_.tables()));
   groups_.note(words);
-  boundaries_.note(words, c.failuresExpected);
+  boundaries_.note({words, out_.str(), before, c.failuresExpected});
 }
 
 void Lab::noteLeftVrfs() {
@@ -129,7 +129,7 @@ void Lab::compare(bool isHealed) {
   Oracle const oracle(host_, tables);
   auto routes = oracle.routes();
   subnets.judge(routes);
-  BoundaryComparison const boundaries(host_, boundaries_);
+  BoundaryComparison const boundaries(host_, boundaries_, oracle);
   fastdrops_.compare(routes, oracle, circumstances_);
   Comparison const comparison(host_, std::move(routes), circumstances_);
   FloodsetComparison const floodsets(host_, FloodsetOracle(host_, floodsetWatch_.treeless()),

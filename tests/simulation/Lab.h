@@ -45,7 +45,7 @@ class Lab {
   void noteLeftVrfs();
   void noteBackups(std::vector<std::string> const & words);
   void forgetBackups();
-  void note(std::vector<std::string> const & words);
+  void note(std::vector<std::string> const & words, Zet::Seconds before);
   FastdropHistory::Routes expectedRoutes() const;
   // `isHealed`: all chips have room and have answered.
   void compare(bool isHealed);
@@ -63,9 +63,9 @@ class Lab {
   Brindle::Sim::Interpreter<Brindle::Sim::Host> interpreter_;
   FloodsetWatch floodsetWatch_{host_};
   PrefixHistory prefixHistory_{host_};
-  FastdropHistory fastdrops_{host_};
-  GroupHistory groups_{host_};
   BoundaryOracle boundaries_{host_};
+  FastdropHistory fastdrops_{host_, boundaries_};
+  GroupHistory groups_{host_};
   Circumstances circumstances_;
   bool reviewed_ = false;
   AsyncComparison::Forgotten forgotten_;

@@ -225,6 +225,11 @@ SideEntry Oracle::fastdropEntry(ExpectedRoute const & route, U32 vlan) const {
   return entry;
 }
 
+Outputs Oracle::boundaryOutputs(Key const & key, U32 vlan) const {
+  U32 const input = records_.hardware->needIifInOifSet() ? vlan : 0;
+  return {resolvedLags(vlanMembers(vlan, key), 0, key), {}, false, false, input};
+}
+
 // The backup sends what the route sends, but not back to either input.
 void Oracle::finishFrr(Walk & walk) const {
   ExpectedRoute & out = walk.out;

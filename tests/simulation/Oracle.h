@@ -87,6 +87,8 @@ class Oracle {
   std::map<RouteName, ExpectedRoute> routes() const;
   // The entry that drops what comes in on a VLAN for a route.
   SideEntry fastdropEntry(ExpectedRoute const & route, U32 vlan) const;
+  // The outputs of what drops denied traffic: none is sent there, as the entry says.
+  Outputs boundaryOutputs(Key const & key, U32 vlan) const;
   // The VRFs in which multicast is routed.
   bool routed(L3::VrfName vrf) const;
 

@@ -2,13 +2,24 @@
 
 #include <algorithm>
 
+#include "mira/MiraBoundarySm.h"
 #include "tests/simulation/Standing.h"
 
 namespace Simulation {
 
+using Nettle::IpGenAddr;
+using Zet::Seconds;
+
 namespace {
 
 BoundaryOracle::Prefix const anySource("0.0.0.0/0");
+
+IpGenAddr const allGroups;
+
+// A drop ages out at the first poll after two intervals; a poll may come a little early.
+constexpr Seconds pollInterval = 180;
+constexpr Seconds longestIdle = 359.5;
+constexpr Seconds longestPoll = 1;
 
 std::string verbOf(BoundaryOracle::Words const & words) {
   return words.size() > 1 ? words[0] + " " + words[1] : words[0];
@@ -20,17 +31,19 @@ bool isOf(std::string const & verb, std::initializer_list<char const *> verbs) {
 
 }  // namespace
 
-void BoundaryOracle::note(Words const & words, bool mayFail) {
+void BoundaryOracle::note(Line const & line) {
+  Words const & words = line.words;
   std::string const verb = verbOf(words);
-  mayFail_ = mayFail;
+  mayFail_ = line.mayFail;
   bool const begins =
-      isOf(verb, {"boundary add", "boundary del", "boundary vif", "linecard add", "linecard del"});
+      words[0] == "no-cache" || isOf(verb, {"boundary add", "boundary del", "boundary vif"});
   if (begins && !std::exchange(begun_, true)) decide();
   if (words[0] == "boundary") noteBoundary(words);
   if (words[0] == "linecard") noteCard(words);
   if (verb == "programmer start") {
-    byTcam_ = false;
+    byTcam_ = learns_ = false;
     deniers_.clear();
+    vrfs_.clear();
     if (begun_) decide();
   }
   if (verb == "chip del") {
@@ -39,8 +52,21 @@ void BoundaryOracle::note(Words const & words, bool mayFail) {
         for (auto & [source, denial] : sources) denial.erase(words[2]);
       }
     }
+    for (auto & [name, vrf] : vrfs_) {
+      for (auto & [what, drop] : vrf.drops) drop.chips.erase(words[2]);
+    }
   }
   noteDeniers(words);
+  if (!begun_) return;
+  noteVrfs(line);
+  noteReports(line);
+  for (auto & [name, vrf] : vrfs_) {
+    if (verb == "clear fastdrop" && words.back() == name.view()) {
+      for (auto & [what, drop] : vrf.drops) drop.stands = Is::no;
+    }
+  }
+  for (auto & [name, state] : polls_) passTime(name, state, line);
+  for (auto & [name, vrf] : vrfs_) notePublished(vrf, name);
 }
 
 // --- Where boundaries run
@@ -49,40 +75,48 @@ void BoundaryOracle::noteBoundary(Words const & words) {
   if (words[1] == "system") {
     system_ = words[2] == "linecard" ? words.at(3) : words[2] == "fixed" ? "FixedSystem" : "";
   } else if (words[1] == "add" || words[1] == "del") {
-    auto & prefixes = boundaries_[IntfId(words.at(4))];
+    IntfId const intf(words.at(4));
     Prefix const prefix(words[2]);
-    words[1] == "add" ? (void)prefixes.insert(prefix) : (void)prefixes.erase(prefix);
-    if (prefixes.empty()) boundaries_.erase(IntfId(words.at(4)));
+    if (words[1] == "add") {
+      boundaries_[intf].insert(prefix);
+      return;
+    }
+    auto const boundary = boundaries_.find(intf);
+    if (boundary == boundaries_.end()) return;
+    if (boundary->second.erase(prefix)) withdraw(intf, prefix);
+    if (!boundary->second.empty()) return;
+    boundaries_.erase(boundary);
+    withdraw(intf, {});
   }
 }
 
-// A card that is new cannot do anything until it says so.
 void BoundaryOracle::noteCard(Words const & words) {
   if (words[1] == "del") {
     cards_.erase(words[2]);
   } else {
-    bool const isNew = cards_.try_emplace(words[2], false).second;
-    if (isNew && !chipsAnswerLater(host_)) decide();
     cards_[words[2]] = words.at(3) == "tcam";
   }
-  decide();
+  if (begun_) decide();
+}
+
+bool BoundaryOracle::allCan() const {
+  return std::all_of(cards_.begin(), cards_.end(), [](auto const & one) { return one.second; });
+}
+
+bool BoundaryOracle::can() const {
+  auto const own = cards_.find(system_);
+  return own != cards_.end() && own->second;
 }
 
 // One card that cannot has all of a modular system learn. A linecard that has gone itself goes on
-// as it did, and where chips answer later an agent takes it away.
+// as it did, and so does what learns where chips answer later.
 void BoundaryOracle::decide() {
-  auto const own = cards_.find(system_);
-  bool const can = own != cards_.end() && own->second;
-  bool const all =
-      std::all_of(cards_.begin(), cards_.end(), [](auto const & c) { return c.second; });
-  if (chipsAnswerLater(host_)) {
-    byTcam_ = can && all;
-  } else if (system_ == "FixedSystem") {
-    byTcam_ = can;
-  } else {
-    byTcam_ = all && (can || byTcam_);
-  }
+  bool const isFixed = system_ == "FixedSystem";
+  bool const keeps = chipsAnswerLater(host_) && learns_;
+  byTcam_ = isFixed ? can() : allCan() && (can() || byTcam_);
+  learns_ = isFixed ? !can() || keeps : system_.empty() && !allCan();
   if (!byTcam_) deniers_.clear();
+  if (!learns_) vrfs_.clear();
 }
 
 // --- In the chips
@@ -185,22 +219,232 @@ BoundaryOracle::Denial BoundaryOracle::tried() const {
   return out;
 }
 
+// --- Learned
+
+BoundaryOracle::IntfId BoundaryOracle::intfOf(U32 vlan) const {
+  return host_.records().intfVlanIdTable->vlanIdToIntfId(Bridging::VlanIdOrNone(vlan));
+}
+
+bool BoundaryOracle::isDenied(L3::VrfName vrf, IpGenAddr const & group, U32 vlan) const {
+  return vrfs_.count(vrf) && match(intfOf(vlan), group);
+}
+
+// The longest prefix counts.
+std::optional<BoundaryOracle::Prefix> BoundaryOracle::match(IntfId intf,
+                                                            IpGenAddr const & group) const {
+  std::optional<Prefix> out;
+  auto const boundary = boundaries_.find(intf);
+  if (boundary == boundaries_.end()) return out;
+  for (auto const & prefix : boundary->second) {
+    bool const fits = prefix.af() == Nettle::ipv4() && prefix.contains(group);
+    if (fits && (!out || prefix.length() > out->length())) out = prefix;
+  }
+  return out;
+}
+
+// What was learned in a VRF goes with its multicast routing.
+void BoundaryOracle::noteVrfs(Line const & line) {
+  auto const & records = host_.records();
+  auto const routes = [&](L3::VrfName name) {
+    auto const * const config = records.mfibVrfConfig->config(name);
+    return learns_ && config && config->routing() && records.allVrfStatusLocal->vrf(name);
+  };
+  std::erase_if(vrfs_, [&routes](auto const & one) { return !routes(one.first); });
+  for (auto i = records.allVrfStatusLocal->vrf().begin(); i; i.advance()) {
+    if (routes(i.key())) vrfs_.try_emplace(i.key());
+  }
+  for (auto i = host_.root().mira().begin(); i; i.advance()) {
+    auto const * const resolver = i->miraBoundarySm().get();
+    Poll & state = polls_[i.key()];
+    if (std::exchange(state.resolver, resolver) == resolver) continue;
+    state.due = {line.before + pollInterval, host_.now() + pollInterval};
+  }
+  std::erase_if(polls_, [this](auto const & one) { return !host_.root().mira(one.first); });
+  for (auto & [name, vrf] : vrfs_) {
+    noteResolver(vrf, name);
+    noteMoves(vrf, name);
+  }
+}
+
+// A resolver that is new takes up all that is recorded of interfaces with a VLAN.
+void BoundaryOracle::noteResolver(Vrf & vrf, L3::VrfName name) {
+  auto const * const resolver = polls_.count(name) ? polls_.at(name).resolver : nullptr;
+  if (vrf.resolver == resolver) return;
+  vrf.resolver = resolver;
+  vrf.drops.clear();
+  for (auto & [what, record] : vrf.records) {
+    record.vlan = vlanOf(what.first);
+    makeDrop(vrf, name, what.second, record);
+  }
+}
+
+// Drops go where their interface goes; they stay where it was when it loses its VLAN.
+void BoundaryOracle::noteMoves(Vrf & vrf, L3::VrfName name) {
+  for (auto & [what, record] : vrf.records) {
+    U32 const vlan = vlanOf(what.first);
+    if (!vlan || vlan == record.vlan) continue;
+    takeDrop(vrf, what.second, record, Is::no);
+    record.vlan = vlan;
+    makeDrop(vrf, name, what.second, record);
+  }
+}
+
+void BoundaryOracle::noteReports(Line const & line) {
+  Words const & words = line.words;
+  if (words[0] != "no-cache" && words[0] != "traffic") return;
+  Key const key(Prefix(IpGenAddr(words.at(1))), Prefix(IpGenAddr(words.at(2))));
+  auto const vrfOfIntf = [this](IntfId intf) {
+    auto const * const status = host_.records().ipStatus->ipIntfStatus(intf);
+    return status && !status->vrf().empty() ? status->vrf() : L3::VrfName::defaultVrf();
+  };
+  if (words[0] == "traffic") {
+    IntfId const intf = intfOf(static_cast<U32>(std::stoul(words.at(4))));
+    bool const dropped = line.printed.find("to the CPU 0") != std::string::npos;
+    if (intf && !dropped) report(vrfOfIntf(intf), intf, key);
+  } else if (words.at(3) == "dev") {
+    report(vrfOfIntf(IntfId(words.at(4))), IntfId(words[4]), key);
+  } else {
+    // How the kernel numbers interfaces is the simulated switch's own doing; it is told.
+    std::string const named = line.printed.substr(line.printed.find(" is ") + 4);
+    L3::VrfName const vrf = words.size() > 6 ? L3::VrfName(words[6]) : L3::VrfName::defaultVrf();
+    report(vrf, IntfId(named.substr(0, named.find('\n'))), key);
+  }
+}
+
+// What is recorded already is so, and stays as it is.
+void BoundaryOracle::report(L3::VrfName name, IntfId intf, Key const & key) {
+  IpGenAddr const group = key.group().address();
+  auto const vrf = vrfs_.find(name);
+  auto const prefix = match(intf, group);
+  if (vrf == vrfs_.end() || !prefix) return;
+  vrf->second.matched[{intf, *prefix}][group] = true;
+  auto const [at, isNew] = vrf->second.records.try_emplace({intf, key});
+  Record & record = at->second;
+  if (!isNew && record.stands != Is::no) return;
+  record.vlan = vlanOf(intf);
+  auto const & going = vrf->second.going;
+  bool const goes = going.count({intf, group}) || going.count({intf, allGroups});
+  record.stands = goes ? Is::unknown : Is::yes;
+  makeDrop(vrf->second, name, key, record);
+}
+
+// What was learned by the prefix, or on the interface.
+void BoundaryOracle::withdraw(IntfId intf, std::optional<Prefix> const & prefix) {
+  for (auto & [name, vrf] : vrfs_) {
+    if (prefix) {
+      auto const matched = vrf.matched.extract({intf, *prefix});
+      if (matched.empty()) continue;
+      for (auto const & [group, sure] : matched.mapped()) withdraw(vrf, {intf, group}, sure);
+      continue;
+    }
+    vrf.going.insert({intf, allGroups});
+    std::erase_if(vrf.matched, [intf](auto const & one) { return one.first.first == intf; });
+    for (auto const & [what, record] : vrf.records) {
+      if (what.first == intf) withdraw(vrf, {intf, what.second.group().address()}, true);
+    }
+  }
+}
+
+void BoundaryOracle::withdraw(Vrf & vrf, std::pair<IntfId, IpGenAddr> const & group, bool sure) {
+  vrf.going.insert(group);
+  for (auto & [what, record] : vrf.records) {
+    if (what.first != group.first || what.second.group().address() != group.second) continue;
+    takeDrop(vrf, what.second, record, sure ? Is::no : Is::unknown);
+    if (record.stands != Is::no) record.stands = sure ? Is::no : Is::unknown;
+  }
+}
+
+void BoundaryOracle::makeDrop(Vrf & vrf, L3::VrfName name, Key const & key, Record const & record) {
+  if (!vrf.resolver || !record.vlan || record.stands == Is::no) return;
+  shared_.insert({name, key});
+  auto const [at, isNew] = vrf.drops.try_emplace({key, record.vlan});
+  Drop & drop = at->second;
+  if (!isNew && drop.stands == Is::yes) return;
+  drop = Drop();
+  drop.stands = record.stands;
+  drop.mayLack = mayFail_;
+  for (auto const * chip : host_.chips()) drop.chips.insert(nameOf(*chip));
+  auto const * const route = mroute(host_, {name, key});
+  if (route) drop.version = route->version();
+}
+
+// The one of another interface that has had the same VLAN goes with it.
+void BoundaryOracle::takeDrop(Vrf & vrf, Key const & key, Record const & record, Is stands) {
+  auto const drop = vrf.drops.find({key, record.vlan});
+  if (drop == vrf.drops.end() || drop->second.stands == Is::no) return;
+  drop->second.stands = record.stands == Is::yes ? stands : Is::unknown;
+}
+
+// --- Time
+
+void BoundaryOracle::passTime(L3::VrfName name, Poll & state, Line const & line) {
+  Seconds const now = host_.now();
+  auto const vrf = vrfs_.find(name);
+  auto & [first, last] = state.due;
+  while (state.resolver && first <= now && line.before < now) {
+    bool const over = last + longestPoll <= now;
+    if (vrf != vrfs_.end()) poll(vrf->second, {first, std::min(last + longestPoll, now)}, over);
+    if (!over) return;
+    first += pollInterval;
+    last += pollInterval + longestPoll;
+  }
+}
+
+// What nobody publishes anything of is dropped no more, but stays recorded. What nobody knows the
+// age of counts as old.
+void BoundaryOracle::poll(Vrf & vrf, Span at, bool sure) {
+  for (auto & [what, drop] : vrf.drops) {
+    if (drop.stands == Is::no) continue;
+    Seconds const seen = drop.seen.value_or(0);
+    if (drop.published && at.last - seen < longestIdle) continue;
+    bool const surely = sure && drop.seen && at.first - seen >= longestIdle;
+    Is const left = surely && drop.stands == Is::yes ? Is::no : Is::unknown;
+    drop.stands = left;
+    if (!drop.published) continue;
+    auto const record = vrf.records.find({intfOf(what.second), what.first});
+    if (record != vrf.records.end() && record->second.stands != Is::no)
+      record->second.stands = left;
+  }
+}
+
+void BoundaryOracle::notePublished(Vrf & vrf, L3::VrfName name) {
+  for (auto & [what, drop] : vrf.drops) {
+    auto const * const route = mroute(host_, {name, what.first});
+    drop.routed |= route != nullptr;
+    if (!route) drop.version = 0;
+    auto const * const status = statusOf(host_, {name, what.first});
+    IntfId const intf = intfOf(what.second);
+    double const * const seen =
+        status ? status->fastdropLastPollTime().find(Zet::String(intf.view())) : nullptr;
+    drop.published = status;
+    drop.seen = seen ? std::optional(*seen) : std::nullopt;
+    drop.mayLack |= mayFail_;
+  }
+}
+
 BoundaryOracle::Entries BoundaryOracle::others(Brindle::Sim::Chip const & chip,
                                                Entries entries) const {
-  std::multiset<std::pair<Key, U32>> denied;
+  using What = std::tuple<Key, U32, std::string>;
+  std::multiset<What> ours;
   for (auto const & [intf, denier] : deniers_) {
     for (auto const & [group, sources] : denier.groups) {
       for (auto const & [source, denial] : sources) {
         auto const is = denial.find(nameOf(chip));
         if (is == denial.end() || is->second != Is::yes) continue;
-        denied.emplace(Key(source, group), denier.vlan);
+        ours.emplace(Key(source, group), denier.vlan, textOf(nullptr));
       }
     }
   }
-  std::erase_if(entries, [&denied](auto const & entry) {
-    auto const same = denied.find({entry.key.sg, entry.key.vlanId.value()});
-    if (entry.oifSet || same == denied.end()) return false;
-    denied.erase(same);
+  for (auto const & [name, vrf] : vrfs_) {
+    for (auto const & [what, drop] : vrf.drops) {
+      if (drop.chips.count(nameOf(chip))) ours.emplace(what.first, what.second, drop.outputs);
+    }
+  }
+  std::erase_if(entries, [&ours](auto const & entry) {
+    auto const same =
+        ours.find({entry.key.sg, entry.key.vlanId.value(), textOf(entry.oifSet.get())});
+    if (same == ours.end()) return false;
+    ours.erase(same);
     return true;
   });
   return entries;
