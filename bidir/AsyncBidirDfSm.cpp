@@ -1,5 +1,7 @@
 #include "bidir/AsyncBidirDfSm.h"
 
+#include <algorithm>
+
 #include "platform/Skein.h"
 #include "platform/Trace.h"
 
@@ -81,17 +83,19 @@ void AsyncBidirDfSm::handleInternalVlanId(IntfId intfId) {
   ZET_TRACE(8, intfId << " new VlanId " << change.is << " oldVlanId " << change.was);
   Zet::Ptr<ZetDfProfileInfo> const zet(dfProfileInfo_.find(intfId));
   if (!change || !zet) return;
-  if (change.was) zet->delDfProfile(change.was);
+  zet->delDfProfile();
   zet->handleDfProfile();
 }
 
 // --- Retry
 
 void AsyncBidirDfSm::doReview() {
-  if (initialized_) clock_->timeMinIs(clock_.target()->now());
+  if (!initialized_) return;
+  clock_->timeMinIs(std::max(clock_.target()->now(), lastRetry_ + reviewTime_));
 }
 
 void AsyncBidirDfSm::handleClock() {
+  Zet::Ptr<AsyncBidirDfSm> const self(this);
   SKEIN("AsyncBidirDfSm::handleClock ", vrfName_, " ", failedDfProfile_.size());
   ZET_TRACE(8, vrfName_ << " handle failedDfProfile " << failedDfProfile_.size());
   for (auto i = failedDfProfile_.begin(); i; i.advance()) {
@@ -114,6 +118,7 @@ void AsyncBidirDfSm::doRetry(ZetDfProfileInfo & profile) {
       ZET_TRACE(8, "unset inProgress in reason, invoke handleDfProfile " << profile.intf());
       profile.reasonIs({reason.value & ~BidirDfFailureReason::inProgressBit});
     }
+    lastRetry_ = clock_.target()->now();
     profile.handleDfProfile();
   }
 }

@@ -52,7 +52,7 @@ class BRINDLE_API AsyncBidirDfSm final : public Zet::Sm, public Zet::HashLink {
   void updateDfProfileInfo();
   void handleInternalVlanId(IntfId intfId);
 
-  // Seconds between two looks at what failed.
+  // Seconds between two looks at what failed. What fails for the first time is tried again at once.
   double reviewTime() const { return reviewTime_; }
   void reviewTimeIs(double v) { reviewTime_ = v; }
   void doReview();
@@ -89,6 +89,7 @@ class BRINDLE_API AsyncBidirDfSm final : public Zet::Sm, public Zet::HashLink {
   // State
   bool initialized_ = false;
   double reviewTime_ = 1.0;
+  Zet::Seconds lastRetry_ = -Zet::Clock::never;
   Zet::HashMap<IntfId, ZetDfProfileInfo> dfProfileInfo_;
   Zet::RbTreeMap<IntfId, FailedDfProfile> failedDfProfile_;
   LastInternalVlans lastVlans_;

@@ -40,14 +40,31 @@ void BidirDfSm::handleInitialized() {
 
 // --- Chips
 
-// A chip that comes later gets what stands; with one that goes may go what others wait for.
+// With a chip that goes may go what others wait for.
 void BidirDfSm::handleChip(Zet::Name name) {
-  BidirDfChip * const chip = fabric_->bidirDfChip(name);
-  if (!zetChip_.follow(name, chip) || !initialized_) return;
+  Zet::Ptr<BidirDfSm> const self(this);
+  Zet::Ptr<BidirDfChip> const chip(fabric_->bidirDfChip(name));
+  if (!zetChip_.follow(name, chip.get()) || !initialized_) return;
   if (chip) {
-    handleDfProfile();
+    addStandingTo(chip);
   } else {
     handleDfTblFree();
+  }
+}
+
+// The others are not asked: a full table would refuse what stands in it.
+void BidirDfSm::addStandingTo(Zet::Ptr<BidirDfChip> const & chip) {
+  auto const * const status = zetBidirStatus_.target();
+  if (!status) return;
+  for (auto i = status->dfProfile().begin(); i; i.advance()) {
+    VlanIdOrNone const vlan = intfVlanIdTable_->intfIdToVlanId(i.key());
+    U64 const bitmap = status->dfProfile(i.key()).bitmap;
+    if (!vlan || !bitmap || unprogrammedDf_.contains(i.key())) continue;
+    chip->doAddDfProfile(vlan, bitmap);
+    if (chip->dfProfileTblFree()) continue;
+    ZET_TRACE(5, "Failed to allocate dfProfile entry in chip " << chip->name());
+    delDfProfile(vlan);
+    unprogrammedDfIs(i.key(), true);
   }
 }
 
@@ -66,6 +83,7 @@ void BidirDfSm::handleDfProfile() {
 
 void BidirDfSm::handleDfProfile(IntfId intfId) {
   if (!initialized_ || !zetBidirStatus_.target()) return;
+  Zet::Ptr<BidirDfSm> const self(this);
   DfProfile const profile = zetBidirStatus_.target()->dfProfile(intfId);
   VlanIdOrNone const vlan = intfVlanIdTable_->intfIdToVlanId(intfId);
   if (!vlan) {
@@ -110,11 +128,18 @@ void BidirDfSm::verifyDfProfile(IntfId intfId) {
   }
 }
 
+// The machines of all VRFs hear of all interfaces, and share the tables of the chips.
+bool BidirDfSm::isConcerned(IntfId intfId) const {
+  auto const * const status = zetBidirStatus_.target();
+  return unprogrammedDf_.contains(intfId) || (status && status->dfProfile().contains(intfId));
+}
+
 void BidirDfSm::handleInternalVlanId(IntfId intfId) {
   if (!initialized_) return;
   auto const change = lastVlans_.note(*intfVlanIdTable_, intfId);
   ZET_TRACE(8, intfId << " new VlanId " << change.is << " oldVlanId " << change.was);
-  if (!change) return;
+  if (!change || !isConcerned(intfId)) return;
+  Zet::Ptr<BidirDfSm> const self(this);
   if (change.was) delDfProfile(change.was);
   handleDfProfile(intfId);
 }
@@ -127,6 +152,7 @@ void BidirDfSm::handleDfTblFree() {
 
 void BidirDfSm::handleClock() {
   if (!initialized_) return;
+  Zet::Ptr<BidirDfSm> const self(this);
   clock_->timeMinIs(Zet::Clock::never);
   SKEIN("BidirDfSm::handleClock ", vrfName_, " ", unprogrammedDf_.size());
   auto const back =

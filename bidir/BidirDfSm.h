@@ -75,6 +75,8 @@ class BRINDLE_API BidirDfSm final : public Zet::Sm, public Zet::HashLink {
   };
 
   void handleInitialized();
+  bool isConcerned(IntfId intfId) const;
+  void addStandingTo(Zet::Ptr<BidirDfChip> const & chip);
   void handleChip(Zet::Name name);
   void handleChip();
 

@@ -35,17 +35,16 @@ void McastGroupBidirSm::handleInitialized() {
 
 // --- Chips
 
-// A chip that comes later gets what stands; with one that goes may go what others wait for.
+// A chip that comes later gets what stands; with one that goes may go what others wait for. Its
+// handles stay known: it may come back with its entries.
 void McastGroupBidirSm::handleChip(Zet::Name name) {
-  Zet::Ptr<BidirGroupChip> const chip(fabric_->bidirGroupChip(name));
-  auto const * const held = zetChip_.find(name);
-  Zet::Ptr<BidirGroupChip> const old(held ? held->target() : nullptr);
-  if (!zetChip_.follow(name, chip.get()) || !initialized_) return;
-  if (old) {
-    for (auto i = groupInfo_.begin(); i; i.advance()) i->bidirGroupHandleDel(old);
+  BidirGroupChip * const chip = fabric_->bidirGroupChip(name);
+  if (!zetChip_.follow(name, chip) || !initialized_) return;
+  if (chip) {
+    handleBidirGroup();
+  } else {
     handleTcamFree();
   }
-  if (chip) handleBidirGroup();
 }
 
 void McastGroupBidirSm::handleChip() {
@@ -56,6 +55,7 @@ void McastGroupBidirSm::handleChip() {
 // --- Prefixes
 
 void McastGroupBidirSm::handleBidirGroup() {
+  Zet::Ptr<McastGroupBidirSm> const self(this);
   auto const * const status = zetBidirStatus_.target();
   Zet::replay(status ? &status->bidirGroup() : nullptr, groupInfo_,
               [this](IpGenPrefix const & prefix) { handleBidirGroup(IpGenPrefix(prefix)); });
@@ -63,6 +63,7 @@ void McastGroupBidirSm::handleBidirGroup() {
 
 void McastGroupBidirSm::handleBidirGroup(IpGenPrefix const & prefix) {
   if (!initialized_) return;
+  Zet::Ptr<McastGroupBidirSm> const self(this);
   Zet::Ptr<BidirStatus const> const status(zetBidirStatus_.target());
   bool isThere = false;
   try {
@@ -132,6 +133,7 @@ void McastGroupBidirSm::handleTcamFree() {
 
 void McastGroupBidirSm::handleClock() {
   if (!initialized_) return;
+  Zet::Ptr<McastGroupBidirSm> const self(this);
   clock_->timeMinIs(Zet::Clock::never);
   if (unprogrammedPrefix_.empty()) return;
   SKEIN("McastGroupBidirSm::handleClock ", vrfName_, " ", unprogrammedPrefix_.size());

@@ -32,7 +32,6 @@ class BRINDLE_API McastGroupBidirSm final : public Zet::Sm, public Zet::HashLink
     void bidirGroupHandleIs(Zet::Ptr<BidirGroupChip> const & chip, RouteHandle handle) {
       routeHandleIs(chip, handle);
     }
-    void bidirGroupHandleDel(Zet::Ptr<BidirGroupChip> const & chip) { routeHandleDel(chip); }
     // Takes the entries out of the chips.
     using ChipHandles::doDelete;
   };

@@ -50,6 +50,21 @@ bool ZetDfProfileInfo::hasXactsOut() const {
 
 // --- To the chips
 
+// While chips are asked, whom their callbacks may take away, and whose answers wait.
+class ZetDfProfileInfo::Issuing {
+ public:
+  explicit Issuing(ZetDfProfileInfo & profile) : profile_(&profile), machine_(profile.sm_) {
+    profile.isIssuing_ = true;
+  }
+  ~Issuing() { profile_->isIssuing_ = false; }
+  Issuing(Issuing const &) = delete;
+  Issuing & operator=(Issuing const &) = delete;
+
+ private:
+  Zet::Ptr<ZetDfProfileInfo> const profile_;
+  Zet::Ptr<AsyncBidirDfSm> const machine_;
+};
+
 void ZetDfProfileInfo::handleDfProfile() {
   VlanIdOrNone const vlan = vlanId();
   if (!vlan) return reasonIs({Reason::notInitedBit});
@@ -59,15 +74,21 @@ void ZetDfProfileInfo::handleDfProfile() {
   }
   SKEIN("ZetDfProfileInfo::handleDfProfile ", intf(), " ", vlan, " ", info_->rpaBitmap().bitmap);
   Zet::Ptr<ZetDfProfileInfo> const self(this);
+  Zet::Ptr<AsyncBidirDfSm> const machine(sm_);
   issued_ = {vlan, info_->rpaBitmap()};
-  auto const & chips = sm_->fabric()->bidirDfChip();
   bool isTaken = true;
-  isIssuing_ = true;
-  for (auto i = chips.begin(); i && isTaken; i.advance()) isTaken = issue(i->value);
-  isIssuing_ = false;
+  {
+    Issuing const issuing(*this);
+    auto const & chips = sm_->fabric()->bidirDfChip();
+    for (auto i = chips.begin(); i && isTaken; i.advance()) isTaken = issue(i->value);
+  }
+  handleIssued(isTaken);
+}
+
+void ZetDfProfileInfo::handleIssued(bool isTaken) {
   if (!isWanted()) {
     ZET_TRACE(8, "dfProfile is deleted " << intf());
-    delDfProfile(vlan);
+    delDfProfile(issued_.vlan);
   } else if (isTaken) {
     handleResults();
   }
@@ -77,6 +98,10 @@ void ZetDfProfileInfo::handleDfProfile() {
 bool ZetDfProfileInfo::issue(Zet::Ptr<AsyncBidirDfChip> const & chip) {
   auto const chipInfo = info_->dfChipInfoIs(chip->name(), chip);
   auto const xact = chip->doAddDfProfile(issued_.vlan, issued_.rpaBitmap, nullptr);
+  if (!isWanted()) {
+    chip->doDelDfProfile(issued_.vlan);  // whoever let go of it could not know of this one
+    return false;
+  }
   if (!xact) {
     Reason const reason = chip->dfProfileFailureReason();
     ZET_ASSERT(chip->dfProfileFailureReason(), "chip->dfProfileFailureReason()");
@@ -91,16 +116,19 @@ bool ZetDfProfileInfo::issue(Zet::Ptr<AsyncBidirDfChip> const & chip) {
 
 void ZetDfProfileInfo::handleChip(Zet::Name name) {
   Zet::Ptr<ZetDfProfileInfo> const self(this);
+  Zet::Ptr<AsyncBidirDfSm> const machine(sm_);
   Zet::Ptr<AsyncBidirDfChip> const chip(sm_->fabric()->bidirDfChip(name));
   if (!chip) {
     dfChipInfoDel(name);
     if (reason_.inProgress()) handleResults();
   } else if (!reason_) {
     // Otherwise it gets its turn with the others.
-    isIssuing_ = true;
-    bool const isTaken = issue(chip);
-    isIssuing_ = false;
-    if (isTaken) handleResults();
+    bool isTaken;
+    {
+      Issuing const issuing(*this);
+      isTaken = issue(chip);
+    }
+    handleIssued(isTaken);
   }
 }
 
@@ -108,6 +136,7 @@ void ZetDfProfileInfo::handleChip(Zet::Name name) {
 
 void ZetDfProfileInfo::handleDfAllocXact() {
   Zet::Ptr<ZetDfProfileInfo> const self(this);
+  Zet::Ptr<AsyncBidirDfSm> const machine(sm_);
   if (!isIssuing_) handleResults();
 }
 
@@ -126,7 +155,7 @@ void ZetDfProfileInfo::handleResults() {
   }
   if (isComplete) return handleSuccess();
   ZET_TRACE(8, "Incomplete success " << intf());
-  if (!reason_.inProgress()) reasonIs({Reason::inProgressBit});
+  if (!reason_.inProgress()) reasonIs({reason_.value | Reason::inProgressBit});
 }
 
 void ZetDfProfileInfo::handleSuccess() {

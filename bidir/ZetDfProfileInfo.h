@@ -33,6 +33,8 @@ class BRINDLE_API ZetDfProfileInfo final : public Zet::Sm, public Zet::HashLink 
   void handleDfProfile();
   // Takes it out of the chips.
   void delDfProfile(VlanIdOrNone vlan);
+  // The same where it was last put, since the interface has another VLAN.
+  void delDfProfile() { delDfProfile(issued_.vlan); }
   // The same when the interface's profile has gone.
   void doEnd();
   // A chip has come, or gone.
@@ -56,7 +58,9 @@ class BRINDLE_API ZetDfProfileInfo final : public Zet::Sm, public Zet::HashLink 
 
   bool isWanted() const;
   VlanIdOrNone vlanId() const;
+  class Issuing;
   bool issue(Zet::Ptr<AsyncBidirDfChip> const & chip);
+  void handleIssued(bool isTaken);
   void handleDfAllocXact();
   void handleResults();
   void handleSuccess();

@@ -19,8 +19,9 @@ template <class Key> void keep(Zet::OrderedSet<Key> & known, Key const & key, bo
 }  // namespace
 
 std::string bidirStatusPath(Nettle::AddressFamily af, L3::VrfName vrf) {
-  std::string const routing = af == Nettle::ipv6() ? "routing6" : "routing";
-  return routing + "/multicast/bidirstatus/" + std::string(vrf.view());
+  char const * const directory =
+      af == Nettle::ipv6() ? "routing6/multicast/bidirstatus/" : "routing/multicast/bidirstatus/";
+  return directory + std::string(vrf.view());
 }
 
 bool isGroupRange(Nettle::IpGenPrefix const & prefix) {

@@ -26,9 +26,9 @@ struct WireRouteMap {
   char const * name;
   U32 words;  // of the bitmap
 };
-constexpr std::array wireRouteMaps = {WireRouteMap{"routes", OifBitmap::inlineWords},
-                                      WireRouteMap{"routes.4096", 64},
-                                      WireRouteMap{"routes.65536", OifBitmap::maxWords}};
+inline constexpr std::array wireRouteMaps = {WireRouteMap{"routes", OifBitmap::inlineWords},
+                                             WireRouteMap{"routes.4096", 64},
+                                             WireRouteMap{"routes.65536", OifBitmap::maxWords}};
 
 // Number of an interface in its table.
 using WireIntf = U16;

@@ -128,6 +128,16 @@ TEST_F(AsyncBidir, AFailureOnOneChipTakesItOutOfAllAndIsTriedEachSecond) {
   EXPECT_EQ(asked(), 2);
   pass(3);
   EXPECT_EQ(asked(), 5);
+  late();
+  for (int i = 0; i < 1000; ++i) {
+    answer();
+    pass(0.001);
+  }
+  EXPECT_EQ(asked(), 6) << "however fast the chips fail";
+  EXPECT_TRUE(reasonOf("Vlan10") & Reason::blockedBit);
+  late(false);
+  answer();
+  pass(1);
   chips[0]->refuses = {Reason::timeoutBit};
   pass(1);
   EXPECT_EQ(reasonOf("Vlan10"), Reason::timeoutBit);

@@ -152,6 +152,7 @@ TEST_F(Bidir, ChipsComeAndGo) {
   pass(1);
   EXPECT_EQ(groupChips[0]->text(), "225.0.0.0/8 226.0.0.0/8") << "its room is not missed";
   EXPECT_EQ(textOf(dfChips[0]->profiles), "10=3 20=1");
+  dfChips[0]->dfTblSizeIs(2);  // full to the last entry, and not asked again
   auto const freshGroups = Zet::make<GroupChip>("c1", 1u);
   freshGroups->totalIs(9);
   fabric->bidirGroupChipIs(freshGroups);
@@ -159,6 +160,11 @@ TEST_F(Bidir, ChipsComeAndGo) {
   fabric->bidirDfChipIs(freshProfiles);
   EXPECT_EQ(freshGroups->text(), "225.0.0.0/8 226.0.0.0/8");
   EXPECT_EQ(textOf(freshProfiles->profiles), "10=3 20=1");
+  EXPECT_EQ(textOf(dfChips[0]->profiles), "10=3 20=1");
+  auto const tiny = Zet::make<DfChip>("c2", 2u);
+  tiny->dfTblSizeIs(1);
+  fabric->bidirDfChipIs(tiny);
+  EXPECT_EQ(textOf(dfChips[0]->profiles) + " " + textOf(tiny->profiles), "10=3 10=3");
 }
 
 TEST_F(Bidir, ACorruptTableIsHandedItsCorruption) {
@@ -190,6 +196,20 @@ TEST_F(Bidir, AProfileFollowsItsInterfacesVlan) {
   EXPECT_EQ(inDfChips(), "");
   vlan("et1", 1006);
   EXPECT_EQ(inDfChips(), "1006=5");
+}
+
+TEST_F(Bidir, MachinesOfOtherVrfsLeaveAProfileAlone) {
+  auto const elsewhere = Zet::make<BidirTable>();
+  auto const before = Zet::make<BidirDfSm>("red", elsewhere, fabric, clock, vlans);
+  vlan("et1", 1006);
+  table->profile("et1", 5);
+  auto const sm = profiles();
+  auto const after = Zet::make<BidirDfSm>("blue", elsewhere, fabric, clock, vlans);
+  vlan("et1", 1007);
+  EXPECT_EQ(inDfChips(), "1007=5");
+  vlan("et1", 0);
+  vlan("et1", 1008);
+  EXPECT_EQ(inDfChips(), "1008=5");
 }
 
 TEST_F(Bidir, AProfileWaitsForRoom) {
