@@ -90,9 +90,11 @@ class Explainer {
   Told obstacle(Shoal::Multicast::Fib::StatusKey const & table, Route const & route) const;
   void addState();
   Told remediesOf(RouteView const & route) const;
+  std::vector<std::string> roomOnChips() const;
   bool isOutOfDate() const;
   void addInput();
   void addOutputs();
+  bool isOnAChip(IntfId port) const;
   void addVlans();
   Told elsewhere() const;
   void addNotes();
@@ -164,7 +166,7 @@ Told Explainer::remediesOf(RouteView const & route) const {
   using State = RouteView::State;
   switch (route.state) {
     case State::failed:
-      return {route.reason, "chips", {"chip set CHIP routes ROUTES", "chip set CHIP sets OUTPUTS"}};
+      return {route.reason, "chips", roomOnChips()};
     case State::blocked:
       return {
           route.reason, "programmer", {host_.hardware().runs() ? "review on" : "programmer start"}};
@@ -184,6 +186,17 @@ Told Explainer::remediesOf(RouteView const & route) const {
       break;
   }
   return {route.reason, ""};
+}
+
+// The tables of chips that refused it; where nobody knows which, of any.
+std::vector<std::string> Explainer::roomOnChips() const {
+  auto const trouble = host_.hardware().trouble(view_.key.vrf, view_.key.key);
+  std::vector<std::string> out;
+  for (auto const & [chip, entry] : trouble->full) {
+    out.push_back("chip set " + chip + (entry ? " routes ROUTES" : " sets OUTPUTS"));
+  }
+  if (out.empty()) out = {"chip set CHIP routes ROUTES", "chip set CHIP sets OUTPUTS"};
+  return out;
 }
 
 void Explainer::addState() {
@@ -214,7 +227,11 @@ void Explainer::addInput() {
                   ", the first output of its record that accepts";
   }
   if (!view_.input.empty()) return;
-  if (copy_->acceptingIntfId()) {
+  auto const rpaId = copy_->shoalRoute().rpaId();
+  if (rpaId && rpaId < Shoal::Multicast::Fib::rpaInvalid) {
+    view_.input =
+        "wherever the switch is designated forwarder for rendezvous point " + std::to_string(rpaId);
+  } else if (copy_->acceptingIntfId()) {
     view_.input = textOf(copy_->acceptingIntfId()) + " in " + vlanText(copy_->acceptingVlanId()) +
                   ", on which the connected subnet is";
   } else {
@@ -229,6 +246,12 @@ void Explainer::addOutputs() {
   }
 }
 
+bool Explainer::isOnAChip(IntfId port) const {
+  auto const & chips = host_.chips();
+  return std::any_of(chips.begin(), chips.end(),
+                     [port](Chip const * chip) { return chip->hasPort(port); });
+}
+
 void Explainer::addVlans() {
   auto const & table = *host_.records().intfVlanIdTable;
   for (auto const & vlan : explanation_.vlans()) {
@@ -237,6 +260,8 @@ void Explainer::addVlans() {
     for (auto const & port : explanation_.ports()) {
       if (port.vlan != vlan.vlan || (port_ && port.port != port_)) continue;
       view.ports.push_back({textOf(port.port), port.isIn(), words_.of(port)});
+      auto & told = view.ports.back().told;
+      if (port.isIn() && !isOnAChip(port.port)) told.text += "; but no chip has this port";
     }
     if (!port_ || !view.ports.empty()) view_.vlans.push_back(std::move(view));
   }

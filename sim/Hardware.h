@@ -40,6 +40,8 @@ class Hardware {
   struct Trouble {
     enum Kind { refused, inProgress, blocked } kind;
     std::vector<std::string> why;
+    // The chips that are known to have refused it, each for want of an entry (true) or of a set.
+    std::vector<std::pair<std::string, bool>> full{};
   };
   // Routes that wait for room on a chip.
   struct Waiting {

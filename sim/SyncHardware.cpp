@@ -91,12 +91,18 @@ std::optional<Hardware::Trouble> SyncHardware::trouble(L3::VrfName vrf,
   auto const * const machine = mrouteSm(vrf);
   auto const * const failed = machine ? machine->failedMroute().find(key) : nullptr;
   if (!failed) return std::nullopt;
-  Trouble out{Trouble::refused, {}};
+  Trouble out{Trouble::refused, {}, {}};
   for (Chip const * chip : chips()) {
     std::string const name(chip->name().view());
     U32 const bits = failed->reason >> chip->index();
-    if (bits & 1) out.why.push_back(name + ": no room for its outputs");
-    if (bits >> 16 & 1) out.why.push_back(name + ": no route entry");
+    if (bits & 1) {
+      out.why.push_back(name + ": no room for its outputs");
+      out.full.emplace_back(name, false);
+    }
+    if (bits >> 16 & 1) {
+      out.why.push_back(name + ": no route entry");
+      out.full.emplace_back(name, true);
+    }
   }
   return out;
 }

@@ -89,6 +89,16 @@ class RouteReader {
     return status ? status->route(mroute.key().source()) : nullptr;
   }
 
+  static bool hasRendezvousPoint(Mroute const & mroute) {
+    return mroute.rpaId() && mroute.rpaId() < Shoal::Multicast::Fib::rpaInvalid;
+  }
+  static char const * whyNoRendezvousPoint(Shoal::Multicast::Fib::RpaIndex rpaId) {
+    if (!rpaId) return "it is accepted nowhere";
+    return rpaId == Shoal::Multicast::Fib::rpaInvalid
+               ? "there was no index left for its rendezvous point"
+               : "its rendezvous point has no index yet";
+  }
+
   static RouteView::State stateOf(Hardware::Trouble::Kind kind) {
     using Trouble = Hardware::Trouble;
     if (kind == Trouble::refused) return RouteView::State::failed;
@@ -114,9 +124,9 @@ class RouteReader {
       view.state = State::noEntry;
       view.reason = "there is no chip";
     } else if (!view.key.isL2() && !mroute.acceptingVlanId() && !mroute.noRpf() &&
-               !mroute.rpaId()) {
+               !hasRendezvousPoint(mroute)) {
       view.state = State::noEntry;
-      view.reason = "it is accepted nowhere";
+      view.reason = whyNoRendezvousPoint(mroute.rpaId());
     } else {
       view.state = State::inHardware;
     }

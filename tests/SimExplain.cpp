@@ -72,6 +72,21 @@ Chip c0: in VLAN 10 -> 20: e2 e3 e6 e7
 )");
 }
 
+TEST_F(SimExplain, BidirectionalRoutesAreAcceptedByProfile) {
+  auto const explained = [&](std::string const & rpa) {
+    return textOf(two_ + "publish pim.default route add * 239.1.1.1 iif Vlan10 rpa " + rpa +
+                  " accept-df oif Vlan20\nsettle\nexplain * 239.1.1.1\n");
+  };
+  auto const stands = explained("7");
+  EXPECT_NE(
+      stands.find("Input: wherever the switch is designated forwarder for rendezvous point 7"),
+      stands.npos)
+      << stands;
+  EXPECT_NE(explained("65535").find("no entry, its rendezvous point has no index yet"), stands.npos)
+      << explained("65535");
+  EXPECT_NE(explained("65534").find("no entry, there was no index left"), stands.npos);
+}
+
 TEST_F(SimExplain, WhatWouldChangeAPortDoes) {
   U32 tried = 0;
   auto const shown = jsonOf(world + "explain 1.1.1.1 232.0.0.1 --json\n");
@@ -131,7 +146,7 @@ TEST_F(SimExplain, OneLineSaysWhyARouteIsNotInHardware) {
            explain,
        "not there, after the restart it waits for the protocols", "clock advance 900"},
       {two_ + "chip refuse c0 routes 1\n" + publish + "settle\n" + explain,
-       "failed, c0: no route entry", "chip set CHIP routes ROUTES"},
+       "failed, c0: no route entry", "chip set c0 routes ROUTES"},
       {two_ + publish + "settle\nprogrammer kill\n" + explain, "blocked, no programmer runs",
        "programmer start"},
       {two_ + publish + "settle\nchip del c0\n" + explain, "no entry, there is no chip",

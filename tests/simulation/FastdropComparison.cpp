@@ -47,15 +47,19 @@ void FastdropHistory::settle(RouteName const & name, Route & model) {
   bool const mayLose = !route.vlan && std::any_of(accepted.begin(), accepted.end(), isInput);
   bool const loses = mayLose && std::all_of(accepted.begin(), accepted.end(), isInput) &&
                      !accepted.count(unknownVlan);
+  // A change of an interface that is another VRF's has nobody look at the routes of this one.
+  auto const isToldOf = [&](U32 vlan) { return rules_.vrfOf(vlan) == name.vrf; };
+  for (auto & [vlan, drop] : model.drops)
+    drop.sure &= !rules_.forbids(route, vlan) || isToldOf(vlan);
   std::erase_if(model.drops, [&](auto const & one) {
-    return rules_.forbids(route, one.first) || (loses && one.second.sure);
+    return (rules_.forbids(route, one.first) && isToldOf(one.first)) || (loses && one.second.sure);
   });
   if (mayLose) {
     for (auto & [vlan, drop] : model.drops) drop.sure = false;
   }
   for (auto & [vlan, count] : model.counts) {
     if (!rules_.receives(route, vlan)) continue;
-    count.sure &= !count.receives;  // or it may not have been computed
+    count.sure &= !count.receives && isToldOf(vlan);  // or it may not have been computed
     count.failures = 0;
   }
   model.accepted = {route.vlan};
