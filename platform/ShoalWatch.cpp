@@ -1,5 +1,6 @@
 #include "platform/ShoalWatch.h"
 
+#include <limits.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -39,6 +40,8 @@ void ShoalWatch::collect() {
       handleEvent(event.wd, event.mask);
       at += sizeof event + event.len;
     }
+    // The kernel gives all that fits: where another one would have, there is none.
+    if (static_cast<std::size_t>(size) + sizeof(inotify_event) + NAME_MAX + 1 <= sizeof buffer) return;
   }
 }
 
