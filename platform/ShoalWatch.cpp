@@ -41,7 +41,8 @@ void ShoalWatch::collect() {
       at += sizeof event + event.len;
     }
     // The kernel gives all that fits: where another one would have, there is none.
-    if (static_cast<std::size_t>(size) + sizeof(inotify_event) + NAME_MAX + 1 <= sizeof buffer) return;
+    if (static_cast<std::size_t>(size) + sizeof(inotify_event) + NAME_MAX + 1 <= sizeof buffer)
+      return;
   }
 }
 

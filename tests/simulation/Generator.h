@@ -55,7 +55,9 @@ class Generator {
   using Parts = std::initializer_list<std::string>;
   void add(Parts parts);
   void add(std::string const & line) {
-    lines_.push_back(line == "settle" && settlesBriefly() ? "settle 5" : line);
+    if (line.starts_with("clock read-cost ")) clockCosts_ = !line.ends_with(" 0");
+    bool const isBrief = line == "settle" && settlesBriefly() && !clockCosts_;
+    lines_.push_back(isBrief ? "settle 5" : line);
   }
 
   // Events
@@ -220,6 +222,7 @@ class Generator {
 
   std::string result();
   // Where chips answer later and fail, a settle lasts as long as it may.
+  // So it does where each look at the clock takes time.
   bool settlesBriefly() { return async_ && !healing_ && later_.percent(90); }
   // More than any seed needs. What answers later counts in fewer bits.
   std::string plenty() const { return async_ ? "60000" : "100000"; }
@@ -293,6 +296,7 @@ class Generator {
   bool programmerDies_ = false;
   bool killed_ = false;
   bool healing_ = false;
+  bool clockCosts_ = false;
 };
 
 }  // namespace Simulation
