@@ -26,8 +26,9 @@ void PortVlanSetComputation::patchSet() {
     optimize_ = false;
     return;
   }
-  iifVlan_ = mroute_.acceptingVlanId();
   iifIntf_ = mroute_.acceptingIntfId();
+  // A route that is accepted nowhere has been given its input's VLAN when it was published.
+  if (iifIntf_) iifVlan_ = mroute_.acceptingVlanId();
   noRpf_ = mroute_.noRpf();
   acceptSeen_ = static_cast<bool>(iifIntf_);
   PortVlanSet const & standing = mroute_.oifSet()->portVlanSet();
