@@ -26,6 +26,7 @@ class PublishedBidirTable {
   void commit() { table_->commit(); }
   void remove() { table_->remove(); }
 
+  Nettle::AddressFamily af() const { return af_; }
   // As readers see it.
   Shoal::Multicast::Fib::BidirStatus const & status() const { return *table_; }
   // What it holds, in one line; each member as the command that makes it.

@@ -9,12 +9,14 @@ std::vector<std::string> Generator::script() {
   weighAsync();
   weighGroups();
   weighBoundaries();
+  weighBidir();
   calm_ = random_.percent(20);
   bool const early = random_.percent(50);
   if (early) startPublishers();
   populate();
   if (!early) startPublishers();
   startBoundaries();
+  startBidir();
   for (U32 i = random_.between(1, 20); i > 0; --i) publishNew();
   add("settle");
   U32 const bursts = calm_ ? random_.between(40, 120) : random_.between(4, 16);
@@ -131,6 +133,7 @@ void Generator::burst() {
     asyncEvent();
     groupEvent();
     boundaryEvent();
+    bidirEvent();
   }
   add("settle");
 }
@@ -149,6 +152,7 @@ void Generator::heal() {
     if (random_.percent(50)) line("kick", "");
   }
   healAsync();
+  healBidir();
   add("settle");
   // What a chip refused that has gone is tried again with the next computation only.
   if (!lateChips_) add("echo healed");
@@ -188,6 +192,7 @@ void Generator::tearDown() {
   tearDownGroups();
   tearDownAsync();
   tearDownBoundaries();
+  tearDownBidir();
   for (auto const & line : last) {
     add(line);
     if (random_.percent(15)) add("settle");

@@ -37,6 +37,7 @@ class Generator {
     bool programmable = false;
     bool toCpu = false;
     bool acceptAny = false;
+    bool acceptDf = false;
     bool hold = false;
     U32 rpa = 0;
   };
@@ -220,6 +221,28 @@ class Generator {
   std::string boundedIntf();
   std::string deniedGroups();
 
+  // Events of bidirectional PIM
+  void startBidir();
+  void weighBidir();
+  void bidirEvent();
+  void healBidir();
+  void tearDownBidir();
+  void bidirSwitch();
+  void bidirVrf();
+  void bidirGroups();
+  void dfProfile();
+  void bidirAgain();
+  void bidirPublisher();
+  void bidirDamage();
+  void bidirFull();
+  void bidirRoom();
+  void dfIntf();
+  void dfRoute();
+  std::string bidirGroup();
+  std::string dfLine(std::string const & intf);
+  std::string bidirTable() { return "pim." + points_.of(vrfs_); }
+  std::string bidirChip() { return "c" + std::to_string(points_.below(chips_)); }
+
   std::string result();
   // Where chips answer later and fail, a settle lasts as long as it may.
   // So it does where each look at the clock takes time.
@@ -291,6 +314,9 @@ class Generator {
   bool bounded_ = false;
   std::string card_ = "FixedSystem";
   std::set<std::pair<std::string, std::string>> denied_;  // groups, each with its interface
+  Random points_;
+  std::vector<Event> bidirEvents_;
+  U32 bidirWeight_ = 0;
   bool async_ = false;
   bool asyncFaults_ = false;
   bool programmerDies_ = false;

@@ -12,6 +12,7 @@ namespace {
 constexpr U64 apart = 0xa5a5a5a55a5a5a5a;
 constexpr U64 farther = 0x3c3c3c3cc3c3c3c3;
 constexpr U64 farthest = 0x6996699696699669;
+constexpr U64 beyond = 0x5ac35ac3c35ac35a;
 
 }  // namespace
 
@@ -19,7 +20,8 @@ Generator::Generator(U64 seed)
     : random_(seed),
       later_(seed ^ apart),
       agents_(seed ^ farther),
-      edges_(seed ^ farthest) {
+      edges_(seed ^ farthest),
+      points_(seed ^ beyond) {
   async_ = later_.percent(40);
   programmerDies_ = later_.percent(async_ ? 30 : 15);
 }

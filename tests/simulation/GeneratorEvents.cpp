@@ -304,7 +304,7 @@ void Generator::publish(std::string const & table, std::string const & key,
   if (!route.fastdrop.empty()) line += " fastdrop " + route.fastdrop;
   if (route.rpa) line += " rpa " + std::to_string(route.rpa);
   if (route.toCpu) line += " to-cpu";
-  if (route.acceptAny) line += " accept-any";
+  if (route.acceptAny || route.acceptDf) line += route.acceptDf ? " accept-df" : " accept-any";
   if (route.hold && key[0] == '*') line += " hold";
   // What a protocol prefers, and says with each route.
   line += table.starts_with("static.") ? " priority 10" : " priority 5";

@@ -60,7 +60,8 @@ void Lab::note(std::vector<std::string> const & words, Zet::Seconds before) {
   }
   bool const sized = std::find(words.begin(), words.end(), "routes") != words.end();
   bool const mayFail = std::find(words.begin(), words.end(), "fail") != words.end();
-  if (mayFail || verb == "chip limit" || verb == "chip refuse" || verb == "chip set" ||
+  bool const resized = verb == "chip set" && words[3] != "groups" && words[3] != "profiles";
+  if (mayFail || verb == "chip limit" || verb == "chip refuse" || resized ||
       (verb == "chip add" && sized)) {
     c.failuresExpected = true;
   }
@@ -77,6 +78,7 @@ void Lab::note(std::vector<std::string> const & words, Zet::Seconds before) {
   prefixHistory_.note(words, publishers_.read(host_.tables()));
   groups_.note(words);
   boundaries_.note({words, out_.str(), before, c.failuresExpected});
+  bidir_.note(words, publishers_.bidir());
 }
 
 void Lab::noteLeftVrfs() {
@@ -130,6 +132,7 @@ void Lab::compare(bool isHealed) {
   auto routes = oracle.routes();
   subnets.judge(routes);
   BoundaryComparison const boundaries(host_, boundaries_, oracle);
+  bidir_.compare(isHealed);
   fastdrops_.compare(routes, oracle, circumstances_);
   Comparison const comparison(host_, std::move(routes), circumstances_);
   FloodsetComparison const floodsets(host_, FloodsetOracle(host_, floodsetWatch_.treeless()),
@@ -144,11 +147,11 @@ void Lab::compare(bool isHealed) {
   });
   wrong_ = boundaries.differences() + comparison.differences() + later.differences() +
            floodsets.differences() + floodsetWatch_.takeDifferences() + prefixes.differences() +
-           groups.differences() + ExplainComparison(host_).differences();
+           groups.differences() + bidir_.takeDifferences() + ExplainComparison(host_).differences();
   if (wrong_.empty()) verifyAll();
   if (wrong_.empty()) tamperWithOne();
   traceText(comparison.shown() + fastdrops_.shown() + floodsets.shown() + prefixes.shown() +
-            groups.shown() + boundaries.shown());
+            groups.shown() + boundaries.shown() + bidir_.takeShown());
   circumstances_.unnoticed = comparison.unnoticed();
   forgetBackups();
   ++comparisons_;

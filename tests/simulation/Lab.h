@@ -13,6 +13,7 @@
 #include "tests/simulation/FastdropHistory.h"
 #include "tests/simulation/FloodsetWatch.h"
 #include "tests/simulation/GroupHistory.h"
+#include "tests/simulation/OracleBidir.h"
 #include "tests/simulation/PrefixHistory.h"
 #include "tests/simulation/Publishers.h"
 
@@ -66,6 +67,7 @@ class Lab {
   BoundaryOracle boundaries_{host_};
   FastdropHistory fastdrops_{host_, boundaries_};
   GroupHistory groups_{host_};
+  BidirOracle bidir_{host_};
   Circumstances circumstances_;
   bool reviewed_ = false;
   AsyncComparison::Forgotten forgotten_;

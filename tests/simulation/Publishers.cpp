@@ -1,5 +1,7 @@
 #include "tests/simulation/Publishers.h"
 
+#include <algorithm>
+
 #include "platform/ShoalFiles.h"
 #include "sim/PublisherProcess.h"
 #include "sim/TableFiles.h"
@@ -40,8 +42,7 @@ bool Publishers::run(std::vector<std::string> const & words) {
   } else if (is("publisher", "stop")) {
     stop(words[2], words.size() > 3);
   } else if (is("tables", "damage")) {
-    damageTable(words[2], words.size() > 3 ? Damage::cutShort : Damage::replaced);
-    tables_[words[2]].left = Zet::make<Tests::LocalTable>();
+    damage(words);
   } else if (words[0] == "publish" && words.size() > 2) {
     publish(words);
   } else {
@@ -58,6 +59,12 @@ void Publishers::start(std::string const & name) {
 void Publishers::stop(std::string const & name, bool withdraw) {
   Table & table = running(name);
   table.left = copyOf(table.publisher->table.status());
+  if (withdraw) {
+    for (auto * bidir : table.publisher->publication.bidir().tables()) {
+      bidir_.erase({vrfOf(name), bidir->af()});
+    }
+    table.publisher->publication.bidir().remove();
+  }
   table.publisher = nullptr;
   if (!withdraw) return;
   removeTable(name);
@@ -68,6 +75,36 @@ void Publishers::publish(std::vector<std::string> const & words) {
   Publisher & publisher = *running(words[1]).publisher;
   publisher.interpreter.run(lineOf({words.begin() + 2, words.end()}));
   publisher.publication.publish();
+  noteBidir(words[1], publisher);
+}
+
+void Publishers::noteBidir(std::string const & name, Publisher & publisher) {
+  for (auto * table : publisher.publication.bidir().tables()) {
+    PublishedPim & pim = bidir_[{vrfOf(name), table->af()}];
+    pim = {{}, {}, false, pim.takeovers + publisher.takenOver.insert(table->af()).second};
+    for (auto const & group : table->status().bidirGroup().items()) pim.groups.insert(group);
+    for (auto intf : table->status().dfProfile().items()) {
+      pim.profiles[intf] = table->status().dfProfile(intf).bitmap;
+    }
+  }
+}
+
+void Publishers::damage(std::vector<std::string> const & words) {
+  auto const has = [&](char const * what) {
+    return std::find(words.begin(), words.end(), what) != words.end();
+  };
+  auto const how = has("cut") ? Damage::cutShort : Damage::replaced;
+  if (has("bidir")) {
+    auto const af = has("ipv6") ? Nettle::ipv6() : Nettle::ipv4();
+    PublishedPim & pim = bidir_[{vrfOf(words[2]), af}];
+    if (pim.damaged) throw CommandError("expected a table that is whole");
+    damageBidirTable(words[2], af, how);
+    if (how == Damage::cutShort) pim = {};
+    pim.damaged = true;
+  } else {
+    damageTable(words[2], how);
+    tables_[words[2]].left = Zet::make<Tests::LocalTable>();
+  }
 }
 
 Publishers::Table & Publishers::running(std::string const & name) {
