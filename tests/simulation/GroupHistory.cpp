@@ -1,5 +1,7 @@
 #include "tests/simulation/GroupHistory.h"
 
+#include <algorithm>
+
 #include "tests/simulation/OraclePorts.h"
 
 namespace Simulation {
@@ -40,12 +42,19 @@ void GroupHistory::note(std::vector<std::string> const & words) {
   }
 }
 
-// A programmer that starts while the review is off tries nothing before it is on.
+// A programmer that starts while the review is off tries nothing before it is on; nor does one that
+// has no chip, and none of those that come later is told of what stands.
 void GroupHistory::noteLives(std::string const & verb) {
-  if (verb == "programmer start" && !isReviewOn()) {
+  auto const chips = host_.chips();
+  if (verb == "programmer start" && (!isReviewOn() || chips.empty())) {
     for (auto const & one : groups_) untried_.insert(one.first);
   }
-  if (verb.starts_with("settle") && isReviewOn()) untried_.clear();
+  if (!verb.starts_with("settle") || !isReviewOn()) return;
+  std::erase_if(untried_, [&](GroupKey const & key) {
+    return std::any_of(chips.begin(), chips.end(), [&](auto const * chip) {
+      return !isLate(key, std::string(chip->name().view()));
+    });
+  });
 }
 
 bool GroupHistory::isReviewOn() const {
