@@ -1,6 +1,7 @@
 #include "tests/simulation/ComparisonBoundaries.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "sim/BoundaryAgent.h"
 
@@ -172,21 +173,29 @@ void BoundaryComparison::compareDrop(RouteName const & name, U32 vlan, Drop & dr
   if (found && host_.hardware().runs() && !chipsAnswerLater(host_)) compareChips(name, vlan, drop);
 }
 
+// What a chip has no room for leaves there what it was to replace.
 void BoundaryComparison::compareChips(RouteName const & name, U32 vlan, Drop & drop) {
   bool lacks = false;
+  drop.old.clear();
   for (auto const * chip : host_.chips()) {
-    auto const entries = chip->entries();
-    bool const stands = std::any_of(entries.begin(), entries.end(), [&](auto const & entry) {
-      return entry.key.sg == name.key && entry.key.vlanId.value() == vlan &&
-             Simulation::textOf(entry.oifSet.get()) == drop.outputs;
-    });
+    bool stands = false;
+    std::optional<std::string> other;
+    for (auto const & entry : chip->entries()) {
+      if (entry.key.sg != name.key || entry.key.vlanId.value() != vlan) continue;
+      std::string const outputs = Simulation::textOf(entry.oifSet.get());
+      stands |= outputs == drop.outputs;
+      other = outputs;
+    }
     bool const wanted = drop.chips.count(nameOf(*chip));
     lacks |= wanted && !stands;
     if (wanted && !stands && !drop.mayLack) {
       differ(nameOf(*chip) + " lacks what drops " + name.text() + " in VLAN " +
              std::to_string(vlan));
     }
-    stands ? (void)drop.chips.insert(nameOf(*chip)) : (void)drop.chips.erase(nameOf(*chip));
+    bool const isOld = !stands && drop.mayLack && other && !mroute(host_, name);
+    if (isOld) drop.old[nameOf(*chip)] = *other;
+    bool const holds = stands || isOld;
+    holds ? (void)drop.chips.insert(nameOf(*chip)) : (void)drop.chips.erase(nameOf(*chip));
   }
   drop.mayLack = lacks;
 }

@@ -215,6 +215,7 @@ class Generator {
   void noCache();
   void learnedRoute();
   void learnedAge();
+  void learnedMany();
   void boundaryVif();
   bool faultsDrawn() const { return routeFaults_ || setFaults_; }
   std::string deniedStream();

@@ -29,7 +29,7 @@ void Generator::weighBoundaries() {
   boundaryEvents_ = {{10, &G::boundaryAdd}, {5, &G::boundaryDel},     {4, &G::boundaryAgain},
                      {4, &G::boundaryIntf}, {4, &G::boundarySubnets}, {3, &G::boundaryFull},
                      {2, &G::lineCard},     {12, &G::noCache},        {4, &G::learnedRoute},
-                     {4, &G::learnedAge},   {2, &G::boundaryVif}};
+                     {4, &G::learnedAge},   {2, &G::boundaryVif},     {3, &G::learnedMany}};
   for (auto & event : boundaryEvents_) {
     event.weight *= edges_.percent(20) ? 0 : edges_.between(1, 3);
     boundaryWeight_ += event.weight;
@@ -203,6 +203,26 @@ void Generator::learnedAge() {
     if (edges_.percent(15)) add({"clear fastdrop vrf ", edges_.of(vrfs_)});
   }
   add("settle");
+}
+
+// More than one slice of a review is enough for, and then a port changes.
+void Generator::learnedMany() {
+  if (setFaults_) return noCache();
+  std::string const vlan = edges_.of({"10", "20"}), ports = " port " + edges_.of({"p1", "p2 p3"});
+  add({"vlan add ", vlan, ports});
+  add({"boundary add 224.0.0.0/4 dev Vlan", vlan});
+  denied_.emplace("224.0.0.0/4", "Vlan" + vlan);
+  for (auto const * group : {"239.1.1.1", "239.1.1.2", "239.1.7.7", "232.1.1.1"}) {
+    for (auto const * source : {"10.9.0.1 ", "10.9.0.2 "}) {
+      add({"no-cache ", source, group, " dev Vlan", vlan});
+    }
+  }
+  add("settle");
+  add({"clock read-cost ", edges_.of({"0.004", "0.02"})});
+  add({"stp vlan ", vlan, ports, edges_.percent(60) ? " discarding" : " forwarding"});
+  if (edges_.percent(40)) add({"boundary del 224.0.0.0/4 dev Vlan", vlan});
+  add("settle");
+  add("clock read-cost 0");
 }
 
 // A number of the kernel's goes to another interface.

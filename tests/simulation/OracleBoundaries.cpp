@@ -438,6 +438,8 @@ BoundaryOracle::Entries BoundaryOracle::others(Brindle::Sim::Chip const & chip,
   for (auto const & [name, vrf] : vrfs_) {
     for (auto const & [what, drop] : vrf.drops) {
       if (drop.chips.count(nameOf(chip))) ours.emplace(what.first, what.second, drop.outputs);
+      auto const old = drop.old.find(nameOf(chip));
+      if (old != drop.old.end()) ours.emplace(what.first, what.second, old->second);
     }
   }
   std::erase_if(entries, [&ours](auto const & entry) {

@@ -50,7 +50,9 @@ class BoundaryOracle {
     // The chips that hold it, unless one has refused it.
     std::set<std::string> chips;
     bool mayLack = false;
-    std::string outputs;  // found out at rest
+    // Found out at rest: its outputs, and those in chips that had no room for them.
+    std::string outputs;
+    std::map<std::string, std::string> old;
   };
   // A VRF in which boundaries are learned.
   struct Vrf {
