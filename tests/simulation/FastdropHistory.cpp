@@ -68,6 +68,7 @@ void FastdropHistory::follow(Line const & line) {
     disturb(verb == "review all");
   }
   noteUnread(words);
+  noteAcceptedNowhere(words);
   noteVrfs();
   noteIntfs(words);
   compareLog(line.printed);
@@ -81,6 +82,21 @@ void FastdropHistory::disturb(bool byReview) {
   for (auto & [name, state] : vrfs_) doubt(state.limit, before_, false);
   for (auto & [name, route] : routes_) {
     for (auto & [vlan, drop] : route.drops) drop.published = Drop::unknown;
+  }
+}
+
+// A route that is accepted by designated forwarder alone has its input's VLAN from its publication
+// to its computation, which then takes its drops for those of an input that it has lost.
+void FastdropHistory::noteAcceptedNowhere(Words const & words) {
+  bool const isDf = std::find(words.begin(), words.end(), "accept-df") != words.end();
+  if (words[0] != "publish" || !isDf) return;
+  Nettle::IntfId const iif(after(words, "iif"));
+  if (!host_.records().intfVlanIdTable->intfIdToVlanId(iif)) return;
+  L3::VrfName const vrf = vrfOf(words[1]);
+  auto const group = Nettle::IpGenAddr(words.at(5));
+  for (auto & [name, route] : routes_) {
+    bool const isThis = name.vrf == vrf && name.key.group().address() == group;
+    if (isThis) route.accepted.insert(unknownVlan);
   }
 }
 

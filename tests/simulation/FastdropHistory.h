@@ -119,6 +119,7 @@ class FastdropHistory : public Findings {
   void glimpseAll(Line const & line);
   void noteIntfs(std::vector<std::string> const & words);
   void noteVrfs();
+  void noteAcceptedNowhere(std::vector<std::string> const & words);
   void noteUnread(std::vector<std::string> const & words);
 
   // Time

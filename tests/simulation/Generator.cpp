@@ -154,10 +154,12 @@ void Generator::heal() {
   healAsync();
   healBidir();
   add("settle");
+  if (!lateChips_) settleOn();
   // What a chip refused that has gone is tried again with the next computation only.
   if (!lateChips_) add("echo healed");
   add("review all");
   add("settle");
+  settleOn();
   add("echo healed");
   healing_ = false;
 }

@@ -227,6 +227,7 @@ class Generator {
   void weighBidir();
   void bidirEvent();
   void healBidir();
+  void settleOn();
   void tearDownBidir();
   void bidirSwitch();
   void bidirVrf();

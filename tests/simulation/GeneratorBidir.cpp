@@ -47,6 +47,12 @@ void Generator::healBidir() {
   }
 }
 
+// A profile of an interface without a VLAN is tried each second where chips answer later, so that a
+// settle takes all its time, at the end of which a poll of fastdrops may have begun something.
+void Generator::settleOn() {
+  if (async_ && bidirWeight_ != 0) add("settle 25");
+}
+
 void Generator::tearDownBidir() {
   if (bidirWeight_ == 0) return;
   for (auto const & vrf : vrfs_) {

@@ -50,6 +50,10 @@ void BidirOracle::note(Words const & words, Published const & published) {
     bool const chipComes = isChip && words[1] == "add";
     if (isAnew || chipComes) speak(where_.at(owner), owner, bitmap);
   }
+  // A table that is read from its beginning may have what has gone from it told, too.
+  bool const isRead = std::any_of(now.begin(), now.end(),
+                                  [this](auto const & table) { return !following_.count(table); });
+  for (auto & [vlan, state] : vlans_) state.loose |= isRead && state.claims.empty();
   following_ = now;
   std::size_t needed = 0;
   for (auto const & [vlan, state] : vlans_) needed += !found(vlan).empty() || !state.claims.empty();

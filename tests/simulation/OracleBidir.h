@@ -54,8 +54,8 @@ class BidirOracle : public Findings {
     // Who spoke last is not known, until the next rest or, where chips answer later, for good.
     bool open = false;
     bool mixed = false;
-    // A routed interface had it, or was to have it, without being told: what it left there may go
-    // when the interface is spoken of again.
+    // What was left there may go when the interface that had it is spoken of again: a routed one
+    // that lost the VLAN without being told, or one whose table is read anew.
     bool loose = false;
   };
 
