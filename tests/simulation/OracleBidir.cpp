@@ -354,6 +354,13 @@ void BidirOracle::compareLate(U32 vlan, Vlan const & state, Standing const & fou
   if (found == wanted) return;
   if (isHealed || !isTriedLater(owner))
     return differ(vlan, found, "in all chips:" + textOf(wanted));
+  auto const chips = host_.chips();
+  bool const isUnderWay = std::any_of(chips.begin(), chips.end(), [vlan](Chip const * chip) {
+    return lateTable(*chip).isOpen(vlan, {});
+  });
+  if (!isUnderWay && !found.empty() && found != state.standing) {
+    return differ(vlan, found, "none, since it has failed");
+  }
   compareOpen(vlan, state, found);
 }
 
