@@ -3,6 +3,7 @@
 #include <exception>
 #include <string>
 
+#include "platform/Exception.h"
 #include "platform/Skein.h"
 #include "platform/Trace.h"
 
@@ -18,6 +19,8 @@ BidirRoot::BidirRoot(Inputs const & in)
     : in_(in),
       mountInfo_{in.tables.empty() ? ZetShoal::shoalRoot() : std::string(in.tables.view())},
       mount_(Zet::make<ZetShoal::Mount>()) {
+  if (!in_.clock) Zet::throwNullParameter("Brindle::BidirRoot::clock");
+  if (!in_.intfVlanIdTable) Zet::throwNullParameter("Brindle::BidirRoot::intfVlanIdTable");
   zetVrfset_.attach(in_.vrfset);
 }
 

@@ -30,7 +30,8 @@ class BRINDLE_API BidirRoot : public Zet::Sm {
   void handleBidirVrf(L3::VrfName vrf);
 
  protected:
-  // Throws ShoalError if the system does not let it watch files.
+  // Throws ShoalError if the system does not let it watch files, RangeException if an input but
+  // `vrfset` is null.
   explicit BidirRoot(Inputs const & in);
   // Takes up the VRFs that stand. To be called at the end of the constructor.
   void handleInitialized();

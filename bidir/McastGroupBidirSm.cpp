@@ -121,7 +121,9 @@ void McastGroupBidirSm::verifyGroupPrefix(IpGenPrefix const & prefix) {
   auto const * const info = groupInfo_.find(prefix);
   if (!info) return;
   for (auto i = info->bidirGroupHandle().begin(); i; i.advance()) {
-    i->value.chip->doVerifyBidirGroup(i->value.handle, vrfName_, prefix);
+    Zet::Ptr<BidirGroupChip> const chip(i->value.chip);
+    bool const isThere = fabric_->bidirGroupChip(i.key()) == chip.get();
+    if (isThere) chip->doVerifyBidirGroup(i->value.handle, vrfName_, prefix);
   }
 }
 

@@ -16,7 +16,9 @@
 namespace Brindle {
 
 // What the machine is made with. What the agent does not have is null: the machine that needs it
-// does not start.
+// does not start. BoundarySm needs the three from `pimIntfStatus` on, BoundaryFastdropRootSm all
+// others; a linecard of a modular system must not have `allVrfStatusLocal`, `kernelMfibStatusColl`
+// or `routingHwStatus`.
 struct BoundaryConfigSmIs {
   Zet::Ptr<HwEpoch::Status const> epochStatus{};
   // "FixedSystem", the linecard's name, or empty on a supervisor.

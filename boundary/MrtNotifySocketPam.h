@@ -4,6 +4,7 @@
 
 #include "boundary/Pam.h"
 #include "platform/FileDescriptor.h"
+#include "platform/MulticastRoutingSocket.h"
 #include "platform/NamespaceName.h"
 #include "platform/ShoalFiles.h"
 
@@ -23,6 +24,12 @@ class BRINDLE_API MrtNotifySocketPam : public Nettle::Pam {
   // Whether it has its socket. To enable what has none tries once more.
   bool enabled() const { return static_cast<bool>(socket_); }
   virtual void enabledIs(bool v);
+
+  // Has the kernel report what comes in by a network device of the namespace, as long as the socket
+  // is open. Throws ErrnoException, also where there is no socket.
+  void vifIs(U16 number, std::string const & device) {
+    Zet::addMulticastVif(socket_.fd(), number, device);
+  }
 
   Zet::Ptr<Nettle::Pkt> rxPkt() override;
   void handleDel() override { doClose(); }

@@ -66,7 +66,8 @@ class BRINDLE_API AsyncBidirDfChip : public SwitchChipBase {
   BidirDfFailureReason dfProfileFailureReason() const { return dfProfileFailureReason_; }
   void dfProfileFailureReasonIs(BidirDfFailureReason v) { dfProfileFailureReason_ = v; }
 
-  // Adds the profile of a VLAN or changes it; the transaction, or null.
+  // Adds the profile of a VLAN or changes it; the transaction, which may have ended, or null if it
+  // is refused at once: dfProfileFailureReason() says why then.
   virtual XactPtr doAddDfProfile(Bridging::VlanIdOrNone, RpaBitmap, XactPtr const & blockingXact);
   virtual void doDelDfProfile(Bridging::VlanIdOrNone);
   virtual void doVerifyDfProfile(Bridging::VlanIdOrNone, RpaBitmap);

@@ -32,7 +32,8 @@ class BRINDLE_API BidirGroupChip : public Zet::Entity {
     assign(mcastGroupTcamFree_, v, &NotifieeConst::onMcastGroupTcamFree);
   }
 
-  // Sets bidirGroupHandle(), or sets it to null and clears mcastGroupTcamFree().
+  // Adds an entry. Sets bidirGroupHandle(), or sets it to null and clears mcastGroupTcamFree(),
+  // which the chip sets again when it has room.
   virtual void doAddBidirGroup(L3::VrfName, Nettle::IpGenPrefix const &);
   virtual void doDelBidirGroup(RouteHandle);
   // Checks that the handle stands for this group.
@@ -63,7 +64,9 @@ class BRINDLE_API BidirDfChip : public Zet::Entity {
     assign(dfProfileTblFree_, v, &NotifieeConst::onDfProfileTblFree);
   }
 
-  // Clears dfProfileTblFree() if there is no room. The bitmap has a bit for each rendezvous point.
+  // Adds the profile of a VLAN or replaces it: bit n is for the rendezvous point of index n. Clears
+  // dfProfileTblFree() if there is no room for it, and only then: whoever asked takes it for
+  // refused. The chip sets the flag again when it has room.
   virtual void doAddDfProfile(Bridging::VlanIdOrNone, U64 bitmap);
   virtual void doDelDfProfile(Bridging::VlanIdOrNone);
   virtual void doVerifyDfProfile(Bridging::VlanIdOrNone, U64 bitmap);

@@ -4,10 +4,10 @@
 #include <linux/mroute.h>
 #include <net/if.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <optional>
 
 #include "platform/Assert.h"
 #include "platform/Exception.h"
@@ -56,44 +56,46 @@ class InNamespace {
   OpenFile const home_;
 };
 
-// The default namespace is the process's own.
-void enter(std::optional<InNamespace> & there, Nettle::NamespaceName const & netNs) {
-  if (netNs != Nettle::NamespaceName::defaultNamespace()) there.emplace(netNs);
+template <class T> void setOption(int socket, int option, T const & value, char const * what) {
+  if (setsockopt(socket, IPPROTO_IP, option, &value, sizeof value) == 0) return;
+  throwErrnoException(what, errno);
 }
 
-OpenFile rawIgmpSocket() {
+OpenFile openHere() {
   OpenFile fd(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_IGMP));
   if (!fd) throwErrnoException("creating multicast routing socket", errno);
+  setOption(fd.fd(), MRT_INIT, 1, "taking over the multicast routing table");
   return fd;
 }
 
-template <class T>
-void setOption(OpenFile const & fd, int option, T const & value, char const * what) {
-  if (setsockopt(fd.fd(), IPPROTO_IP, option, &value, sizeof value) == 0) return;
-  throwErrnoException(what, errno);
+// In the namespace of the socket, which need not be the caller's.
+int indexOf(int socket, std::string const & device) {
+  ifreq request{};
+  if (device.size() >= sizeof request.ifr_name) {
+    throwErrnoException(("finding network device " + device).c_str(), ENODEV);
+  }
+  device.copy(request.ifr_name, device.size());
+  if (ioctl(socket, SIOCGIFINDEX, &request) != 0) {
+    throwErrnoException(("finding network device " + device).c_str(), errno);
+  }
+  return request.ifr_ifindex;
 }
 
 }  // namespace
 
 OpenFile openMulticastRoutingSocket(Nettle::NamespaceName const & netNs) {
-  std::optional<InNamespace> there;
-  enter(there, netNs);
-  OpenFile fd = rawIgmpSocket();
-  setOption(fd, MRT_INIT, 1, "taking over the multicast routing table");
-  return fd;
+  if (netNs == Nettle::NamespaceName::defaultNamespace()) return openHere();
+  InNamespace const there(netNs);
+  return openHere();
 }
 
-void addMulticastVif(Nettle::NamespaceName const & netNs, U16 number, std::string const & device) {
-  std::optional<InNamespace> there;
-  enter(there, netNs);
-  U32 const index = if_nametoindex(device.c_str());
-  if (!index) throwErrnoException(("finding network device " + device).c_str(), errno);
+void addMulticastVif(int socket, U16 number, std::string const & device) {
   vifctl vif{};
   vif.vifc_vifi = number;
   vif.vifc_flags = VIFF_USE_IFINDEX;
   vif.vifc_threshold = 1;
-  vif.vifc_lcl_ifindex = static_cast<int>(index);
-  setOption(rawIgmpSocket(), MRT_ADD_VIF, vif, ("adding " + device + " as a vif").c_str());
+  vif.vifc_lcl_ifindex = indexOf(socket, device);
+  setOption(socket, MRT_ADD_VIF, vif, ("adding " + device + " as a vif").c_str());
 }
 
 }  // namespace Zet

@@ -16,10 +16,10 @@ namespace Zet {
 // as it is on return.
 BRINDLE_API ZetShoal::OpenFile openMulticastRoutingSocket(Nettle::NamespaceName const & netNs);
 
-// Has the kernel report packets that come in by a network device of that namespace, under a number
-// of the caller's, below 32. The table must have an owner. Throws ErrnoException that says what
-// failed: EADDRINUSE where the number is taken.
-BRINDLE_API void addMulticastVif(Nettle::NamespaceName const & netNs, U16 number,
-                                 std::string const & device);
+// Has the kernel report packets that come in by a network device, under a number of the caller's,
+// below 32. The raw IGMP socket says in which namespace, whose table must have an owner; if it is
+// the owner's own, that ends with it. Throws ErrnoException that says what failed: EADDRINUSE where
+// the number is taken.
+BRINDLE_API void addMulticastVif(int socket, U16 number, std::string const & device);
 
 }  // namespace Zet

@@ -113,7 +113,8 @@ void Bidir::addLateProfiles() {
   for (auto i = root->asyncBidirDfSm().begin(); i; i.advance()) {
     addProfiles(i->vrfName(), *i->bidirStatus(), [&](IntfId intf) {
       auto const * const profile = i->dfProfileInfo(intf);
-      return "not in hardware:" + (profile ? profile->reason().pretty() : std::string());
+      bool const isKnown = profile && profile->reason();
+      return "not in hardware" + (isKnown ? ":" + profile->reason().pretty() : std::string());
     });
   }
 }

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "boundary/IgmpMsg.h"
-#include "platform/MulticastRoutingSocket.h"
 #include "sim/Host.h"
 
 namespace Brindle::Sim {
@@ -144,8 +143,11 @@ void BoundaryAgent::linecardDel(Zet::Name name) {
 void BoundaryAgent::vifIs(L3::VrfName vrf, U16 vif, IntfId intf, std::string const & device) {
   if (!device.empty()) {
     if (!settings_.kernel) throw CommandError("expected a device only after \"boundary kernel\"");
+    auto * const pam = static_cast<Routing::Multicast::Notify::MrtNotifySocketPam *>(pamOf(vrf));
+    if (!pam)
+      throw CommandError("expected boundaries that are learned: say \"boundary add\" first");
     try {
-      Zet::addMulticastVif(Nettle::NamespaceName(vrf.view()), vif, device);
+      pam->vifIs(vif, device);
     } catch (Zet::ErrnoException const & e) {
       throw CommandError(e.what());
     }

@@ -15,19 +15,32 @@ namespace {
 
 std::string nameOf(Nettle::IntfId intf) { return std::string(intf.view()); }
 
+// Whether all chips that there are now hold an entry.
+bool stands(auto const & chips, auto const & handles) {
+  for (auto const & chip : chips.items()) {
+    auto const * const held = handles.find(chip.key);
+    if (!held || held->chip != chip.value || held->handle.isNull()) return false;
+  }
+  return true;
+}
+
 // The prefixes of sources for which a prefix of groups stands in the chips.
-std::vector<std::string> sourcesOf(BoundaryAgent const & agent, Nettle::IntfId intf,
+std::vector<std::string> sourcesOf(Host const & host, Nettle::IntfId intf,
                                    IpGenPrefix const & groups) {
   std::vector<std::string> out;
+  BoundaryAgent const & agent = host.boundaryAgent();
   if (agent.asyncTcam()) {
     auto const * const sm = agent.asyncTcam()->intfSm(intf);
-    if (sm && sm->prefixInfo().find(groups)) out.push_back("0.0.0.0/0");
+    auto const * const info = sm ? sm->prefixInfo().find(groups) : nullptr;
+    auto const & chips = host.hardware().asyncFabric()->chip();
+    if (info && stands(chips, info->routeHandle())) out.push_back("0.0.0.0/0");
   } else if (agent.tcam()) {
     auto const * const sm = agent.tcam()->intfSm(Zet::String(intf.view()));
     auto const * const info = sm ? sm->prefixInfo().find(groups) : nullptr;
     if (!info) return out;
+    auto const & chips = host.hardware().fabric()->chip();
     for (auto i = info->sPrefixInfo().begin(); i; i.advance()) {
-      out.push_back(Zet::textOf(i.key()));
+      if (stands(chips, i->routeHandle())) out.push_back(Zet::textOf(i.key()));
     }
   }
   std::sort(out.begin(), out.end());
@@ -43,7 +56,7 @@ void addDenied(Host const & host, BoundaryAgent const & agent, BoundaryView & vi
     for (auto const & groups : i->boundary().items()) {
       view.denied.push_back({nameOf(intf), Zet::textOf(groups),
                              host.records().intfVlanIdTable->intfIdToVlanId(intf).value(),
-                             sourcesOf(agent, intf, groups), waits});
+                             sourcesOf(host, intf, groups), waits});
     }
   }
   std::sort(view.denied.begin(), view.denied.end(), [](auto const & a, auto const & b) {
@@ -85,8 +98,8 @@ void addLearned(Host const & host, BoundaryFastdrop::StatusColl const & all, Bou
 
 std::string stateOf(BoundaryView::Denied const & one) {
   if (one.vlan == 0) return "no VLAN";
-  if (one.waits) return "waits for room";
-  return one.sources.empty() ? "-" : "in hardware";
+  if (!one.sources.empty()) return "in hardware";
+  return one.waits ? "waits for room" : "-";
 }
 
 // Sources of which both tell: those of an entry, and those of a route.
@@ -104,8 +117,10 @@ std::string fateOf(BoundaryView const & view, BoundaryView::Denied const & one,
     }
     if (!sources.empty()) return "the chips keep it out from " + joined(sources);
     if (!one.sources.empty()) return "but not from its sources";
-    return one.vlan ? "but a chip has no room for that" : "but the interface has no VLAN";
+    return one.vlan ? "but not every chip holds that" : "but the interface has no VLAN";
   }
+  if (view.by == BoundaryView::By::nothing) return "which is left to the linecards";
+  if (!one.vlan) return "but the interface has no VLAN";
   for (auto const & learned : view.learned) {
     if (learned.intf != one.intf || learned.key.vrf != key.vrf || learned.key.key != key.key) {
       continue;

@@ -86,8 +86,8 @@ void print(std::ostream & out, ExplainView const & view, std::string const & por
       out << "no entry\n";
       continue;
     }
-    out << "in VLAN " << *entry.vlan << " -> " << outputsText(entry.outputs)
-        << (entry.active ? "" : ", not confirmed") << '\n';
+    out << (*entry.vlan ? "in VLAN " + std::to_string(*entry.vlan) : "in VLANs by profile")
+        << " -> " << outputsText(entry.outputs) << (entry.active ? "" : ", not confirmed") << '\n';
   }
 }
 

@@ -1,6 +1,7 @@
 #include "sim/ExplainView.h"
 
 #include <algorithm>
+#include <map>
 
 #include "sim/BoundaryViews.h"
 #include "sim/Host.h"
@@ -92,6 +93,7 @@ class Explainer {
   Told remediesOf(RouteView const & route) const;
   std::vector<std::string> roomOnChips() const;
   bool isOutOfDate() const;
+  std::string forwarderFor(U32 point) const;
   void addInput();
   void addOutputs();
   bool isOnAChip(IntfId port) const;
@@ -147,7 +149,14 @@ Told Explainer::obstacle(Shoal::Multicast::Fib::StatusKey const & table,
   }
   if (!machine->unprogrammedWcRoute().contains(view_.key.key)) return {};
   std::string intfs;
-  for (auto intf : unreadyIntfs(*machine, route)) intfs += " " + textOf(intf);
+  for (auto intf : unreadyIntfs(*machine, route)) {
+    intfs += " " + textOf(intf);
+    auto const * const subnets = host_.records().pimIntfStatus->intfStatus(intf);
+    if (!subnets || !subnets->route().empty()) continue;
+    return {"it waits for an address on " + textOf(intf),
+            "connected subnets",
+            {"ip addr add ADDRESS/LEN dev " + textOf(intf)}};
+  }
   return {"it waits until the connected subnets of" + intfs + " are in hardware",
           "connected subnets",
           {"chip set CHIP routes ROUTES"}};
@@ -220,6 +229,22 @@ void Explainer::addState() {
   }
 }
 
+// The VLANs of whose profile all chips have the point.
+std::string Explainer::forwarderFor(U32 point) const {
+  std::map<U32, std::size_t> holders;
+  for (auto const * chip : host_.chips()) {
+    for (auto const & [vlan, bitmap] : chip->profiles().profiles()) {
+      holders[vlan] += point < 64 && (bitmap >> point & 1);
+    }
+  }
+  std::string out;
+  for (auto const & [vlan, count] : holders) {
+    if (count == 0 || count != host_.chips().size()) continue;
+    out += (out.empty() ? "" : ", ") + vlanText(VlanIdOrNone(vlan));
+  }
+  return out.empty() ? "nowhere, as the chips have it" : out;
+}
+
 void Explainer::addInput() {
   for (auto const & output : explanation_.outputs()) {
     if (!output.isInput) continue;
@@ -229,8 +254,12 @@ void Explainer::addInput() {
   if (!view_.input.empty()) return;
   auto const rpaId = copy_->shoalRoute().rpaId();
   if (rpaId && rpaId < Shoal::Multicast::Fib::rpaInvalid) {
-    view_.input =
-        "wherever the switch is designated forwarder for rendezvous point " + std::to_string(rpaId);
+    view_.input = "where the switch is designated forwarder for rendezvous point " +
+                  std::to_string(rpaId) + ": " + forwarderFor(rpaId);
+  } else if (rpaId) {
+    view_.input = rpaId == Shoal::Multicast::Fib::rpaInvalid
+                      ? "none: there was no index left for its rendezvous point"
+                      : "none: its rendezvous point has no index yet";
   } else if (copy_->acceptingIntfId()) {
     view_.input = textOf(copy_->acceptingIntfId()) + " in " + vlanText(copy_->acceptingVlanId()) +
                   ", on which the connected subnet is";

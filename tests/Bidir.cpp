@@ -153,6 +153,8 @@ TEST_F(Bidir, ChipsComeAndGo) {
   EXPECT_EQ(groupChips[0]->text(), "225.0.0.0/8 226.0.0.0/8") << "its room is not missed";
   EXPECT_EQ(textOf(dfChips[0]->profiles), "10=3 20=1");
   dfChips[0]->dfTblSizeIs(2);  // full to the last entry, and not asked again
+  groupChips[1]->doDelBidirGroup(RouteHandle{1});
+  table->group("225.0.0.0/8");  // who has gone is not asked what it holds
   auto const freshGroups = Zet::make<GroupChip>("c1", 1u);
   freshGroups->totalIs(9);
   fabric->bidirGroupChipIs(freshGroups);

@@ -61,7 +61,9 @@ class OwnNetworks {
     return made;
   }
   // Makes r0 the virtual interface of that number; the table must have an owner.
-  void addVif(U16 number) { Zet::addMulticastVif("red", number, "r0"); }
+  void addVif(U16 number) {
+    Zet::addMulticastVif(socketIn("red", SOCK_RAW, IPPROTO_IGMP).fd(), number, "r0");
+  }
   // The host sends.
   void sendUdp(char const * group) { send(SOCK_DGRAM, IPPROTO_UDP, group, "data"); }
   void sendIgmpReport(char const * group) {

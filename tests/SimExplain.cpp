@@ -73,18 +73,22 @@ Chip c0: in VLAN 10 -> 20: e2 e3 e6 e7
 }
 
 TEST_F(SimExplain, BidirectionalRoutesAreAcceptedByProfile) {
-  auto const explained = [&](std::string const & rpa) {
+  auto const explained = [&](std::string const & rpa, std::string const & besides = "") {
     return textOf(two_ + "publish pim.default route add * 239.1.1.1 iif Vlan10 rpa " + rpa +
-                  " accept-df oif Vlan20\nsettle\nexplain * 239.1.1.1\n");
+                  " accept-df oif Vlan20\n" + besides + "settle\nexplain * 239.1.1.1\n");
   };
-  auto const stands = explained("7");
-  EXPECT_NE(
-      stands.find("Input: wherever the switch is designated forwarder for rendezvous point 7"),
-      stands.npos)
-      << stands;
-  EXPECT_NE(explained("65535").find("no entry, its rendezvous point has no index yet"), stands.npos)
-      << explained("65535");
-  EXPECT_NE(explained("65534").find("no entry, there was no index left"), stands.npos);
+  auto const tells = [](std::string const & text, std::string const & what) {
+    return text.find(what) != text.npos;
+  };
+  std::string const input =
+      "Input: where the switch is designated forwarder for rendezvous point 7: ";
+  auto const nowhere = explained("7");
+  EXPECT_TRUE(tells(nowhere, input + "nowhere, as the chips have it\n")) << nowhere;
+  auto const stands = explained("7", "bidir on\npublish pim.default bidir df add Vlan20 7\n");
+  EXPECT_TRUE(tells(stands, input + "VLAN 20\n")) << stands;
+  EXPECT_TRUE(tells(stands, "Chip c0: in VLANs by profile -> 20: e2")) << stands;
+  EXPECT_TRUE(tells(explained("65535"), "no entry, its rendezvous point has no index yet"));
+  EXPECT_TRUE(tells(explained("65534"), "no entry, there was no index left"));
 }
 
 TEST_F(SimExplain, WhatWouldChangeAPortDoes) {

@@ -209,6 +209,16 @@ TEST_F(SimScripts, BoundariesInChipsOrLearned) {
          "linecard add L1 tcam\nsettle\nexpect chip c0 routes 2\nverify\n"
          "linecard add L2 no-tcam\nsettle\nexpect chip c0 routes 0\n"
          "linecard del L2\nsettle\nexpect chip c0 routes 2\n");
+  // A chip without room for both: one does not stand.
+  for (std::string const fabric : {"", "fabric async\n"}) {
+    auto const full =
+        script(fabric + bounded +
+               (fabric.empty() ? "chip set c0 routes 1\n" : "chip limit c0 routes 1\n") +
+               "linecard add FixedSystem tcam\nsettle\nshow boundary\n");
+    auto const first = full.text.find("in hardware");
+    EXPECT_NE(first, full.text.npos) << full.text;
+    EXPECT_EQ(full.text.find("in hardware", first + 1), full.text.npos) << full.text;
+  }
   auto const explained = script(bounded +
                                 "linecard add FixedSystem tcam\nsettle\n"
                                 "publisher start pim.default\nexplain * 239.9.1.1\n");
