@@ -37,6 +37,7 @@ class Comparison : public Findings {
   void compareFailed();
   void compareStatus();
   void compareChip(Brindle::Sim::Chip const & chip);
+  bool isInDoubt(RouteName const & name) const;
   bool hasEntries(RouteName const & name, ExpectedRoute const & route) const;
   void take(Entries & found, RouteName const & name, ExpectedRoute const & route,
             std::string const & chip, bool optional);
