@@ -50,19 +50,16 @@ bool ZetDfProfileInfo::hasXactsOut() const {
 
 // --- To the chips
 
-// While chips are asked, whom their callbacks may take away, and whose answers wait.
+// While chips are asked, answers wait, also if a chip throws.
 class ZetDfProfileInfo::Issuing {
  public:
-  explicit Issuing(ZetDfProfileInfo & profile) : profile_(&profile), machine_(profile.sm_) {
-    profile.isIssuing_ = true;
-  }
-  ~Issuing() { profile_->isIssuing_ = false; }
+  explicit Issuing(ZetDfProfileInfo & profile) : profile_(profile) { profile.isIssuing_ = true; }
+  ~Issuing() { profile_.isIssuing_ = false; }
   Issuing(Issuing const &) = delete;
   Issuing & operator=(Issuing const &) = delete;
 
  private:
-  Zet::Ptr<ZetDfProfileInfo> const profile_;
-  Zet::Ptr<AsyncBidirDfSm> const machine_;
+  ZetDfProfileInfo & profile_;
 };
 
 void ZetDfProfileInfo::handleDfProfile() {

@@ -11,7 +11,7 @@
 namespace Brindle::Sim {
 
 // Group prefixes.
-class GroupTable final : public SimBidirGroupChip {
+class GroupTable : public SimBidirGroupChip {
  public:
   static constexpr U32 defaultCapacity = 1000;
   struct Group {
@@ -74,9 +74,7 @@ class PromptProfileTable final : public SimBidirDfChip, public ProfileTable {
 };
 
 // Ends its transactions as it is told to.
-class LateProfileTable final : public SimAsyncBidirDfChip,
-                               public ProfileTable,
-                               public Answering::Xacts {
+class LateProfileTable : public SimAsyncBidirDfChip, public ProfileTable, public Answering::Xacts {
  public:
   LateProfileTable(Zet::Name name, U32 index);
   Answering & answering() const { return *answering_; }

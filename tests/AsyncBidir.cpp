@@ -1,9 +1,7 @@
 // Profiles of the designated forwarder in chips that answer later: what stands, what is tried
 // again, and what changes while chips are at work.
-#include <algorithm>
-
 #include "bidir/AsyncBidirDfRoot.h"
-#include "fabric/SimAsyncFabricBidir.h"
+#include "sim/BidirTables.h"
 #include "tests/BidirWorld.h"
 
 namespace {
@@ -13,42 +11,25 @@ using namespace Brindle;
 using Keel::XactResult;
 using Reason = BidirDfFailureReason;
 
-// Answers when it is told to.
-class LateChip final : public SimAsyncBidirDfChip {
+// Answers at once, or when it is told to.
+class LateChip final : public Sim::LateProfileTable {
  public:
-  LateChip(Zet::Name name, U32 index) : SimAsyncBidirDfChip(name, index) { dfTblSizeIs(100); }
+  LateChip(Zet::Name name, U32 index) : LateProfileTable(name, index) { lateIs(false); }
+  void lateIs(bool v) {
+    answering().answersIs({.when = v ? Sim::Answers::onCommand : Sim::Answers::atOnce});
+  }
+  void answer() { answering().endAll(XactResult::success); }
 
-  XactPtr doAddDfProfile(Bridging::VlanIdOrNone vlan, RpaBitmap bitmap, XactPtr const &) override {
+  XactPtr doAddDfProfile(Bridging::VlanIdOrNone vlan, RpaBitmap bitmap,
+                         XactPtr const & blocking) override {
     ++asked;
-    if (refuses) {
-      dfProfileFailureReasonIs(refuses);
-      return nullptr;
-    }
-    auto const xact = dfAllocXactIs(vlan);
-    xact->resultIs(XactResult::outstanding);
-    pending[vlan.value()] = bitmap.bitmap;
-    if (!isLate) answer();
-    return xact;
-  }
-  void doDelDfProfile(Bridging::VlanIdOrNone vlan) override {
-    pending.erase(vlan.value());
-    profiles.erase(vlan.value());
-    SimAsyncBidirDfChip::doDelDfProfile(vlan);
-  }
-  void answer() {
-    for (auto const & [vid, bitmap] : std::exchange(pending, {})) {
-      Bridging::VlanIdOrNone const vlan(vid);
-      auto const xact = dfAllocXact(vid);
-      bool const isRoom = dfProfiles() < dfTblSize();
-      if (isRoom) profiles[vid] = bitmap;
-      doEnd(vlan, xact);
-    }
+    if (!refuses) return LateProfileTable::doAddDfProfile(vlan, bitmap, blocking);
+    dfProfileFailureReasonIs(refuses);
+    return nullptr;
   }
 
-  std::map<U32, U64> pending, profiles;
   Reason refuses;
   int asked = 0;
-  bool isLate = false;
 };
 
 class AsyncBidir : public BidirWorld {
@@ -58,11 +39,11 @@ class AsyncBidir : public BidirWorld {
     sm = Zet::make<AsyncBidirDfSm>("default", table, fabric, clock, vlans);
   }
   std::string inChips() {
-    auto const text = textOf(chips[0]->profiles);
-    return text == textOf(chips[1]->profiles) ? text : "differ";
+    auto const text = textOf(chips[0]->profiles());
+    return text == textOf(chips[1]->profiles()) ? text : "differ";
   }
   void late(bool v = true) {
-    for (auto const & chip : chips) chip->isLate = v;
+    for (auto const & chip : chips) chip->lateIs(v);
   }
   void answer() {
     for (auto const & chip : chips) chip->answer();
@@ -136,7 +117,6 @@ TEST_F(AsyncBidir, AFailureOnOneChipTakesItOutOfAllAndIsTriedEachSecond) {
   EXPECT_EQ(asked(), 6) << "however fast the chips fail";
   EXPECT_TRUE(reasonOf("Vlan10") & Reason::blockedBit);
   late(false);
-  answer();
   pass(1);
   chips[0]->refuses = {Reason::timeoutBit};
   pass(1);
@@ -173,7 +153,7 @@ TEST_F(AsyncBidir, WhatChangesWhileChipsAreAtWorkComesAfterwards) {
   chips[0]->answer();
   fabric->bidirDfChipDel("c1");
   pass(3);
-  EXPECT_EQ(textOf(chips[0]->profiles) + " " + textOf(added->profiles), "1007=4 1007=4");
+  EXPECT_EQ(textOf(chips[0]->profiles()) + " " + textOf(added->profiles()), "1007=4 1007=4");
   chips[0]->answer();
   pass(3);
   EXPECT_EQ(reasonOf("et1"), 0u);
@@ -181,7 +161,7 @@ TEST_F(AsyncBidir, WhatChangesWhileChipsAreAtWorkComesAfterwards) {
   table->profile("et1", 5);
   table->profile("et1", 0);
   chips[0]->answer();
-  EXPECT_EQ(textOf(chips[0]->profiles) + textOf(added->profiles), "");
+  EXPECT_EQ(textOf(chips[0]->profiles()) + textOf(added->profiles()), "");
   EXPECT_TRUE(sm->failedDfProfile().empty());
 }
 
@@ -189,7 +169,7 @@ TEST_F(AsyncBidir, AChipThatComesLaterIsAskedAlone) {
   table->profile("Vlan10", 3);
   auto const added = Zet::make<LateChip>("c2", 2u);
   fabric->bidirDfChipIs(added);
-  EXPECT_EQ(textOf(added->profiles), "10=3");
+  EXPECT_EQ(textOf(added->profiles()), "10=3");
   EXPECT_EQ(asked(), 1);
 }
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "bidir/McastBidirRoot.h"
-#include "fabric/SimFabricBidir.h"
+#include "sim/BidirTables.h"
 #include "state/ShmBidirStatus.h"
 #include "tests/BidirWorld.h"
 #include "tests/LogLines.h"
@@ -15,44 +15,28 @@ using namespace Tests;
 using namespace Brindle;
 using Nettle::IpGenPrefix;
 
-// Knows what its entries are for, and may refuse for another reason than want of room.
-class GroupChip final : public SimBidirGroupChip {
+// May refuse for another reason than want of room.
+class GroupChip final : public Sim::GroupTable {
  public:
-  using SimBidirGroupChip::SimBidirGroupChip;
+  using GroupTable::GroupTable;
   void doAddBidirGroup(L3::VrfName vrf, IpGenPrefix const & prefix) override {
     ++asked;
     if (isBroken) return bidirGroupHandleIs(RouteHandle());
-    SimBidirGroupChip::doAddBidirGroup(vrf, prefix);
-    if (!bidirGroupHandle().isNull()) groups[bidirGroupHandle()] = Zet::textOf(prefix);
-  }
-  void doDelBidirGroup(RouteHandle handle) override {
-    groups.erase(handle);
-    SimBidirGroupChip::doDelBidirGroup(handle);
+    GroupTable::doAddBidirGroup(vrf, prefix);
   }
   std::string text() const {
     std::string out;
-    for (auto const & [handle, group] : groups) out += (out.empty() ? "" : " ") + group;
+    for (auto const & [handle, group] : entries()) {
+      out += (out.empty() ? "" : " ") + Zet::textOf(group.prefix);
+    }
     return out;
   }
 
-  std::map<RouteHandle, std::string> groups;
   int asked = 0;
   bool isBroken = false;
 };
 
-class DfChip final : public SimBidirDfChip {
- public:
-  using SimBidirDfChip::SimBidirDfChip;
-  void doAddDfProfile(Bridging::VlanIdOrNone vlan, U64 bitmap) override {
-    SimBidirDfChip::doAddDfProfile(vlan, bitmap);
-    if (dfProfileTblFree()) profiles[vlan.value()] = bitmap;
-  }
-  void doDelDfProfile(Bridging::VlanIdOrNone vlan) override {
-    profiles.erase(vlan.value());
-    SimBidirDfChip::doDelDfProfile(vlan);
-  }
-  std::map<U32, U64> profiles;
-};
+using DfChip = Sim::PromptProfileTable;
 
 class Bidir : public BidirWorld {
  protected:
@@ -73,8 +57,8 @@ class Bidir : public BidirWorld {
     return text == groupChips[1]->text() ? text : "differ";
   }
   std::string inDfChips() {
-    auto const text = textOf(dfChips[0]->profiles);
-    return text == textOf(dfChips[1]->profiles) ? text : "differ";
+    auto const text = textOf(dfChips[0]->profiles());
+    return text == textOf(dfChips[1]->profiles()) ? text : "differ";
   }
 
   Zet::Ptr<SimFabricBidir> const fabric = simFabricBidirFactory("fabric");
@@ -151,7 +135,7 @@ TEST_F(Bidir, ChipsComeAndGo) {
   fabric->bidirDfChipDel("c1");
   pass(1);
   EXPECT_EQ(groupChips[0]->text(), "225.0.0.0/8 226.0.0.0/8") << "its room is not missed";
-  EXPECT_EQ(textOf(dfChips[0]->profiles), "10=3 20=1");
+  EXPECT_EQ(textOf(dfChips[0]->profiles()), "10=3 20=1");
   dfChips[0]->dfTblSizeIs(2);  // full to the last entry, and not asked again
   groupChips[1]->doDelBidirGroup(RouteHandle{1});
   table->group("225.0.0.0/8");  // who has gone is not asked what it holds
@@ -161,12 +145,12 @@ TEST_F(Bidir, ChipsComeAndGo) {
   auto const freshProfiles = Zet::make<DfChip>("c1", 1u);
   fabric->bidirDfChipIs(freshProfiles);
   EXPECT_EQ(freshGroups->text(), "225.0.0.0/8 226.0.0.0/8");
-  EXPECT_EQ(textOf(freshProfiles->profiles), "10=3 20=1");
-  EXPECT_EQ(textOf(dfChips[0]->profiles), "10=3 20=1");
+  EXPECT_EQ(textOf(freshProfiles->profiles()), "10=3 20=1");
+  EXPECT_EQ(textOf(dfChips[0]->profiles()), "10=3 20=1");
   auto const tiny = Zet::make<DfChip>("c2", 2u);
   tiny->dfTblSizeIs(1);
   fabric->bidirDfChipIs(tiny);
-  EXPECT_EQ(textOf(dfChips[0]->profiles) + " " + textOf(tiny->profiles), "10=3 10=3");
+  EXPECT_EQ(textOf(dfChips[0]->profiles()) + " " + textOf(tiny->profiles()), "10=3 10=3");
 }
 
 TEST_F(Bidir, ACorruptTableIsHandedItsCorruption) {
